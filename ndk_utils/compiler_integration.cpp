@@ -1,0 +1,116 @@
+// Ties an installed compiler into an NDK: fills in the compiler's templates and runs its
+// integration script.
+#include <unistd.h>
+
+#include <fstream>
+
+#include "ndk_utils/ndk_utils.h"
+
+void patch_text_file(const std::string& file, const std::string& from, const std::string& to) {
+  std::ifstream in(file, std::ios::in | std::ios::binary);
+  if (in.fail()) {
+    error("patch_text_file: cannot open input stream of file %s", file.c_str());
+    return;
+  }
+  const std::string copy = file + ".tmp";
+  std::ofstream out;
+  // Unbuffered: each line goes out as one write, and closing has nothing left to write a second
+  // time after a failure.
+  out.rdbuf()->pubsetbuf(nullptr, 0);
+  out.open(copy, std::ios::out | std::ios::binary | std::ios::trunc);
+  if (out.fail()) {
+    error("patch_text_file: cannot open output stream of file %s", copy.c_str());
+    return;
+  }
+
+  // The state is tested before a line is read, not after, so the read that finds no further line
+  // still writes one: each pass adds an empty line at the end. Write errors are not looked at, and
+  // the copy is moved whatever happened.
+  std::string line;
+  while (!in.fail()) {
+    line.clear();
+    std::getline(in, line);
+    std::string patched = replaceAllSubstrings(line, from, to);
+    patched += '\n';
+    out.write(patched.data(), static_cast<std::streamsize>(patched.size())).flush();
+  }
+  in.close();
+  out.close();
+  file_move(copy, file);
+}
+
+// VORN_INSTALL_DIR and NDK_COMPILER_SUBDIR with nothing between them: a value that needs a
+// separator carries it.
+static std::string compiler_base(session_t* session) {
+  std::string base = env_get_string(session, "VORN_INSTALL_DIR");
+  base += env_get_string(session, "NDK_COMPILER_SUBDIR");
+  return base;
+}
+
+std::string get_toolchains_path(session_t* session) {
+  return path(compiler_base(session) + "/android");
+}
+
+std::string get_compiler_path(session_t* session) {
+  std::string compiler = compiler_base(session) + "/compilers_and_libraries_";
+  compiler += env_get_string(session, "NDK_CNL_VERSION_FULL");
+  return path(compiler + "/linux");
+}
+
+std::string get_compiler_full_version(session_t* session) {
+  std::string version = get_compiler_version(session) + ".";
+  version += get_compiler_package_number(session);
+  return version;
+}
+
+std::string get_compiler_version(session_t* session) {
+  return env_get_string(session, "NDK_COMPILER_VERSION");
+}
+
+std::string get_compiler_package_number(session_t* session) {
+  return env_get_string(session, "NDK_COMPILER_PACKAGE_NUMBER");
+}
+
+// Runs the integration script in the toolchains directory, which stays the working directory of the
+// process.
+static void run_integration_script(const std::string& toolchains, const std::string& ndk_dir) {
+  const std::string command = "./ndk_integration.sh \"" + ndk_dir + "\" --force";
+  print_log("NDK_INTEGRATION: integrate_ndk(): integration enabled, launching '%s' script.",
+            command.c_str());
+  // A failure is not looked at: the shell then reports that the script is not there.
+  [[maybe_unused]] const int ignored = chdir(toolchains.c_str());
+  const std::string output = get_command_output(command, nullptr, true, "");
+  print_log("Output: '%s'", output.c_str());
+}
+
+int integrate_ndk(session_t* session) {
+  print_log("NDK_INTEGRATION: integrate_ndk()");
+  const std::string toolchains = get_toolchains_path(session);
+  const std::string compiler = get_compiler_path(session);
+  const std::string version = get_compiler_full_version(session);
+  std::string ndk_dir;
+
+  for (const char* target : {"/x86_64-nox", "/x86-nox"}) {
+    const std::string definition = toolchains + target + version + "/setup.mk";
+    patch_text_file(path(definition), "{INSTALL_NOX_INSTALLDIR}", compiler);
+    patch_text_file(path(definition), "{INSTALL_NOX_VERSION}", version);
+  }
+
+  if (env_get_string(session, "NDK_INTEGRATION_ENABLED") == "yes") {
+    ndk_dir = path(env_get_string(session, "NDK_PATH"));
+    run_integration_script(toolchains, ndk_dir);
+  } else {
+    print_log("NDK_INTEGRATION: integrate_ndk(): integration disabled");
+  }
+
+  // Also when integration is disabled: the empty directory then deletes the placeholder from both
+  // scripts.
+  patch_text_file(path(compiler + "/bin/compilervars_arch.sh"), "<NDK_DIR>", ndk_dir);
+  patch_text_file(path(compiler + "/bin/compilervars_arch.csh"), "<NDK_DIR>", ndk_dir);
+  return 0;
+}
+
+int unintegrate_ndk(session_t* /*session*/) {
+  print_log("NDK_INTEGRATION: unintegrate_ndk() NOT IMPLEMENTED");
+  return 0;
+}
