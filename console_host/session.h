@@ -1,0 +1,43 @@
+// A session of the console host: its variables and its components, behind the contract's session_t.
+#ifndef CONSOLE_HOST_SESSION_H
+#define CONSOLE_HOST_SESSION_H
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "console_host/installation.h"
+#include "host/host.h"
+
+class Session {
+ public:
+  explicit Session(const Installation& installation);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // What the plug-in gets; valid as long as this object.
+  session_t* handle() { return &handle_; }
+
+  // The value of a session variable, "" when it was never set.
+  std::string get(const std::string& name) const;
+  void set(const std::string& name, const std::string& value) { variables_[name] = value; }
+
+  std::vector<Component*> components() const;
+
+  // The component that the plug-in took for the compiler: the one whose sub-directory it asked for.
+  // Null when none.
+  const Component* compiler() const;
+
+ private:
+  struct ComponentState;
+
+  session_t handle_{};
+  std::map<std::string, std::string> variables_;
+  std::vector<std::unique_ptr<ComponentState>> components_;
+
+  friend class ::Component;
+};
+
+#endif
