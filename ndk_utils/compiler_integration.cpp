@@ -13,11 +13,7 @@ void patch_text_file(const std::string& file, const std::string& from, const std
     return;
   }
   const std::string copy = file + ".tmp";
-  std::ofstream out;
-  // Unbuffered: each line goes out as one write, and closing has nothing left to write a second
-  // time after a failure.
-  out.rdbuf()->pubsetbuf(nullptr, 0);
-  out.open(copy, std::ios::out | std::ios::binary | std::ios::trunc);
+  std::ofstream out(copy, std::ios::out | std::ios::binary | std::ios::trunc);
   if (out.fail()) {
     error("patch_text_file: cannot open output stream of file %s", copy.c_str());
     return;
@@ -30,9 +26,8 @@ void patch_text_file(const std::string& file, const std::string& from, const std
   while (!in.fail()) {
     line.clear();
     std::getline(in, line);
-    std::string patched = replaceAllSubstrings(line, from, to);
-    patched += '\n';
-    out.write(patched.data(), static_cast<std::streamsize>(patched.size())).flush();
+    const std::string patched = replaceAllSubstrings(line, from, to);
+    out.write(patched.data(), static_cast<std::streamsize>(patched.size())).put('\n').flush();
   }
   in.close();
   out.close();
