@@ -7,8 +7,8 @@
 #include <array>
 #include <cerrno>
 #include <system_error>
-#include <utility>
 
+#include "console_host/file_descriptor.h"
 #include "console_host/integration_record.h"
 #include "host/host.h"
 
@@ -19,24 +19,6 @@ void check(int error_number, const char* what) {
     throw std::system_error(error_number, std::generic_category(), what);
   }
 }
-
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int number) : number_(number) {}
-  ~FileDescriptor() { close(); }
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-  int number() const { return number_; }
-  void close() {
-    if (number_ >= 0) {
-      ::close(std::exchange(number_, -1));
-    }
-  }
-
- private:
-  int number_;
-};
 
 class SpawnActions {
  public:

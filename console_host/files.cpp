@@ -47,7 +47,7 @@ int is_writable(std::string dir) {
 // permitted.
 int file_move(std::string from, std::string to) {
   struct stat replaced {};
-  if (stat(to.c_str(), &replaced) == 0) {
+  if (stat(to.c_str(), &replaced) == 0 && S_ISREG(replaced.st_mode)) {
     // Only root may give a file away. The mode comes second because changing the owner takes away
     // the set-user-ID bit.
     [[maybe_unused]] const int ignored = chown(from.c_str(), replaced.st_uid, replaced.st_gid);

@@ -1,5 +1,7 @@
 #include "console_host/install.h"
 
+#include <unistd.h>
+
 #include <iostream>
 #include <sstream>
 
@@ -100,6 +102,9 @@ void tell_script(const ScriptRun& script) {
   for (std::string line; std::getline(output, line);) {
     say("script printed: " + line);
   }
+  if (script.exit_status != 0) {
+    say("script exit status: " + std::to_string(script.exit_status));
+  }
 }
 
 // Why the integration failed; "" when it did not.
@@ -122,6 +127,11 @@ std::string why_failed(const IntegrationRecord& record) {
 }
 
 ExitCode integrate(const Plugin& plugin, Session& session) {
+  // The plug-in goes on where it cannot enter the compiler's directory: the script is then not to
+  // be found.
+  if (chdir("/") != 0) {
+    return stop("cannot enter the directory /");
+  }
   const IntegrationRecord record;
   plugin.integrate_ndk(session.handle());
   tell_files(record);
@@ -152,8 +162,10 @@ ExitCode install(const Plugin& plugin, const Installation& installation) {
   tell_ndk(plugin, ndk);
 
   if (session.get("NDK_INTEGRATION_INSTALL_DETECTED") != "yes") {
-    return stop("no selected component asks for the NDK integration: none has one of " +
-                session.get("NDK_COMPONENT_PATTERNS") + " in its id");
+    const std::string patterns = session.get("NDK_COMPONENT_PATTERNS");
+    return stop("no selected component asks for the NDK integration: " +
+                (patterns.empty() ? "NDK_COMPONENT_PATTERNS is empty"
+                                  : "none has one of " + patterns + " in its id"));
   }
   const Component& compiler = *session.compiler();
   say("component: " + compiler.id + " (version " + compiler.version + ", package number " +

@@ -3,11 +3,11 @@
 #include <toml++/toml.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 
 #include "console_host/errors.h"
@@ -15,20 +15,89 @@
 
 namespace {
 
-// The session variables that a host sets, and which of them hold directories.
+// The session variables that a host sets, and what they hold.
 struct SessionVariable {
+  enum class Kind { kText, kDirectory, kDirectories };
+
   const char* name;
-  bool holds_directories;
+  Kind kind;
 };
 
-constexpr SessionVariable kSessionVariables[] = {
-    {"NDK_PATH", true},
-    {"NDK_DEFAULT_SEARCH_PATH_LINUX", true},
-    {"NDK_SUPPORTED_VERSIONS", false},
-    {"NDK_INTEGRATION_ENABLED", false},
-    {"NDK_COMPONENT_PATTERNS", false},
-    {"VORN_INSTALL_DIR", true},
-};
+constexpr std::array<SessionVariable, 6> kSessionVariables{{
+    {"NDK_PATH", SessionVariable::Kind::kDirectory},
+    {"NDK_DEFAULT_SEARCH_PATH_LINUX", SessionVariable::Kind::kDirectories},
+    {"NDK_SUPPORTED_VERSIONS", SessionVariable::Kind::kText},
+    {"NDK_INTEGRATION_ENABLED", SessionVariable::Kind::kText},
+    {"NDK_COMPONENT_PATTERNS", SessionVariable::Kind::kText},
+    {"VORN_INSTALL_DIR", SessionVariable::Kind::kDirectory},
+}};
+
+const SessionVariable* find_session_variable(const std::string& name) {
+  const auto* const found =
+      std::find_if(kSessionVariables.begin(), kSessionVariables.end(),
+                   [&](const SessionVariable& variable) { return variable.name == name; });
+  return found == kSessionVariables.end() ? nullptr : found;
+}
+
+std::string session_variable_names() {
+  std::string names;
+  for (const SessionVariable& variable : kSessionVariables) {
+    names += (names.empty() ? "" : ", ") + std::string(variable.name);
+  }
+  return names;
+}
+
+// The list `value` with each of its directories made absolute, from the directory `base`.
+std::string absolute_directories(const std::string& base, const std::string& value) {
+  std::string list;
+  std::size_t begin = 0;
+  while (true) {
+    const std::size_t end = value.find(';', begin);
+    list += absolute_path(base, value.substr(begin, end - begin));
+    if (end == std::string::npos) {
+      return list;
+    }
+    list += ';';
+    begin = end + 1;
+  }
+}
+
+// `value` of a session variable with its directories made absolute, from the directory `base`.
+std::string absolute_value(const SessionVariable& variable, const std::string& base,
+                           const std::string& value) {
+  switch (variable.kind) {
+    case SessionVariable::Kind::kDirectory:
+      return absolute_path(base, value);
+    case SessionVariable::Kind::kDirectories:
+      return absolute_directories(base, value);
+    default:
+      return value;
+  }
+}
+
+// The first line of `text` that holds a key with an absurd number of parts, 0 when none does. The
+// TOML library would run out of stack on the tables that such keys make.
+std::size_t line_with_deep_key(const std::string& text) {
+  constexpr int kMostParts = 100;
+  std::istringstream lines(text);
+  std::size_t number = 1;
+  for (std::string line; std::getline(lines, line); ++number) {
+    int dots = 0;
+    char quote = '\0';
+    for (const char c : line) {
+      if (quote != '\0') {
+        quote = c == quote ? '\0' : quote;
+      } else if (c == '"' || c == '\'') {
+        quote = c;
+      } else if (c == '#') {
+        break;
+      } else if (c == '.' && ++dots > kMostParts) {
+        return number;
+      }
+    }
+  }
+  return 0;
+}
 
 std::string read_file(const std::string& file) {
   std::ifstream in(file, std::ios::binary);
@@ -90,12 +159,20 @@ class Reader {
   }
 
  private:
+  [[noreturn]] void wrong(std::size_t line, const std::string& what) const {
+    throw UsageError(file_ + ":" + std::to_string(line) + ": " + what);
+  }
+
   [[noreturn]] void wrong(const toml::source_region& where, const std::string& what) const {
-    throw UsageError(file_ + ":" + std::to_string(where.begin.line) + ": " + what);
+    wrong(where.begin.line, what);
   }
 
   toml::table parse() const {
     const std::string text = read_file(file_);
+    if (const std::size_t line = line_with_deep_key(text); line != 0) {
+      wrong(line,
+            "not valid TOML: a key of more than 100 parts, expected [session] or [[component]]");
+    }
     try {
       return toml::parse(text);
     } catch (const toml::parse_error& bad) {
@@ -109,32 +186,21 @@ class Reader {
     }
     for (const auto& [key, value] : *node.as_table()) {
       const std::string name(key.str());
-      const auto* const known =
-          std::find_if(std::begin(kSessionVariables), std::end(kSessionVariables),
-                       [&](const SessionVariable& variable) { return variable.name == name; });
-      if (known == std::end(kSessionVariables)) {
+      const SessionVariable* known = find_session_variable(name);
+      if (known == nullptr) {
         wrong(key.source(), "unknown key '" + one_line(name) + "' in [session], expected one of " +
                                 session_variable_names());
       }
-      installation.session[name] = session_value(name, value, known->holds_directories);
+      installation.session[name] = session_value(*known, value);
     }
-  }
-
-  static std::string session_variable_names() {
-    std::string names;
-    for (const SessionVariable& variable : kSessionVariables) {
-      names += (names.empty() ? "" : ", ") + std::string(variable.name);
-    }
-    return names;
   }
 
   // A text as it stands, or an array of texts joined by ";".
-  std::string session_value(const std::string& name, const toml::node& node,
-                            bool holds_directories) const {
+  std::string session_value(const SessionVariable& variable, const toml::node& node) const {
+    const std::string name = variable.name;
     const toml::array* elements = node.as_array();
     if (elements == nullptr) {
-      const std::string value = text(name, node, "a text or an array of texts");
-      return holds_directories ? absolute_directories(value) : value;
+      return absolute(variable, node, text(name, node, "a text or an array of texts"));
     }
     std::string list;
     for (const toml::node& element : *elements) {
@@ -143,25 +209,21 @@ class Reader {
         wrong(element.source(), "an element of " + name + " holds ';', expected one entry: '" +
                                     one_line(piece) + "' would become several");
       }
-      list += (&element == &elements->front() ? "" : ";") +
-              (holds_directories ? absolute_path(base_, piece) : piece);
+      list += (&element == &elements->front() ? "" : ";") + absolute(variable, element, piece);
     }
     return list;
   }
 
-  // The list `value` with each of its directories made absolute.
-  std::string absolute_directories(const std::string& value) const {
-    std::string list;
-    std::size_t begin = 0;
-    while (true) {
-      const std::size_t end = value.find(';', begin);
-      list += absolute_path(base_, value.substr(begin, end - begin));
-      if (end == std::string::npos) {
-        return list;
-      }
-      list += ';';
-      begin = end + 1;
+  std::string absolute(const SessionVariable& variable, const toml::node& node,
+                       const std::string& value) const {
+    const std::string made_absolute = absolute_value(variable, base_, value);
+    if (variable.kind == SessionVariable::Kind::kDirectories && made_absolute != value &&
+        base_.find(';') != std::string::npos) {
+      wrong(node.source(), std::string("a relative directory in ") + variable.name +
+                               ", expected absolute ones: the name of this file's own directory "
+                               "holds ';', which separates the entries of the list");
     }
+    return made_absolute;
   }
 
   std::string text(const std::string& what, const toml::node& node,

@@ -49,10 +49,3 @@ void IntegrationRecord::failed() {
 }
 
 void IntegrationRecord::ran(ScriptRun run) { script_ = std::move(run); }
-
-bool IntegrationRecord::succeeded() const {
-  const bool patched = std::all_of(files_.begin(), files_.end(), [](const PatchedFile& file) {
-    return file.result == PatchedFile::Result::kPatched;
-  });
-  return patched && (!script_ || script_->exit_status == 0);
-}

@@ -44,9 +44,6 @@ class IntegrationRecord {
   const std::vector<PatchedFile>& files() const { return files_; }
   const std::optional<ScriptRun>& script() const { return script_; }
 
-  // True when every template was there and was patched, and the script, if it ran, exited with 0.
-  bool succeeded() const;
-
  private:
   PatchedFile& file(const std::string& path);
 

@@ -1,13 +1,17 @@
 #include "console_host/log.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <array>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <iostream>
 
 #include "console_host/errors.h"
+#include "console_host/file_descriptor.h"
 #include "console_host/integration_record.h"
 #include "host/host.h"
 
@@ -15,7 +19,8 @@ namespace {
 
 // print_log and error get no session, so the log is the one of the process.
 struct Log {
-  std::ofstream file;
+  FileDescriptor file{-1};
+  bool is_complete = true;
   bool on_standard_error = false;
   int pauses = 0;
 };
@@ -32,7 +37,8 @@ void write_line(const std::string& text) {
   }
   const std::string line = one_line(text) + "\n";
   if (log.file.is_open()) {
-    log.file << line << std::flush;
+    const ssize_t size = write(log.file.number(), line.data(), line.size());
+    log.is_complete = log.is_complete && size == static_cast<ssize_t>(line.size());
   }
   if (log.on_standard_error) {
     std::cerr << line << std::flush;
@@ -42,6 +48,7 @@ void write_line(const std::string& text) {
 std::string formatted(const char* format, va_list arguments) {
   va_list again;
   va_copy(again, arguments);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_copy has initialised it
   const int size = std::vsnprintf(nullptr, 0, format, again);
   va_end(again);
   if (size < 0) {
@@ -56,33 +63,54 @@ std::string formatted(const char* format, va_list arguments) {
 }  // namespace
 
 void log_to_file(const std::string& file) {
-  the_log().file.open(file, std::ios::app | std::ios::binary);
-  if (!the_log().file) {
+  constexpr mode_t kUsual = 0666;
+  the_log().file =
+      FileDescriptor(open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, kUsual));
+  if (!the_log().file.is_open()) {
     throw UsageError("cannot open the log file " + file + ": " + std::strerror(errno));
   }
 }
 
 void log_to_standard_error() { the_log().on_standard_error = true; }
 
-bool log_is_complete() { return the_log().file.good(); }
+bool log_is_complete() { return the_log().is_complete; }
 
 LogPause::LogPause() { ++the_log().pauses; }
 LogPause::~LogPause() { --the_log().pauses; }
 
+bool is_control(char c) {
+  const auto code = static_cast<unsigned char>(c);
+  return code < 0x20 || code == 0x7f;
+}
+
+// True when a control character beyond ASCII, in UTF-8, begins at `text`[i].
+static bool is_wide_control(const std::string& text, std::size_t i) {
+  const auto code = [&](std::size_t at) {
+    return at < text.size() ? static_cast<unsigned char>(text[at]) : 0U;
+  };
+  return code(i) == 0xc2 && code(i + 1) >= 0x80 && code(i + 1) < 0xa0;
+}
+
+static std::string escaped(char c) {
+  std::array<char, 5> escape{};
+  std::snprintf(escape.data(), escape.size(), "\\x%02x", static_cast<unsigned char>(c));
+  return escape.data();
+}
+
 std::string one_line(const std::string& text) {
   std::string line;
-  for (const char c : text) {
-    const auto code = static_cast<unsigned char>(c);
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
     if (c == '\n') {
       line += "\\n";
     } else if (c == '\r') {
       line += "\\r";
     } else if (c == '\t') {
       line += "\\t";
-    } else if (code < 0x20 || code == 0x7f) {
-      std::array<char, 5> escape{};
-      std::snprintf(escape.data(), escape.size(), "\\x%02x", code);
-      line += escape.data();
+    } else if (is_control(c)) {
+      line += escaped(c);
+    } else if (is_wide_control(text, i)) {
+      line += escaped(c) + escaped(text[++i]);
     } else {
       line += c;
     }

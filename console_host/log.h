@@ -28,4 +28,7 @@ class LogPause {
 // that it stays one line and does nothing to a terminal.
 std::string one_line(const std::string& text);
 
+// True for line ends and the other control characters of ASCII.
+bool is_control(char c);
+
 #endif

@@ -32,7 +32,8 @@ std::string find_library(const std::string& file) {
   const fs::path program_dir = fs::read_symlink("/proc/self/exe").parent_path();
   for (const fs::path& candidate :
        {program_dir / kLibrary, program_dir.parent_path() / "lib" / kLibrary}) {
-    if (fs::exists(candidate)) {
+    std::error_code not_searchable;
+    if (fs::exists(candidate, not_searchable)) {
       return candidate.string();
     }
   }
