@@ -1,0 +1,818 @@
+// The console host's own choices in what it gives the plug-in.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "console_host/errors.h"
+#include "console_host/installation.h"
+#include "console_host/integration_record.h"
+#include "console_host/log.h"
+#include "console_host/session.h"
+#include "host/host.h"
+#include "tests/temporary_directory.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using Texts = std::vector<std::string>;
+
+// A text that holds NUL characters.
+template <std::size_t N>
+std::string bytes(const char (&text)[N]) {
+  return {text, N - 1};
+}
+
+// Whoever runs the tests, the code below is not root's.
+class OrdinaryUser {
+ public:
+  static constexpr uid_t kNobody = 65534;
+
+  OrdinaryUser() : was_root_(geteuid() == 0) {
+    if (was_root_ && seteuid(kNobody) != 0) {
+      throw std::runtime_error("cannot become an ordinary user");
+    }
+  }
+  ~OrdinaryUser() {
+    if (was_root_ && seteuid(0) != 0) {
+      std::abort();
+    }
+  }
+  OrdinaryUser(const OrdinaryUser&) = delete;
+  OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+
+ private:
+  bool was_root_;
+};
+
+// A directory named "dir" that belongs to the ordinary user, in a temporary one that lets them in.
+class OrdinaryDirectory {
+ public:
+  explicit OrdinaryDirectory(mode_t mode) : path_(top_.path() + "/dir") {
+    fs::create_directory(path_);
+    const uid_t owner = geteuid() == 0 ? OrdinaryUser::kNobody : geteuid();
+    if (chmod(top_.path().c_str(), 0755) != 0 || chmod(path_.c_str(), mode) != 0 ||
+        chown(path_.c_str(), owner, static_cast<gid_t>(-1)) != 0) {
+      throw std::runtime_error("cannot prepare " + path_);
+    }
+  }
+  ~OrdinaryDirectory() { chmod(path_.c_str(), 0700); }
+  OrdinaryDirectory(const OrdinaryDirectory&) = delete;
+  OrdinaryDirectory& operator=(const OrdinaryDirectory&) = delete;
+
+  const std::string& path() const { return path_; }
+
+ private:
+  TemporaryDirectory top_;
+  std::string path_;
+};
+
+mode_t mode_of(const std::string& file) {
+  struct stat status {};
+  return stat(file.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+// What the log shows on standard error while `act` runs.
+template <typename Act>
+std::string logged(const Act& act) {
+  log_to_standard_error();
+  testing::internal::CaptureStderr();
+  act();
+  return testing::internal::GetCapturedStderr();
+}
+
+// --- path ---
+
+TEST(Path, Forms) {
+  const std::vector<std::pair<std::string, std::string>> rows = {
+      {"", ""},
+      {"/", "/"},
+      {"//", "/"},
+      {"////", "/"},
+      {"a", "a"},
+      {"a/", "a"},
+      {"a//", "a"},
+      {"/a", "/a"},
+      {"//a", "/a"},
+      {"/a/b", "/a/b"},
+      {"/a//b///c/", "/a/b/c"},
+      {"/a b/ c ", "/a b/ c "},
+      {".", "."},
+      {"./", "."},
+      {"./a", "./a"},
+      {"/a/./b", "/a/./b"},
+      {"/a/../b", "/a/../b"},
+      {"../", ".."},
+      {"a\\/b", "a\\/b"},
+      {bytes("a\0//b"), bytes("a\0/b")},
+  };
+  for (const auto& [given, expected] : rows) {
+    EXPECT_EQ(path(given), expected) << given;
+  }
+}
+
+TEST(Path, LinkNotResolved) {
+  const TemporaryDirectory dir;
+  fs::create_directory(dir.path() + "/real");
+  fs::create_directory_symlink("real", dir.path() + "/link");
+  EXPECT_EQ(path(dir.path() + "//link/"), dir.path() + "/link");
+}
+
+// --- splitString ---
+
+TEST(SplitString, Forms) {
+  struct Row {
+    std::string text;
+    std::string separator;
+    Texts pieces;
+  };
+  const std::vector<Row> rows = {
+      {"", ";", {}},
+      {";", ";", {}},
+      {";;", ";", {}},
+      {"a", ";", {"a"}},
+      {"a;b;c", ";", {"a", "b", "c"}},
+      {"a;;b", ";", {"a", "b"}},
+      {";a", ";", {"a"}},
+      {"a;", ";", {"a"}},
+      {" ; a", ";", {" ", " a"}},
+      {"11.2.2725575", ".", {"11", "2", "2725575"}},
+      {"a.b", ";", {"a.b"}},
+      {"a::b:c::", "::", {"a", "b:c"}},
+      {"a:::b", "::", {"a", ":b"}},
+      {"a;b", "", {"a;b"}},
+      {"", "", {}},
+      {bytes("a\0;b"), ";", {bytes("a\0"), "b"}},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(splitString(row.text, row.separator, false), row.pieces) << row.text;
+  }
+}
+
+// --- replaceAllSubstrings ---
+
+TEST(ReplaceAllSubstrings, Forms) {
+  struct Row {
+    std::string text;
+    std::string from;
+    std::string to;
+    std::string result;
+  };
+  const std::vector<Row> rows = {
+      {"", "a", "b", ""},
+      {"none here", "X", "y", "none here"},
+      {"<NDK_DIR>", "<NDK_DIR>", "/ndk dir", "/ndk dir"},
+      {"<NDK_DIR>:<NDK_DIR>", "<NDK_DIR>", "", ":"},
+      {"a<NDK_DIR>b", "<NDK_DIR>", "<NDK_DIR>", "a<NDK_DIR>b"},
+      {"aXbX", "X", "XX", "aXXbXX"},
+      {"aaa", "aa", "b", "ba"},
+      {"abab", "aba", "x", "xb"},
+      {"ab", "abc", "x", "ab"},
+      {"abc", "", "x", "abc"},
+      {"a%sb", "%s", "%n", "a%nb"},
+      {"ab", "a", "1\n2", "1\n2b"},
+      {bytes("a\0b\0"), bytes("\0"), "0", "a0b0"},
+      {"a\r", "a", "b", "b\r"},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(replaceAllSubstrings(row.text, row.from, row.to), row.result) << row.text;
+  }
+}
+
+// --- strtoint, inttostr ---
+
+TEST(Strtoint, Forms) {
+  const std::vector<std::pair<std::string, int>> rows = {
+      {"0", 0},
+      {"11", 11},
+      {"-7", -7},
+      {"+7", 7},
+      {"007", 7},
+      {" 2", 2},
+      {" \t 2", 2},
+      {"2725575-beta4", 2725575},
+      {"3 ", 3},
+      {"", 0},
+      {" ", 0},
+      {"r11", 0},
+      {"- 7", 0},
+      {"--7", 0},
+      {"0x10", 0},
+      {"1e3", 1},
+      {"2147483647", INT_MAX},
+      {"2147483648", INT_MAX},
+      {"-2147483648", INT_MIN},
+      {"-2147483649", INT_MIN},
+      {"4294967297", INT_MAX},
+      {"99999999999999999999999", INT_MAX},
+      {"-99999999999999999999999", INT_MIN},
+      {bytes("1\0002"), 1},
+  };
+  for (const auto& [text, number] : rows) {
+    EXPECT_EQ(strtoint(text), number) << text;
+  }
+}
+
+TEST(Inttostr, Forms) {
+  const std::vector<std::pair<long long, std::string>> rows = {
+      {0, "0"},
+      {-1, "-1"},
+      {2005, "2005"},
+      {LLONG_MAX, "9223372036854775807"},
+      {LLONG_MIN, "-9223372036854775808"},
+  };
+  for (const auto& [number, text] : rows) {
+    EXPECT_EQ(inttostr(number), text);
+  }
+}
+
+// --- IniDb ---
+
+constexpr const char* kRevision = "Pkg.Revision ";  // as the plug-in asks for it
+
+std::string value_in(const std::string& content, const std::string& key = kRevision,
+                     const std::string& separator = "=") {
+  const TemporaryDirectory dir;
+  dir.write("/source.properties", content);
+  return IniDb(dir.path(), "source.properties", separator).value(key);
+}
+
+TEST(IniDb, Forms) {
+  struct Row {
+    const char* name;
+    std::string content;
+    std::string value;
+  };
+  const std::vector<Row> rows = {
+      {"r11 and later", "Pkg.Desc = Android NDK\nPkg.Revision = 11.2.2725575\n", "11.2.2725575"},
+      {"since r26d",
+       "Pkg.Desc = Android NDK\nPkg.Revision = 29.0.14033849-beta4\n"
+       "Pkg.BaseRevision = 29.0.14033849\nPkg.ReleaseName = r29-beta4\n",
+       "29.0.14033849-beta4"},
+      {"rewritten by an old SDK manager",
+       "### Android Tool: Source of this archive.\n#Tue Mar 22 11:04:54 EDT 2016\n"
+       "Archive.HostBits=64\nArchive.HostOs=linux\nPkg.Desc=Android NDK\nPkg.Revision=11\n"
+       "Pkg.SourceUrl=https\\://example.com/ndk.xml\n",
+       "11"},
+      {"no final newline", "Pkg.Desc = Android NDK\nPkg.Revision = 11.2.4", "11.2.4"},
+      {"CRLF", "Pkg.Desc = Android NDK\r\nPkg.Revision = 11.2.4\r\n", "11.2.4"},
+      {"CRLF, no final newline", "Pkg.Revision = 11.2.4\r", "11.2.4"},
+      {"tabs and blanks", " \tPkg.Revision\t =\t 11.2.4 \t\n", "11.2.4"},
+      {"blanks inside a value", "Pkg.Revision = 11 . 2\n", "11 . 2"},
+      {"separator in a value", "Pkg.Revision = a = b\n", "a = b"},
+      {"commented out", "#Pkg.Revision = 1.1.1\n  # Pkg.Revision = 2.2.2\n!Pkg.Revision = 3.3.3\n",
+       ""},
+      {"comment before", "#Pkg.Revision = 1.1.1\nPkg.Revision = 11.2.4\n", "11.2.4"},
+      {"empty value", "Pkg.Revision =\n", ""},
+      {"no separator", "Pkg.Revision 11.2.4\n", ""},
+      {"empty lines", "\n\r\n \nPkg.Revision = 11.2.4\n\n", "11.2.4"},
+      {"other keys that hold it", "xPkg.Revision = 1\nPkg.RevisionX = 2\nPkg.Revision X = 3\n", ""},
+      {"other letter case", "pkg.revision = 11.2.4\n", ""},
+      {"twice", "Pkg.Revision = 11.2.4\nPkg.Revision = 12.0.0\n", "11.2.4"},
+      {"empty file", "", ""},
+      {"NUL", bytes("Pkg.Desc = a\0b\nPkg.Revision = 11.2.4\n"), "11.2.4"},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(value_in(row.content), row.value) << row.name;
+  }
+}
+
+TEST(IniDb, KeyTrimmedAlike) {
+  for (const char* key : {"Pkg.Revision", "Pkg.Revision ", " Pkg.Revision", "\tPkg.Revision \r"}) {
+    EXPECT_EQ(value_in("Pkg.Revision = 11.2.4\n", key), "11.2.4") << key;
+    EXPECT_EQ(value_in("Pkg.Revision=11.2.4\n", key), "11.2.4") << key;
+  }
+}
+
+TEST(IniDb, CommentIsNoKey) {
+  EXPECT_EQ(value_in("#Pkg.Revision = 11.2.4\n", "#Pkg.Revision"), "");
+  EXPECT_EQ(value_in(" !Pkg.Revision = 11.2.4\n", "!Pkg.Revision"), "");
+}
+
+TEST(IniDb, OtherSeparators) {
+  EXPECT_EQ(value_in("a = 1: b\nc: d = 2\n", "c", ":"), "d = 2");
+  EXPECT_EQ(value_in("key := value\n", "key", ":="), "value");
+}
+
+TEST(IniDb, SeveralKeys) {
+  const TemporaryDirectory dir;
+  dir.write("/p", "a = 1\nb = 2\n");
+  IniDb properties(dir.path(), "p", "=");
+  EXPECT_EQ((Texts{properties.value("b"), properties.value("a"), properties.value("c"),
+                   properties.value("b"), properties.value("")}),
+            (Texts{"2", "1", "", "2", ""}));
+}
+
+TEST(IniDb, UnreadableFile) {
+  const TemporaryDirectory dir;
+  fs::create_directory(dir.path() + "/directory");
+  EXPECT_EQ(IniDb(dir.path(), "missing", "=").value("a"), "");
+  EXPECT_EQ(IniDb(dir.path(), "directory", "=").value("a"), "");
+  EXPECT_EQ(IniDb(dir.path() + "/missing", "p", "=").value("a"), "");
+}
+
+TEST(IniDb, DirectoryWithTrailingSlash) {
+  const TemporaryDirectory dir;
+  dir.write("/p", "a = 1\n");
+  EXPECT_EQ(IniDb(dir.path() + "/", "p", "=").value("a"), "1");
+}
+
+// --- file_exists ---
+
+TEST(FileExists, Kinds) {
+  const TemporaryDirectory dir;
+  dir.write("/file", "text");
+  dir.write("/empty", "");
+  fs::create_directory(dir.path() + "/directory");
+  fs::create_symlink("file", dir.path() + "/link");
+  fs::create_symlink("directory", dir.path() + "/directory link");
+  fs::create_symlink("nowhere", dir.path() + "/dangling link");
+  ASSERT_EQ(mkfifo((dir.path() + "/fifo").c_str(), 0600), 0);
+  struct Row {
+    const char* name;
+    bool file;
+    bool file_or_directory;
+  };
+  const std::vector<Row> rows = {
+      {"/file", true, true},
+      {"/empty", true, true},
+      {"/link", true, true},
+      {"/directory", false, true},
+      {"/directory link", false, true},
+      {"/dangling link", false, false},
+      {"/fifo", false, false},
+      {"/missing", false, false},
+      {"/file/below", false, false},
+      {"/file/", false, false},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(file_exists(dir.path() + row.name, false) != 0, row.file) << row.name;
+    EXPECT_EQ(file_exists(dir.path() + row.name, true) != 0, row.file_or_directory) << row.name;
+  }
+  EXPECT_EQ(file_exists("", false), 0);
+  EXPECT_EQ(file_exists("", true), 0);
+}
+
+// --- is_writable ---
+
+TEST(IsWritable, Modes) {
+  const std::vector<std::pair<mode_t, bool>> rows = {
+      {0700, true}, {0300, true}, {0500, false}, {0600, false}, {0200, false}, {0077, false},
+  };
+  for (const auto& [mode, writable] : rows) {
+    const OrdinaryDirectory dir(mode);
+    const OrdinaryUser ordinary_user;
+    EXPECT_EQ(is_writable(dir.path()) != 0, writable) << std::oct << mode;
+  }
+}
+
+TEST(IsWritable, DirectoryOfAnotherUser) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can make a directory that is not its own";
+  }
+  const OrdinaryDirectory dir(0755);
+  ASSERT_EQ(chown(dir.path().c_str(), 0, 0), 0);
+  const OrdinaryUser ordinary_user;
+  EXPECT_EQ(is_writable(dir.path()), 0);
+}
+
+TEST(IsWritable, Link) {
+  const TemporaryDirectory dir;
+  fs::create_directory(dir.path() + "/directory");
+  fs::create_symlink("directory", dir.path() + "/link");
+  EXPECT_NE(is_writable(dir.path() + "/link"), 0);
+}
+
+TEST(IsWritable, NoDirectory) {
+  const TemporaryDirectory dir;
+  dir.write("/file", "text");
+  fs::permissions(dir.path() + "/file", fs::perms::all);
+  EXPECT_EQ(is_writable(dir.path() + "/file"), 0);
+  EXPECT_EQ(is_writable(dir.path() + "/missing"), 0);
+  EXPECT_EQ(is_writable(""), 0);
+}
+
+// --- file_move ---
+
+TEST(FileMove, ModeOfReplacedFileKept) {
+  for (const mode_t mode : {0600U, 0644U, 0755U, 0444U, 0000U, 04755U, 02750U}) {
+    const TemporaryDirectory dir;
+    dir.write("/from", "new");
+    dir.write("/to", "old");
+    chmod((dir.path() + "/from").c_str(), 0640);
+    chmod((dir.path() + "/to").c_str(), mode);
+    EXPECT_NE(file_move(dir.path() + "/from", dir.path() + "/to"), 0);
+    EXPECT_EQ(mode_of(dir.path() + "/to"), mode) << std::oct << mode;
+    chmod((dir.path() + "/to").c_str(), 0600);
+    EXPECT_EQ(dir.read("/to"), "new");
+    EXPECT_FALSE(dir.holds("/from"));
+  }
+}
+
+TEST(FileMove, OwnerOfReplacedFileKept) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can give a file away";
+  }
+  const TemporaryDirectory dir;
+  dir.write("/from", "new");
+  dir.write("/to", "old");
+  const std::string to = dir.path() + "/to";
+  ASSERT_EQ(chown(to.c_str(), 1234, 4321), 0);
+  ASSERT_EQ(chmod(to.c_str(), 06755), 0);
+  EXPECT_NE(file_move(dir.path() + "/from", to), 0);
+  struct stat status {};
+  ASSERT_EQ(stat(to.c_str(), &status), 0);
+  EXPECT_EQ(status.st_uid, 1234U);
+  EXPECT_EQ(status.st_gid, 4321U);
+  EXPECT_EQ(mode_of(to), 06755U);
+}
+
+TEST(FileMove, NothingReplaced) {
+  const TemporaryDirectory dir;
+  dir.write("/from", "new");
+  chmod((dir.path() + "/from").c_str(), 0640);
+  EXPECT_NE(file_move(dir.path() + "/from", dir.path() + "/to"), 0);
+  EXPECT_EQ(dir.read("/to"), "new");
+  EXPECT_EQ(mode_of(dir.path() + "/to"), 0640U);
+}
+
+TEST(FileMove, LinkReplaced) {
+  const TemporaryDirectory dir;
+  dir.write("/from", "new");
+  dir.write("/target", "old");
+  fs::create_symlink("target", dir.path() + "/to");
+  EXPECT_NE(file_move(dir.path() + "/from", dir.path() + "/to"), 0);
+  EXPECT_FALSE(fs::is_symlink(dir.path() + "/to"));
+  EXPECT_EQ(dir.read("/to"), "new");
+  EXPECT_EQ(dir.read("/target"), "old");
+}
+
+TEST(FileMove, MissingSource) {
+  const TemporaryDirectory dir;
+  dir.write("/to", "old");
+  const std::string log =
+      logged([&] { EXPECT_EQ(file_move(dir.path() + "/from", dir.path() + "/to"), 0); });
+  EXPECT_EQ(dir.hidden_in(log),
+            "ERROR: cannot move DIR/from to DIR/to: No such file or directory\n");
+  EXPECT_EQ(dir.read("/to"), "old");
+}
+
+TEST(FileMove, DirectoryAsTarget) {
+  const TemporaryDirectory dir;
+  dir.write("/from", "new");
+  chmod((dir.path() + "/from").c_str(), 0600);
+  dir.write("/to/inside", "old");
+  chmod((dir.path() + "/to").c_str(), 0755);
+  const std::string log =
+      logged([&] { EXPECT_EQ(file_move(dir.path() + "/from", dir.path() + "/to"), 0); });
+  EXPECT_EQ(dir.hidden_in(log), "ERROR: cannot move DIR/from to DIR/to: Is a directory\n");
+  EXPECT_EQ(dir.read("/from"), "new");
+  EXPECT_EQ(mode_of(dir.path() + "/from"), 0600U);
+  EXPECT_EQ(dir.read("/to/inside"), "old");
+}
+
+// --- get_command_output ---
+
+struct Ran {
+  int status;
+  std::string output;
+};
+
+Ran ran(const std::string& command) {
+  Ran result{-1, ""};
+  result.output = get_command_output(command, &result.status, true, "");
+  return result;
+}
+
+TEST(GetCommandOutput, Commands) {
+  struct Row {
+    std::string command;
+    int status;
+    std::string output;
+  };
+  const std::vector<Row> rows = {
+      {"echo text", 0, "text\n"},
+      {"printf 'no line end'", 0, "no line end"},
+      {":", 0, ""},
+      {"", 0, ""},
+      {"exit 7", 7, ""},
+      {"echo before; exit 255", 255, "before\n"},
+      {"kill -KILL $$", 137, ""},
+      {"echo out; echo err >&2; echo out again", 0, "out\nerr\nout again\n"},
+      {"cat; echo end of input", 0, "end of input\n"},
+      {R"(printf 'a\000b')", 0, bytes("a\0b")},
+      {"printf '%s' \"a  b\" '$HOME'", 0, "a  b$HOME"},
+  };
+  for (const Row& row : rows) {
+    const Ran result = ran(row.command);
+    EXPECT_EQ(result.status, row.status) << row.command;
+    EXPECT_EQ(result.output, row.output) << row.command;
+  }
+}
+
+TEST(GetCommandOutput, MissingCommand) {
+  const Ran result = ran("./there-is-no-such-command");
+  EXPECT_EQ(result.status, 127);
+  EXPECT_NE(result.output.find("./there-is-no-such-command"), std::string::npos) << result.output;
+}
+
+TEST(GetCommandOutput, StatusKeptForTheReport) {
+  const IntegrationRecord record;
+  EXPECT_EQ(get_command_output("echo failing; exit 7", nullptr, true, ""), "failing\n");
+  ASSERT_TRUE(record.script());
+  EXPECT_EQ(record.script()->command, "echo failing; exit 7");
+  EXPECT_EQ(record.script()->exit_status, 7);
+  EXPECT_EQ(record.script()->output, "failing\n");
+}
+
+TEST(GetCommandOutput, NullStatusWithoutReport) {
+  EXPECT_EQ(get_command_output("exit 7", nullptr, true, ""), "");
+}
+
+TEST(GetCommandOutput, LastArgumentsWithoutMeaning) {
+  EXPECT_EQ(get_command_output("cat; echo text", nullptr, false, "anything"), "text\n");
+}
+
+TEST(GetCommandOutput, OneMegabyte) {
+  const Ran result = ran("head -c 1048576 /dev/zero | tr '\\0' x");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(result.output == std::string(1048576, 'x')) << result.output.size();
+}
+
+TEST(GetCommandOutput, WorkingDirectory) {
+  const TemporaryDirectory dir;
+  const WorkingDirectoryKept kept;
+  fs::current_path(dir.path());
+  EXPECT_EQ(ran("pwd").output, dir.path() + "\n");
+}
+
+TEST(GetCommandOutput, Environment) {
+  ASSERT_EQ(setenv("CONSOLE_SERVICES_TEST", "two  blanks", 1), 0);
+  EXPECT_EQ(ran("printf '%s' \"$CONSOLE_SERVICES_TEST\"").output, "two  blanks");
+  unsetenv("CONSOLE_SERVICES_TEST");
+}
+
+// What a process left behind prints belongs to the output, as in $(...) of a shell.
+TEST(GetCommandOutput, BackgroundProcessThatPrints) {
+  const TemporaryDirectory dir;
+  const std::string fifo = dir.path() + "/fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const Ran result =
+      ran("{ read line; echo \"late: $line\"; } <" + fifo + " & echo early; echo go >" + fifo);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "early\nlate: go\n");
+}
+
+// One that gave its outputs away is not waited for: it cannot end before the line that is written
+// after the command returned.
+TEST(GetCommandOutput, BackgroundProcessThatIsSilent) {
+  const TemporaryDirectory dir;
+  const std::string fifo = dir.path() + "/fifo";
+  const std::string answer = dir.path() + "/answer";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo(answer.c_str(), 0600), 0);
+  const Ran result =
+      ran("{ read line <" + fifo + "; echo $line >" + answer + "; } >/dev/null 2>&1 & echo early");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "early\n");
+  std::ofstream(fifo) << "go\n";  // waits for its reader
+  EXPECT_EQ(dir.read("/answer"), "go\n");
+}
+
+TEST(GetCommandOutput, NoDescriptorLeft) {
+  const auto open_descriptors = [] {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+  };
+  ran("true");
+  const auto before = open_descriptors();
+  ran("echo text");
+  ran("./there-is-no-such-command");
+  EXPECT_EQ(open_descriptors(), before);
+}
+
+// --- print_log, error ---
+
+TEST(PrintLog, OneLineACall) {
+  const std::string log = logged([] {
+    print_log("plain");
+    print_log("%s", "");
+    print_log("'%s' in '%s'", "-ndk-", "nox-ndk-5");
+    print_log("%s", "a percent sign: 100%s %n");
+    print_log("100%%");
+  });
+  EXPECT_EQ(log, "plain\n\n'-ndk-' in 'nox-ndk-5'\na percent sign: 100%s %n\n100%\n");
+}
+
+TEST(PrintLog, ControlCharacters) {
+  const std::string log = logged([] {
+    print_log("Output: '%s'", "one\ntwo\r\n\tthree\n");
+    print_log("%s", "\x1b[31mred\x1b[0m \x01\x1f\x7f\a\b");
+    print_log("%s", "caf\xc3\xa9 \\n");
+  });
+  EXPECT_EQ(log,
+            "Output: 'one\\ntwo\\r\\n\\tthree\\n'\n"
+            "\\x1b[31mred\\x1b[0m \\x01\\x1f\\x7f\\x07\\x08\n"
+            "caf\xc3\xa9 \\n\n");
+}
+
+TEST(PrintLog, LongLine) {
+  const std::string text(100000, 'x');
+  EXPECT_EQ(logged([&] { print_log("<%s>", text.c_str()); }), "<" + text + ">\n");
+}
+
+TEST(PrintLog, Paused) {
+  const std::string log = logged([] {
+    print_log("one");
+    {
+      const LogPause outer;
+      print_log("not this");
+      {
+        const LogPause inner;
+        error("nor this");
+      }
+      print_log("still not");
+    }
+    print_log("two");
+  });
+  EXPECT_EQ(log, "one\ntwo\n");
+}
+
+TEST(Error, OneLineACall) {
+  const std::string log = logged([] {
+    error("cannot open %s", "/a\nb");
+    error("again");
+  });
+  EXPECT_EQ(log, "ERROR: cannot open /a\\nb\nERROR: again\n");
+}
+
+TEST(LogFile, MissingDirectory) {
+  const TemporaryDirectory dir;
+  EXPECT_THROW(log_to_file(dir.path() + "/missing/log"), UsageError);
+}
+
+TEST(LogFile, Appended) {
+  const TemporaryDirectory dir;
+  dir.write("/log", "an older line\n");
+  log_to_file(dir.path() + "/log");
+  print_log("%s", "new\nline");
+  error("%s", "wrong");
+  EXPECT_EQ(dir.read("/log"), "an older line\nnew\\nline\nERROR: wrong\n");
+  EXPECT_TRUE(log_is_complete());
+}
+
+TEST(OneLine, EveryByte) {
+  for (int code = 0; code < 256; ++code) {
+    const std::string line = one_line(std::string(1, static_cast<char>(code)));
+    const bool control = code < 0x20 || code == 0x7f;
+    EXPECT_EQ(line.size() > 1, control) << code;
+    EXPECT_EQ(line[0], control ? '\\' : static_cast<char>(code)) << code;
+  }
+  EXPECT_EQ(one_line(bytes("\0\t\n\r\x1b\x7f")), "\\x00\\t\\n\\r\\x1b\\x7f");
+}
+
+// --- session variables and components ---
+
+TEST(SessionVariables, BothFormsOneStore) {
+  Session session(Installation{});
+  session_t* const handle = session.handle();
+  Texts values;
+  const auto read = [&] { values.push_back(env_get_string(handle, "NDK_PATH")); };
+  read();
+  env_set_string(handle, "NDK_PATH", "literal");
+  read();
+  env_set_string(handle, std::string("NDK_PATH"), std::string("computed"));
+  read();
+  env_set_string(handle, "NDK_PATH", "");
+  read();
+  env_set_string(handle, std::string("NDK_PATH"), std::string("again"));
+  env_set_string(handle, std::string("NDK_PATH"), std::string());
+  read();
+  EXPECT_EQ(values, (Texts{"", "literal", "computed", "", ""}));
+  EXPECT_EQ(env_get_string(handle, "NDK_PATH_STATUS"), "");
+}
+
+TEST(SessionVariables, FromInstallation) {
+  Installation installation;
+  installation.session["NDK_SUPPORTED_VERSIONS"] = "r11;r11c";
+  Session session(installation);
+  EXPECT_EQ(env_get_string(session.handle(), "NDK_SUPPORTED_VERSIONS"), "r11;r11c");
+  EXPECT_EQ(session.get("NDK_SUPPORTED_VERSIONS"), "r11;r11c");
+  EXPECT_EQ(installation.session.size(), 1U);
+}
+
+TEST(SessionVariables, TwoSessionsApart) {
+  Session one(Installation{});
+  Session two(Installation{});
+  env_set_string(one.handle(), "NDK_PATH", "one");
+  env_set_string(two.handle(), "NDK_PATH", "two");
+  EXPECT_EQ(one.get("NDK_PATH"), "one");
+  EXPECT_EQ(two.get("NDK_PATH"), "two");
+}
+
+TEST(Components, AsInTheInstallation) {
+  Installation installation;
+  installation.components = {{"b", "5.0.3", "42", "/cc", true, false},
+                             {"a", "1.2.3", "4", "", false, true}};
+  Session session(installation);
+  Texts seen;
+  for (Component* component : session.handle()->tsd.components()) {
+    seen.insert(seen.end(),
+                {component->id, component->version, component->packageNumber, component->subdir(),
+                 component->installCondition() ? "installable" : "not installable",
+                 component->getSelected() ? "selected" : "not selected"});
+  }
+  EXPECT_EQ(seen, (Texts{"b", "5.0.3", "42", "/cc", "installable", "not selected",  //
+                         "a", "1.2.3", "4", "", "not installable", "selected"}));
+}
+
+TEST(Components, CompilerIsTheOneAskedForItsSubdir) {
+  Installation installation;
+  installation.components = {{"a", "", "", "", true, true}, {"b", "", "", "", true, true}};
+  Session session(installation);
+  EXPECT_EQ(session.compiler(), nullptr);
+  Component* const second = session.handle()->tsd.components()[1];
+  second->getSelected();
+  second->installCondition();
+  EXPECT_EQ(session.compiler(), nullptr);
+  second->subdir();
+  EXPECT_EQ(session.compiler(), second);
+}
+
+TEST(Components, None) {
+  Session session(Installation{});
+  EXPECT_TRUE(session.handle()->tsd.components().empty());
+}
+
+// --- what the services report about an integration ---
+
+// The files of a record as "path, placeholders, result" texts.
+Texts files_of(const IntegrationRecord& record) {
+  const auto result_name = [](PatchedFile::Result result) -> std::string {
+    switch (result) {
+      case PatchedFile::Result::kPatched:
+        return "patched";
+      case PatchedFile::Result::kMissing:
+        return "missing";
+      case PatchedFile::Result::kFailed:
+        return "failed";
+    }
+    return "?";
+  };
+  Texts texts;
+  for (const PatchedFile& file : record.files()) {
+    texts.push_back(file.path + ", " + std::to_string(file.placeholders) + ", " +
+                    result_name(file.result));
+  }
+  return texts;
+}
+
+TEST(IntegrationRecord, TwoPassesOverOneFile) {
+  const TemporaryDirectory dir;
+  dir.write("/setup.mk", "old");
+  const IntegrationRecord record;
+  const std::string file = path(dir.path() + "//setup.mk");
+  dir.write("/setup.mk.tmp", "new");
+  replaceAllSubstrings("XX", "X", "y");
+  replaceAllSubstrings("none", "X", "y");
+  file_move(file + ".tmp", file);
+  path(file);
+  dir.write("/setup.mk.tmp", "newer");
+  replaceAllSubstrings("Z", "Z", "y");
+  file_move(file + ".tmp", file);
+  EXPECT_EQ(files_of(record), Texts{file + ", 3, patched"});
+}
+
+TEST(IntegrationRecord, FileThatCannotBePatched) {
+  const TemporaryDirectory dir;
+  dir.write("/there", "text");
+  const IntegrationRecord record;
+  const std::string log = logged([&] {
+    path(dir.path() + "/missing");
+    error("cannot open input stream");
+    path(dir.path() + "/there");
+    error("cannot open output stream");
+  });
+  EXPECT_EQ(files_of(record),
+            (Texts{dir.path() + "/missing, 0, missing", dir.path() + "/there, 0, failed"}));
+}
+
+TEST(IntegrationRecord, OneAtATime) {
+  EXPECT_EQ(IntegrationRecord::current(), nullptr);
+  {
+    const IntegrationRecord record;
+    EXPECT_EQ(IntegrationRecord::current(), &record);
+  }
+  EXPECT_EQ(IntegrationRecord::current(), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,231 @@
+// The shared library as a file: what it exports, what it needs, and how it is linked.
+#include <gtest/gtest.h>
+#include <stdio.h>
+
+#include <algorithm>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/plugin.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define SANITIZED 1
+#endif
+#endif
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+#ifdef SANITIZED
+constexpr bool sanitized = true;
+#else
+constexpr bool sanitized = false;
+#endif
+
+// What `tool`, run on the library, prints, line by line.
+Lines output_of(const std::string& tool) {
+  const std::string command = "LC_ALL=C " + tool + " '" NDK_UTILS_LIBRARY "'";
+  FILE* pipe = popen(command.c_str(), "r");
+  std::string text;
+  char buffer[4096];
+  for (std::size_t size; (size = fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
+    text.append(buffer, size);
+  }
+  EXPECT_EQ(pclose(pipe), 0) << command << " failed; it is part of binutils";
+
+  // The standard library's own spelling of its string type, written as people write it. Names that
+  // only return one are marked [abi:cxx11].
+  const std::string spelling =
+      "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >";
+  for (std::size_t at; (at = text.find(spelling)) != std::string::npos;) {
+    text.replace(at, spelling.size(), "std::string");
+  }
+  Lines lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+std::string text_of(Lines lines) {
+  std::sort(lines.begin(), lines.end());
+  std::string text = "\n";
+  for (const std::string& line : lines) {
+    text += line + "\n";
+  }
+  return text;
+}
+
+bool begins_with(const std::string& text, const std::string& start) {
+  return text.rfind(start, 0) == 0;
+}
+
+bool holds(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+// Symbols by name, as nm tells them: a letter for the kind (U undefined, w and v weak undefined),
+// the name and, behind "@", the version.
+struct Symbol {
+  char kind;
+  std::string name;
+  std::string version;
+};
+
+std::vector<Symbol> symbols(const std::string& which) {
+  std::vector<Symbol> result;
+  for (const std::string& line : output_of("nm -D --demangle --with-symbol-versions " + which)) {
+    // An address, where there is one, goes first: 16 digits or blanks.
+    const std::string name = line.substr(19);
+    const std::size_t at = name.find('@');
+    result.push_back(
+        {line[17], name.substr(0, at), at == std::string::npos ? "" : name.substr(at)});
+  }
+  return result;
+}
+
+// Versions that the C and C++ libraries give their symbols.
+bool of_runtime_library(const Symbol& symbol) {
+  for (const char* library : {"GLIBC_", "GLIBCXX_", "CXXABI_", "GCC_"}) {
+    if (begins_with(symbol.version, std::string("@") + library) ||
+        begins_with(symbol.version, std::string("@@") + library)) {
+      return true;
+    }
+  }
+  // Weak hooks that every shared object has.
+  return symbol.kind == 'w' &&
+         (symbol.name == "__gmon_start__" || begins_with(symbol.name, "_ITM_"));
+}
+
+// The values of the dynamic section's entries of one type, such as NEEDED.
+Lines dynamic_entries(const std::string& type) {
+  Lines values;
+  for (const std::string& line : output_of("readelf --dynamic --wide")) {
+    if (holds(line, "(" + type + ")")) {
+      const std::size_t begin = line.find_first_not_of(' ', line.find(')') + 1);
+      values.push_back(begin == std::string::npos ? "" : line.substr(begin));
+    }
+  }
+  return values;
+}
+
+// The program header of one type, such as GNU_STACK.
+std::string program_header(const std::string& type) {
+  for (const std::string& line : output_of("readelf --program-headers --wide")) {
+    if (begins_with(line, "  " + type + " ")) {
+      return line;
+    }
+  }
+  return "none";
+}
+
+}  // namespace
+
+TEST(PluginBinary, Exports) {
+  Lines names;
+  for (const Symbol& symbol : symbols("--defined-only")) {
+    names.push_back(std::string(1, symbol.kind) + " " + symbol.name + symbol.version);
+  }
+
+  EXPECT_EQ(text_of(names), R"names(
+T check_if_ndk_integration_files_are_to_be_installed
+T detect_ndk
+T get_compiler_full_version[abi:cxx11](session_t*)
+T get_compiler_package_number[abi:cxx11](session_t*)
+T get_compiler_path[abi:cxx11](session_t*)
+T get_compiler_version[abi:cxx11](session_t*)
+T get_toolchains_path[abi:cxx11](session_t*)
+T get_version(std::string const&)
+T integrate_ndk
+T is_ndk_dir(std::string const&)
+T is_ndk_version_supported(ndk_version_t, std::string const&)
+T ndk_version_string[abi:cxx11](ndk_version_t)
+T patch_text_file(std::string const&, std::string const&, std::string const&)
+T unintegrate_ndk
+T validate_ndk_path
+)names");
+}
+
+// Undefined are the host's services, all of them, and nothing else that a runtime library does not
+// have.
+TEST(PluginBinary, UndefinedNames) {
+  if (sanitized) {
+    GTEST_SKIP()
+        << "a sanitizer takes the C library's names over, without versions to tell them by";
+  }
+  Lines names;
+  for (const Symbol& symbol : symbols("--undefined-only")) {
+    if (!of_runtime_library(symbol)) {
+      names.push_back(std::string(1, symbol.kind) + " " + symbol.name + symbol.version);
+    }
+  }
+
+  EXPECT_EQ(text_of(names), R"names(
+U Component::getSelected()
+U Component::installCondition()
+U Component::subdir[abi:cxx11]()
+U IniDb::IniDb(std::string, std::string, std::string)
+U IniDb::value(std::string)
+U IniDb::~IniDb()
+U TSD::components()
+U env_get_string[abi:cxx11](session_t*, char const*)
+U env_set_string(session_t*, char const*, char const*)
+U env_set_string(session_t*, std::string const&, std::string const&)
+U error(char const*, ...)
+U file_exists(std::string const&, bool)
+U file_move(std::string, std::string)
+U get_command_output(std::string, int*, bool, std::string)
+U inttostr[abi:cxx11](long long)
+U is_writable(std::string)
+U path(std::string)
+U print_log(char const*, ...)
+U replaceAllSubstrings(std::string const&, std::string const&, std::string const&)
+U splitString(std::string const&, std::string const&, bool)
+U strtoint(std::string const&)
+)names");
+}
+
+TEST(PluginBinary, NeededLibraries) {
+  for (const std::string& library : dynamic_entries("NEEDED")) {
+    const std::string name = library.substr(library.find('[') + 1);
+    const bool runtime = begins_with(name, "libstdc++.so.6]") ||
+                         begins_with(name, "libgcc_s.so.1]") || begins_with(name, "libc.so.6]") ||
+                         begins_with(name, "libm.so.6]") || begins_with(name, "ld-linux");
+    const bool sanitizer =
+        sanitized && (begins_with(name, "libasan.so") || begins_with(name, "libubsan.so"));
+    EXPECT_TRUE(runtime || sanitizer) << library;
+  }
+}
+
+TEST(PluginBinary, Soname) {
+  EXPECT_EQ(dynamic_entries("SONAME"), Lines{"Library soname: [libndk_utils.so.1n]"});
+}
+
+TEST(PluginBinary, ImmediateBinding) {
+  EXPECT_TRUE(holds(text_of(dynamic_entries("FLAGS")), "BIND_NOW"));
+  EXPECT_TRUE(holds(text_of(dynamic_entries("FLAGS_1")), "NOW"));
+}
+
+// With immediate binding, the header alone makes the whole table read-only.
+TEST(PluginBinary, ReadOnlyRelocations) { EXPECT_NE(program_header("GNU_RELRO"), "none"); }
+
+TEST(PluginBinary, StackNotExecutable) {
+  EXPECT_TRUE(holds(program_header("GNU_STACK"), " RW ")) << program_header("GNU_STACK");
+}
+
+TEST(PluginBinary, NoSearchPathOfItsOwn) {
+  EXPECT_EQ(dynamic_entries("RPATH"), Lines{});
+  EXPECT_EQ(dynamic_entries("RUNPATH"), Lines{});
+}
+
+TEST(PluginBinary, NoTextRelocations) {
+  EXPECT_EQ(dynamic_entries("TEXTREL"), Lines{});
+  EXPECT_FALSE(holds(text_of(dynamic_entries("FLAGS")), "TEXTREL"));
+}
