@@ -25,22 +25,28 @@ bool is_comment(const std::string& line) {
   return !text.empty() && (text[0] == '#' || text[0] == '!');
 }
 
-}  // namespace
-
-IniDb::IniDb(std::string dir, std::string file, std::string separator) : host_data(nullptr) {
+// A file that cannot be read has no properties, nor has a pipe or a device, which may have no end.
+std::unique_ptr<Properties> read_properties(const std::string& file, const std::string& separator) {
   auto properties = std::make_unique<Properties>();
-  std::ifstream in(dir + "/" + file, std::ios::binary);
+  if (file_exists(file, false) == 0) {
+    return properties;
+  }
+  std::ifstream in(file, std::ios::binary);
   for (std::string line; std::getline(in, line);) {
     const std::size_t end_of_key = line.find(separator);
-    if (is_comment(line) || end_of_key == std::string::npos) {
-      continue;
+    if (!is_comment(line) && end_of_key != std::string::npos) {
+      // The first line of a key counts.
+      properties->emplace(trimmed(line.substr(0, end_of_key)),
+                          trimmed(line.substr(end_of_key + separator.size())));
     }
-    // The first line of a key counts.
-    properties->emplace(trimmed(line.substr(0, end_of_key)),
-                        trimmed(line.substr(end_of_key + separator.size())));
   }
-  host_data = properties.release();
+  return properties;
 }
+
+}  // namespace
+
+IniDb::IniDb(std::string dir, std::string file, std::string separator)
+    : host_data(read_properties(dir + "/" + file, separator).release()) {}
 
 IniDb::~IniDb() { delete static_cast<Properties*>(host_data); }
 

@@ -2,19 +2,17 @@
 
 #include <unistd.h>
 
-#include <iostream>
 #include <sstream>
 
 #include "console_host/integration_record.h"
 #include "console_host/log.h"
+#include "console_host/output.h"
 #include "console_host/session.h"
 
 namespace {
 
-void say(const std::string& line) { std::cout << one_line(line) << std::endl; }
-
 ExitCode stop(const std::string& why) {
-  std::cerr << "ndk-integrate: not done: " << one_line(why) << std::endl;
+  complain("not done: " + why);
   return kNotDone;
 }
 

@@ -135,11 +135,8 @@ std::string type_of(const toml::node& node) {
 class Reader {
  public:
   explicit Reader(std::string file) : file_(std::move(file)) {
-    base_ = absolute_path(std::filesystem::current_path().string(),
-                          std::filesystem::path(file_).parent_path().string());
-    if (base_.empty()) {
-      base_ = std::filesystem::current_path().string();
-    }
+    const std::string parent = std::filesystem::path(file_).parent_path().string();
+    base_ = parent.empty() ? working_directory() : absolute_path(working_directory(), parent);
   }
 
   Installation read() {
@@ -298,9 +295,17 @@ class Reader {
 
 }  // namespace
 
+std::string working_directory() {
+  std::error_code none;
+  return std::filesystem::current_path(none).string();
+}
+
 std::string absolute_path(const std::string& base, const std::string& text) {
   if (text.empty() || text[0] == '/') {
     return text;
+  }
+  if (base.empty()) {
+    throw std::runtime_error("there is no working directory that " + text + " could be in");
   }
   if (text == ".") {
     return base;

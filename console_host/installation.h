@@ -26,7 +26,11 @@ struct Installation {
 // missing or something in it is wrong.
 Installation read_installation(const std::string& file);
 
+// The working directory; "" when it has none, as when it was removed.
+std::string working_directory();
+
 // `text` as an absolute path: taken from the directory `base` when it is relative. "" stays "".
+// Throws std::runtime_error when `text` is relative and `base` is "".
 std::string absolute_path(const std::string& base, const std::string& text);
 
 #endif

@@ -5,22 +5,27 @@
 #include <iostream>
 
 #include "console_host/errors.h"
+#include "console_host/find.h"
 #include "console_host/install.h"
 #include "console_host/installation.h"
 #include "console_host/log.h"
+#include "console_host/output.h"
 #include "console_host/plugin.h"
 
 namespace {
 
 struct Options {
-  std::string installation;
   std::string log;
   std::string plugin;
   bool verbose = false;
+  bool quiet = false;
+  std::string installation;
+  FindOptions find;
+  CheckOptions check;
 };
 
-ExitCode complain(const std::string& what, ExitCode code) {
-  std::cerr << "ndk-integrate: " << one_line(what) << std::endl;
+ExitCode fail(const std::string& what, ExitCode code) {
+  complain(what);
   return code;
 }
 
@@ -29,15 +34,18 @@ ExitCode complain(const std::string& what, ExitCode code) {
 ExitCode guarded(const std::function<ExitCode()>& command) {
   try {
     return command();
+  } catch (const UsageError&) {
+    throw;
   } catch (const std::exception& failure) {
-    return complain(std::string("not done: ") + failure.what(), kNotDone);
+    return fail(std::string("not done: ") + failure.what(), kNotDone);
   } catch (...) {
-    return complain("not done: the plug-in threw an exception of an unknown type", kNotDone);
+    return fail("not done: the plug-in threw an exception of an unknown type", kNotDone);
   }
 }
 
-ExitCode run_install(const Options& options) {
-  const Installation installation = read_installation(options.installation);
+// Loads the plug-in and runs `command` with it, with the log and the output as the user wants them.
+ExitCode run_with_plugin(const Options& options,
+                         const std::function<ExitCode(const Plugin&)>& command) {
   const Plugin plugin(options.plugin);
   if (!options.log.empty()) {
     log_to_file(options.log);
@@ -45,13 +53,32 @@ ExitCode run_install(const Options& options) {
   if (options.verbose) {
     log_to_standard_error();
   }
-  const ExitCode result = guarded([&] { return install(plugin, installation); });
+  if (options.quiet) {
+    be_quiet();
+  }
+  const ExitCode result = guarded([&] { return command(plugin); });
   if (!log_is_complete()) {
-    std::cerr << "ndk-integrate: warning: the log file " << options.log
-              << " could not be written whole" << std::endl;
+    complain("warning: the log file " + options.log + " could not be written whole");
   }
   return result;
 }
+
+ExitCode run_install(const Options& options) {
+  const Installation installation = read_installation(options.installation);
+  return run_with_plugin(options,
+                         [&](const Plugin& plugin) { return install(plugin, installation); });
+}
+
+ExitCode run_find(const Options& options) {
+  return run_with_plugin(options, [&](const Plugin& plugin) { return find(plugin, options.find); });
+}
+
+ExitCode run_check(const Options& options) {
+  return run_with_plugin(options,
+                         [&](const Plugin& plugin) { return check(plugin, options.check); });
+}
+
+using Action = std::function<ExitCode()>;
 
 // Options that may stand before or after the command.
 void describe_common_options(CLI::App& app, Options& options) {
@@ -59,33 +86,67 @@ void describe_common_options(CLI::App& app, Options& options) {
   app.add_option("--log", options.log, "Append the installation log to FILE")->option_text("FILE");
   app.add_option("--plugin", options.plugin, "Load the plug-in from FILE")->option_text("FILE");
   app.add_flag("-v", options.verbose, "Show the installation log on standard error");
+  app.add_flag("-q", options.quiet, "Print the result and what went wrong, no steps");
 }
 
-// The command line's shape; the chosen command's action is left in `action`.
-void describe(CLI::App& app, Options& options, std::function<ExitCode()>& action) {
-  app.require_subcommand(1);
-  describe_common_options(app, options);
+void add_supported_option(CLI::App& command, std::optional<std::string>& supported) {
+  command
+      .add_option("--supported", supported,
+                  "Releases that are supported, as r10e;r11c; any readable one without this")
+      ->option_text("LIST");
+}
+
+void describe_find(CLI::App& app, Options& options, Action& action) {
+  CLI::App* find = app.add_subcommand("find", "Find an NDK, and tell why the others are not good");
+  find->add_option("--search", options.find.search,
+                   "Look in these directories, in this order, instead of the usual places")
+      ->option_text("DIR[;DIR...]")
+      ->allow_extra_args(false);
+  add_supported_option(*find, options.find.supported);
+  find->add_flag("--all", options.find.all,
+                 "Judge every directory, not only up to the first good one");
+  find->add_flag("--json", options.find.json, "Print one JSON object");
+  describe_common_options(*find, options);
+  find->callback([&] { action = [&] { return run_find(options); }; });
+}
+
+void describe_check(CLI::App& app, Options& options, Action& action) {
+  CLI::App* check = app.add_subcommand("check", "Judge one directory");
+  check->add_option("DIR", options.check.dir, "The directory")->option_text(" ")->required();
+  add_supported_option(*check, options.check.supported);
+  check->add_flag("--json", options.check.json, "Print one JSON object");
+  describe_common_options(*check, options);
+  check->callback([&] { action = [&] { return run_check(options); }; });
+}
+
+void describe_install(CLI::App& app, Options& options, Action& action) {
   CLI::App* install =
       app.add_subcommand("install", "Integrate an installed compiler package into an Android NDK");
-  describe_common_options(*install, options);
-  install->add_option("installation", options.installation, "What an installer would know, as TOML")
-      ->option_text("INSTALLATION.toml")
+  install
+      ->add_option("INSTALLATION.toml", options.installation,
+                   "What an installer would know, as TOML")
+      ->option_text(" ")
       ->required();
+  describe_common_options(*install, options);
   install->callback([&] { action = [&] { return run_install(options); }; });
 }
 
 ExitCode run(int argc, char** argv) {
   Options options;
-  std::function<ExitCode()> action;
+  Action action;
   CLI::App app("Runs the NDK integration of a compiler package without an installer.",
                "ndk-integrate");
-  describe(app, options, action);
+  app.require_subcommand(1);
+  describe_common_options(app, options);
+  describe_find(app, options, action);
+  describe_check(app, options, action);
+  describe_install(app, options, action);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& parse_error) {
     if (app.get_subcommands().empty() && !app.remaining().empty()) {
-      return complain("unknown command '" + app.remaining().front() + "'; see ndk-integrate --help",
-                      kWrongUsage);
+      return fail("unknown command '" + app.remaining().front() + "'; see ndk-integrate --help",
+                  kWrongUsage);
     }
     return app.exit(parse_error) == 0 ? kDone : kWrongUsage;
   }
@@ -98,12 +159,13 @@ int main(int argc, char** argv) {
   // Where it is ignored, the exit status of the script would be lost.
   std::signal(SIGCHLD, SIG_DFL);
   try {
-    return run(argc, argv);
+    const ExitCode result = run(argc, argv);
+    return std::cout.flush() ? result : fail("cannot write to standard output", kNotDone);
   } catch (const UsageError& wrong) {
-    return complain(wrong.what(), kWrongUsage);
+    return fail(wrong.what(), kWrongUsage);
   } catch (const PluginError& missing) {
-    return complain(missing.what(), kNoPlugin);
+    return fail(missing.what(), kNoPlugin);
   } catch (const std::exception& failure) {
-    return complain(std::string("not done: ") + failure.what(), kNotDone);
+    return fail(std::string("not done: ") + failure.what(), kNotDone);
   }
 }

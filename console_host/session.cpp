@@ -36,6 +36,11 @@ std::string Session::get(const std::string& name) const {
   return found == variables_.end() ? "" : found->second;
 }
 
+void Session::set(const std::string& name, const std::string& value) {
+  variables_[name] = value;
+  writes_.emplace_back(name, value);
+}
+
 std::vector<Component*> Session::components() const {
   std::vector<Component*> components;
   for (const auto& state : components_) {

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "console_host/installation.h"
@@ -22,7 +23,10 @@ class Session {
 
   // The value of a session variable, "" when it was never set.
   std::string get(const std::string& name) const;
-  void set(const std::string& name, const std::string& value) { variables_[name] = value; }
+  void set(const std::string& name, const std::string& value);
+
+  // Everything that was set, in order, as name and value.
+  const std::vector<std::pair<std::string, std::string>>& writes() const { return writes_; }
 
   std::vector<Component*> components() const;
 
@@ -35,6 +39,7 @@ class Session {
 
   session_t handle_{};
   std::map<std::string, std::string> variables_;
+  std::vector<std::pair<std::string, std::string>> writes_;
   std::vector<std::unique_ptr<ComponentState>> components_;
 
   friend class ::Component;

@@ -903,7 +903,7 @@ class CommandLine(EndToEndTest):
         )
 
     def test_no_installation_file(self):
-        self.assert_wrong(World(self).run("install"), "installation is required")
+        self.assert_wrong(World(self).run("install"), "INSTALLATION.toml is required")
 
     def test_two_installation_files(self):
         world = World(self, small_tree())

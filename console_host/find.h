@@ -1,0 +1,33 @@
+// The commands `ndk-integrate find` and `ndk-integrate check`: which NDK, and why not the others.
+#ifndef CONSOLE_HOST_FIND_H
+#define CONSOLE_HOST_FIND_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "console_host/errors.h"
+#include "console_host/plugin.h"
+
+struct FindOptions {
+  std::vector<std::string> search;       // lists of directories; with none the default search
+  std::optional<std::string> supported;  // without it any readable release is supported
+  bool all = false;                      // judge every candidate, not only up to the first good one
+  bool json = false;
+};
+
+// Tells the verdict on each candidate and the NDK found. Returns kDone when one was found, else
+// kNotDone. Throws UsageError when `search` names no directory.
+ExitCode find(const Plugin& plugin, const FindOptions& options);
+
+struct CheckOptions {
+  std::string dir;
+  std::optional<std::string> supported;
+  bool json = false;
+};
+
+// Tells the verdict on one directory. Returns kDone when it is a good NDK, else kNotDone. Throws
+// UsageError when the directory's name is empty.
+ExitCode check(const Plugin& plugin, const CheckOptions& options);
+
+#endif
