@@ -16,4 +16,7 @@ class PluginError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// What is said of an exception that is no std::exception.
+constexpr const char* kUnknownException = "the plug-in threw an exception of an unknown type";
+
 #endif

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <stdexcept>
 
 #include "console_host/installation.h"
 #include "console_host/judgement.h"
@@ -27,9 +28,6 @@ std::vector<Candidate> candidates(const FindOptions& options) {
     for (const std::string& dir : splitString(list, ";", false)) {
       all.push_back(candidate(dir));
     }
-  }
-  if (all.empty()) {
-    throw UsageError("--search names no directory");
   }
   return all;
 }
@@ -84,6 +82,7 @@ std::vector<std::string> verdicts(const Session& session) {
       expected = !value.empty();
     } else if (name == "NDK_PATH_STATUS" && expected) {
       statuses.push_back(value);
+      expected = false;
     }
   }
   return statuses;
@@ -103,14 +102,12 @@ std::vector<Judgement> search(const Plugin& plugin, const std::vector<Candidate>
 
   std::vector<Judgement> judgements;
   for (const std::string& status : verdicts(session)) {
+    if (judgements.size() == candidates.size()) {
+      throw std::runtime_error("the plug-in gave more verdicts than it was given directories");
+    }
     judgements.push_back(explain(plugin, candidates[judgements.size()], status, supported));
   }
   return judgements;
-}
-
-bool holds_good_one(const std::vector<Judgement>& judgements) {
-  return std::any_of(judgements.begin(), judgements.end(),
-                     [](const Judgement& judgement) { return judgement.ok(); });
 }
 
 // A directory whose name holds ";" cannot stand in the plug-in's search list, so it is judged by
@@ -121,7 +118,7 @@ std::vector<Judgement> judge_until_found(const Plugin& plugin,
   const std::string list = supported ? *supported : readable_releases(plugin, candidates);
   std::vector<Judgement> judgements;
   auto begin = candidates.begin();
-  while (begin != candidates.end() && !holds_good_one(judgements)) {
+  while (begin != candidates.end() && (judgements.empty() || !judgements.back().ok())) {
     if (begin->dir.find(';') != std::string::npos) {
       judgements.push_back(judge(plugin, *begin, list));
       ++begin;
@@ -154,7 +151,10 @@ void tell_found(const std::vector<Judgement>& judgements, const Judgement* found
     say(told(judgement));
   }
   if (found != nullptr) {
-    say_always(is_quiet() ? found->path : "NDK found: " + found->path);
+    say("NDK found: " + found->path);
+    if (is_quiet()) {
+      print(found->path + "\n");  // for programs, so as it stands
+    }
     return;
   }
   if (is_quiet()) {
@@ -164,12 +164,22 @@ void tell_found(const std::vector<Judgement>& judgements, const Judgement* found
   }
   const std::size_t count = judgements.size();
   complain("no NDK found: " +
-           (count == 0 ? "none of the usual places exists here; --search names others"
+           (count == 0 ? "no directory in any of the usual places; --search names others"
                        : std::to_string(count) + (count == 1 ? " directory" : " directories") +
                              " looked at, none is good"));
 }
 
 }  // namespace
+
+void require_directories(const FindOptions& options) {
+  const auto names_none = [](const std::string& list) {
+    return list.find_first_not_of(';') == std::string::npos;
+  };
+  if (!options.search.empty() &&
+      std::all_of(options.search.begin(), options.search.end(), names_none)) {
+    throw UsageError("--search names no directory");
+  }
+}
 
 ExitCode find(const Plugin& plugin, const FindOptions& options) {
   const std::vector<Candidate> all = candidates(options);
@@ -184,9 +194,6 @@ ExitCode find(const Plugin& plugin, const FindOptions& options) {
 }
 
 ExitCode check(const Plugin& plugin, const CheckOptions& options) {
-  if (options.dir.empty()) {
-    throw UsageError("check: the directory's name is empty");
-  }
   const Judgement judgement = judge(plugin, candidate(options.dir), options.supported);
   if (options.json) {
     say_json(to_json(judgement));

@@ -16,8 +16,11 @@ struct FindOptions {
   bool json = false;
 };
 
+// Throws UsageError when `search` is there and names no directory.
+void require_directories(const FindOptions& options);
+
 // Tells the verdict on each candidate and the NDK found. Returns kDone when one was found, else
-// kNotDone. Throws UsageError when `search` names no directory.
+// kNotDone.
 ExitCode find(const Plugin& plugin, const FindOptions& options);
 
 struct CheckOptions {
@@ -26,8 +29,7 @@ struct CheckOptions {
   bool json = false;
 };
 
-// Tells the verdict on one directory. Returns kDone when it is a good NDK, else kNotDone. Throws
-// UsageError when the directory's name is empty.
+// Tells the verdict on one directory. Returns kDone when it is a good NDK, else kNotDone.
 ExitCode check(const Plugin& plugin, const CheckOptions& options);
 
 #endif

@@ -2,6 +2,7 @@
 #include <fstream>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <utility>
 
 #include "host/host.h"
@@ -31,7 +32,12 @@ std::unique_ptr<Properties> read_properties(const std::string& file, const std::
   if (file_exists(file, false) == 0) {
     return properties;
   }
-  std::ifstream in(file, std::ios::binary);
+  constexpr std::size_t kMost = 1 << 20;  // bytes; nobody's property file is longer
+  std::string text(kMost, '\0');
+  std::ifstream file_in(file, std::ios::binary);
+  file_in.read(text.data(), kMost);
+  text.resize(static_cast<std::size_t>(file_in.gcount()));
+  std::istringstream in(text);
   for (std::string line; std::getline(in, line);) {
     const std::size_t end_of_key = line.find(separator);
     if (!is_comment(line) && end_of_key != std::string::npos) {

@@ -6,9 +6,15 @@
 #include "console_host/installation.h"
 #include "console_host/plugin.h"
 
+struct InstallOptions {
+  bool dry_run = false;  // change nothing outside TMPDIR, run no script, tell what would change
+  bool json = false;
+};
+
 // Runs the installation as an installer would: finds the NDK, asks whether integration is wanted,
-// integrates. Tells each step in a line on standard output, and on standard error why it stopped.
-// Returns kDone or kNotDone.
-ExitCode install(const Plugin& plugin, const Installation& installation);
+// integrates. Tells each step in a line on standard output, or all in one JSON object at the end,
+// and on standard error why it stopped. Returns kDone or kNotDone. Changes the working directory.
+ExitCode install(const Plugin& plugin, const Installation& installation,
+                 const InstallOptions& options);
 
 #endif

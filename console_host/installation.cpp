@@ -76,24 +76,33 @@ std::string absolute_value(const SessionVariable& variable, const std::string& b
 }
 
 // The first line of `text` that holds a key with an absurd number of parts, 0 when none does. The
-// TOML library would run out of stack on the tables that such keys make.
+// TOML library would run out of stack on the tables that such keys make. Texts and comments, which
+// may hold any number of dots, are passed over.
 std::size_t line_with_deep_key(const std::string& text) {
   constexpr int kMostParts = 100;
-  std::istringstream lines(text);
-  std::size_t number = 1;
-  for (std::string line; std::getline(lines, line); ++number) {
-    int dots = 0;
-    char quote = '\0';
-    for (const char c : line) {
-      if (quote != '\0') {
-        quote = c == quote ? '\0' : quote;
-      } else if (c == '"' || c == '\'') {
-        quote = c;
-      } else if (c == '#') {
-        break;
-      } else if (c == '.' && ++dots > kMostParts) {
-        return number;
+  std::size_t line = 1;
+  int dots = 0;
+  std::string quotes;  // those that end the text that is passed over; "" between texts
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == '\n') {
+      ++line;
+      dots = 0;
+      quotes = quotes.size() == 3 ? quotes : "";
+    } else if (!quotes.empty()) {
+      if (c == '\\' && quotes[0] == '"') {
+        ++i;
+      } else if (text.compare(i, quotes.size(), quotes) == 0) {
+        i += quotes.size() - 1;
+        quotes.clear();
       }
+    } else if (c == '"' || c == '\'') {
+      quotes.assign(text.compare(i, 3, std::string(3, c)) == 0 ? 3 : 1, c);
+      i += quotes.size() - 1;
+    } else if (c == '#') {
+      i = std::min(text.find('\n', i), text.size()) - 1;
+    } else if (c == '.' && ++dots > kMostParts) {
+      return line;
     }
   }
   return 0;
@@ -312,6 +321,16 @@ std::string absolute_path(const std::string& base, const std::string& text) {
   }
   const std::string relative = text.compare(0, 2, "./") == 0 ? text.substr(2) : text;
   return base + "/" + relative;
+}
+
+void override_session(Installation& installation, const std::string& name,
+                      const std::string& value) {
+  const SessionVariable* known = find_session_variable(name);
+  if (known == nullptr) {
+    throw UsageError("unknown session variable '" + name + "', expected one of " +
+                     session_variable_names());
+  }
+  installation.session[name] = absolute_value(*known, working_directory(), value);
 }
 
 Installation read_installation(const std::string& file) { return Reader(file).read(); }

@@ -26,6 +26,12 @@ struct Installation {
 // missing or something in it is wrong.
 Installation read_installation(const std::string& file);
 
+// Sets the session variable `name`, one of those that the file may set, to `value`. Relative
+// directories are made absolute, from the working directory. Throws UsageError when there is no
+// such variable.
+void override_session(Installation& installation, const std::string& name,
+                      const std::string& value);
+
 // The working directory; "" when it has none, as when it was removed.
 std::string working_directory();
 

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <iomanip>
 #include <regex>
+#include <stdexcept>
 
 #include "console_host/log.h"
 #include "host/host.h"
@@ -39,8 +40,9 @@ std::string release_before_r11(const std::string& dir) {
   std::string word;
   constexpr int kLongEnough = 16;
   in >> std::setw(kLongEnough) >> word;
-  static const std::regex before_r11("r([1-9]|10)[a-z]?");
-  return std::regex_match(word, before_r11) ? word : "";
+  static const std::regex before_r11("(r([1-9]|10)[a-z]?)([^a-z0-9].*)?");
+  std::smatch match;
+  return std::regex_match(word, match, before_r11) ? match[1].str() : "";
 }
 
 // Why the plug-in found no NDK in `dir`.
@@ -57,6 +59,11 @@ Reason why_no_ndk(const std::string& dir) {
   }
   if (faccessat(AT_FDCWD, dir.c_str(), X_OK, AT_EACCESS) != 0) {
     return {"unreadable", "cannot be read: " + system_error_text()};
+  }
+  for (const char* marker : {"/ndk-build", "/ndk-build.cmd", "/source.properties"}) {
+    if (stat((dir + marker).c_str(), &status) != 0 && errno == EACCES) {
+      return {"unreadable", "cannot be read: " + system_error_text()};  // a link into elsewhere
+    }
   }
   const bool has_properties = file_exists(dir + "/source.properties", false) != 0;
   const std::string old_release = release_before_r11(dir);
@@ -160,8 +167,10 @@ Judgement explain(const Plugin& plugin, const Candidate& candidate, const std::s
   } else if (status == "notwritable") {
     reason = {"not-writable",
               "an NDK, but you may not write there: run as a user who may, or use a copy"};
-  } else {
+  } else if (status == "unsupported") {
     reason = why_unsupported(dir, judgement, supported);
+  } else {
+    throw std::runtime_error("the plug-in gave no verdict on " + candidate.path);
   }
   judgement.reason = reason.word;
   judgement.message = reason.message;

@@ -12,7 +12,7 @@
 
 #include "console_host/errors.h"
 #include "console_host/file_descriptor.h"
-#include "console_host/integration_record.h"
+#include "console_host/integration.h"
 #include "host/host.h"
 
 namespace {
@@ -131,7 +131,7 @@ void error(const char* format, ...) {
   va_start(arguments, format);
   write_line("ERROR: " + formatted(format, arguments));
   va_end(arguments);
-  if (IntegrationRecord* record = IntegrationRecord::current()) {
-    record->failed();
+  if (Integration* integration = Integration::current()) {
+    integration->open_failed();
   }
 }

@@ -1,8 +1,12 @@
 // The program ndk-integrate: a small installer host for the command line. This file only parses the
 // command line and dispatches.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <iostream>
+#include <sstream>
 
 #include "console_host/errors.h"
 #include "console_host/find.h"
@@ -11,6 +15,7 @@
 #include "console_host/log.h"
 #include "console_host/output.h"
 #include "console_host/plugin.h"
+#include "console_host/undo.h"
 
 namespace {
 
@@ -20,6 +25,10 @@ struct Options {
   bool verbose = false;
   bool quiet = false;
   std::string installation;
+  std::optional<std::string> ndk;
+  std::vector<std::string> settings;
+  InstallOptions install;
+  bool undo_json = false;
   FindOptions find;
   CheckOptions check;
 };
@@ -34,12 +43,10 @@ ExitCode fail(const std::string& what, ExitCode code) {
 ExitCode guarded(const std::function<ExitCode()>& command) {
   try {
     return command();
-  } catch (const UsageError&) {
-    throw;
   } catch (const std::exception& failure) {
     return fail(std::string("not done: ") + failure.what(), kNotDone);
   } catch (...) {
-    return fail("not done: the plug-in threw an exception of an unknown type", kNotDone);
+    return fail(std::string("not done: ") + kUnknownException, kNotDone);
   }
 }
 
@@ -63,17 +70,46 @@ ExitCode run_with_plugin(const Options& options,
   return result;
 }
 
+Installation overridden_installation(const Options& options) {
+  Installation installation = read_installation(options.installation);
+  for (const std::string& setting : options.settings) {
+    const std::size_t end = setting.find('=');
+    if (end == std::string::npos) {
+      throw UsageError("--set " + setting + ": expected NAME=VALUE");
+    }
+    override_session(installation, setting.substr(0, end), setting.substr(end + 1));
+  }
+  if (options.ndk) {
+    if (options.ndk->empty()) {
+      throw UsageError("--ndk: the directory's name is empty");
+    }
+    override_session(installation, "NDK_PATH", *options.ndk);
+  }
+  return installation;
+}
+
 ExitCode run_install(const Options& options) {
+  const Installation installation = overridden_installation(options);
+  return run_with_plugin(options, [&](const Plugin& plugin) {
+    return install(plugin, installation, options.install);
+  });
+}
+
+ExitCode run_undo(const Options& options) {
   const Installation installation = read_installation(options.installation);
-  return run_with_plugin(options,
-                         [&](const Plugin& plugin) { return install(plugin, installation); });
+  return run_with_plugin(
+      options, [&](const Plugin& plugin) { return undo(plugin, installation, options.undo_json); });
 }
 
 ExitCode run_find(const Options& options) {
+  require_directories(options.find);
   return run_with_plugin(options, [&](const Plugin& plugin) { return find(plugin, options.find); });
 }
 
 ExitCode run_check(const Options& options) {
+  if (options.check.dir.empty()) {
+    throw UsageError("check: the directory's name is empty");
+  }
   return run_with_plugin(options,
                          [&](const Plugin& plugin) { return check(plugin, options.check); });
 }
@@ -119,16 +155,47 @@ void describe_check(CLI::App& app, Options& options, Action& action) {
   check->callback([&] { action = [&] { return run_check(options); }; });
 }
 
+void add_installation(CLI::App& command, Options& options) {
+  command
+      .add_option("INSTALLATION.toml", options.installation,
+                  "What an installer would know, as TOML")
+      ->option_text(" ")
+      ->required();
+}
+
 void describe_install(CLI::App& app, Options& options, Action& action) {
   CLI::App* install =
       app.add_subcommand("install", "Integrate an installed compiler package into an Android NDK");
-  install
-      ->add_option("INSTALLATION.toml", options.installation,
-                   "What an installer would know, as TOML")
-      ->option_text(" ")
-      ->required();
+  add_installation(*install, options);
+  install->add_option("--ndk", options.ndk, "Use this NDK instead of looking for one")
+      ->option_text("DIR");
+  install->add_option("--set", options.settings, "Override a session variable of the file")
+      ->option_text("NAME=VALUE")
+      ->allow_extra_args(false);
+  install->add_flag("--dry-run", options.install.dry_run, "Change nothing, show what would change");
+  install->add_flag("--json", options.install.json, "Print one JSON object");
   describe_common_options(*install, options);
   install->callback([&] { action = [&] { return run_install(options); }; });
+}
+
+void describe_undo(CLI::App& app, Options& options, Action& action) {
+  CLI::App* undo = app.add_subcommand("undo", "Put back the compiler's files as they were");
+  add_installation(*undo, options);
+  undo->add_flag("--json", options.undo_json, "Print one JSON object");
+  describe_common_options(*undo, options);
+  undo->callback([&] { action = [&] { return run_undo(options); }; });
+}
+
+// Prints the help that was asked for, or what is wrong.
+ExitCode explain_usage(const CLI::App& app, const CLI::ParseError& parse_error) {
+  std::stringstream wrong;
+  if (app.exit(parse_error, std::cout, wrong) == 0) {
+    return kDone;
+  }
+  for (std::string line; std::getline(wrong, line);) {
+    std::cerr << one_line(line) << std::endl;
+  }
+  return kWrongUsage;
 }
 
 ExitCode run(int argc, char** argv) {
@@ -141,6 +208,7 @@ ExitCode run(int argc, char** argv) {
   describe_find(app, options, action);
   describe_check(app, options, action);
   describe_install(app, options, action);
+  describe_undo(app, options, action);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& parse_error) {
@@ -148,14 +216,28 @@ ExitCode run(int argc, char** argv) {
       return fail("unknown command '" + app.remaining().front() + "'; see ndk-integrate --help",
                   kWrongUsage);
     }
-    return app.exit(parse_error) == 0 ? kDone : kWrongUsage;
+    return explain_usage(app, parse_error);
   }
   return action();
+}
+
+// Takes the numbers of the standard streams that are closed, so that no file that is opened later
+// gets one of them. What is written there still fails.
+void open_standard_streams() {
+  for (int number = 0; number <= STDERR_FILENO; ++number) {
+    if (fcntl(number, F_GETFD) < 0) {
+      [[maybe_unused]] const int lowest_free = open("/dev/null", O_RDONLY);
+    }
+  }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  open_standard_streams();
+  // A full disk and a reader that goes away are told by the calls that write, not by a signal.
+  std::signal(SIGXFSZ, SIG_IGN);
+  std::signal(SIGPIPE, SIG_IGN);
   // Where it is ignored, the exit status of the script would be lost.
   std::signal(SIGCHLD, SIG_DFL);
   try {

@@ -49,22 +49,26 @@ Plugin::Plugin(const std::string& file)
   if (!library_) {
     throw PluginError("cannot load the plug-in " + file_ + ": " + dlerror());
   }
-  detect_ndk = reinterpret_cast<EntryPoint>(symbol("detect_ndk"));
-  validate_ndk_path = reinterpret_cast<EntryPoint>(symbol("validate_ndk_path"));
+  detect_ndk = entry_point("detect_ndk");
+  validate_ndk_path = entry_point("validate_ndk_path");
   check_if_ndk_integration_files_are_to_be_installed =
-      reinterpret_cast<EntryPoint>(symbol("check_if_ndk_integration_files_are_to_be_installed"));
-  integrate_ndk = reinterpret_cast<EntryPoint>(symbol("integrate_ndk"));
-  unintegrate_ndk = reinterpret_cast<EntryPoint>(symbol("unintegrate_ndk"));
-  get_version_ = symbol(kGetVersion);
-  ndk_version_string_ = symbol(kNdkVersionString);
+      entry_point("check_if_ndk_integration_files_are_to_be_installed");
+  integrate_ndk = entry_point("integrate_ndk");
+  unintegrate_ndk = entry_point("unintegrate_ndk");
+  get_version_ = symbol("get_version", kGetVersion);
+  ndk_version_string_ = symbol("ndk_version_string", kNdkVersionString);
 }
 
-void* Plugin::symbol(const char* name) const {
-  void* found = dlsym(library_.get(), name);
+void* Plugin::symbol(const char* name, const char* exported_as) const {
+  void* found = dlsym(library_.get(), exported_as);
   if (found == nullptr) {
     throw PluginError("cannot use the plug-in " + file_ + ": it has no function " + name);
   }
   return found;
+}
+
+Plugin::EntryPoint Plugin::entry_point(const char* name) const {
+  return reinterpret_cast<EntryPoint>(symbol(name, name));
 }
 
 std::string Plugin::release(const std::string& dir) const {

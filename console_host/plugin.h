@@ -30,7 +30,8 @@ class Plugin {
     void operator()(void* library) const;
   };
 
-  void* symbol(const char* name) const;
+  void* symbol(const char* name, const char* exported_as) const;
+  EntryPoint entry_point(const char* name) const;
 
   std::string file_;
   std::unique_ptr<void, Closer> library_;

@@ -3,9 +3,12 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
+
 #include <cstdlib>
 #include <filesystem>
 #include <set>
+#include <tuple>
 #include <utility>
 
 #include "console_host/judgement.h"
@@ -22,50 +25,65 @@ std::string environment(const char* name) {
 std::vector<std::string> subdirectories(const std::string& parent, const std::string& prefix) {
   namespace fs = std::filesystem;
   std::vector<std::string> found;
-  std::error_code ignored;  // a directory that cannot be listed has nothing to offer
-  for (fs::directory_iterator entry(parent, ignored), end; entry != end; entry.increment(ignored)) {
+  std::error_code failure;
+  for (fs::directory_iterator entry(parent, failure), end; entry != end; entry.increment(failure)) {
     std::error_code no_directory;
     if (entry->path().filename().string().compare(0, prefix.size(), prefix) == 0 &&
         entry->is_directory(no_directory)) {
       found.push_back(entry->path().string());
     }
   }
+  if (failure == std::errc::permission_denied) {
+    found.push_back(parent);  // to be judged itself, so that a person learns of it
+  }
   std::sort(found.begin(), found.end());
   return found;
 }
 
-// The numbers of the NDK's revision; none when it has no revision.
-std::vector<int> revision_numbers(const std::string& dir) {
-  std::vector<int> numbers;
+// A revision in a form that sorts as its numbers do, of any length; a beta comes before its release.
+// One number: how many digits, the digits, and whether nothing follows them.
+using Revision = std::vector<std::tuple<std::size_t, std::string, bool>>;
+
+Revision revision_of(const std::string& dir) {
+  Revision revision;
   for (const std::string& piece : splitString(read_revision(dir), ".", false)) {
-    numbers.push_back(strtoint(piece));
+    const std::size_t end = std::min(piece.find_first_not_of("0123456789"), piece.size());
+    const std::size_t begin = std::min(piece.find_first_not_of('0'), end);
+    const std::string digits = piece.substr(begin, end - begin);
+    revision.emplace_back(digits.size(), digits, end == piece.size());
   }
-  return numbers;
+  return revision;
 }
 
 // `dirs` with the newest revision first; those without one come last, by name.
 std::vector<std::string> newest_first(const std::vector<std::string>& dirs) {
-  std::vector<std::pair<std::vector<int>, std::string>> revisions;
+  std::vector<std::pair<Revision, std::string>> revisions;
   for (const std::string& dir : dirs) {
-    revisions.emplace_back(revision_numbers(dir), dir);
+    revisions.emplace_back(revision_of(dir), dir);
   }
   std::stable_sort(revisions.begin(), revisions.end(),
                    [](const auto& a, const auto& b) { return a.first > b.first; });
   std::vector<std::string> sorted;
-  for (const auto& [numbers, dir] : revisions) {
+  for (const auto& [revision, dir] : revisions) {
     sorted.push_back(dir);
   }
   return sorted;
 }
 
-// Collects directories in order; those that do not exist are left out, and so is one that was
-// reached before.
+// Collects directories in order; those that do not exist are left out, and so is one that was reached
+// before. One that may not be looked at stays in, to be judged.
 class Directories {
  public:
   void add(const std::string& dir) {
+    if (dir.empty()) {
+      return;
+    }
     struct stat status {};
-    if (!dir.empty() && stat(dir.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
-        known_.emplace(status.st_dev, status.st_ino).second) {
+    if (stat(dir.c_str(), &status) != 0) {
+      if (errno != ENOENT && errno != ENOTDIR) {
+        dirs_.push_back(dir);
+      }
+    } else if (S_ISDIR(status.st_mode) && known_.emplace(status.st_dev, status.st_ino).second) {
       dirs_.push_back(dir);
     }
   }
@@ -88,7 +106,7 @@ std::vector<std::string> sdk_directories(const std::string& home) {
   std::vector<std::string> sdks;
   for (const char* name : {"ANDROID_HOME", "ANDROID_SDK_ROOT"}) {
     if (!environment(name).empty()) {
-      sdks.push_back(environment(name));
+      sdks.push_back(path(environment(name)));
     }
   }
   if (!home.empty()) {

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "console_host/integration_record.h"
+#include "console_host/integration.h"
 #include "host/host.h"
 
 // Empty pieces are dropped, so that a trailing ";" in a list of patterns matches nothing by
@@ -36,8 +36,8 @@ std::string replaceAllSubstrings(const std::string& text, const std::string& fro
     found = text.find(from, begin);
     ++count;
   }
-  if (IntegrationRecord* record = IntegrationRecord::current()) {
-    record->replaced(count);
+  if (Integration* integration = Integration::current()) {
+    integration->replaced(from, to, count);
   }
   return result.append(text, begin);
 }

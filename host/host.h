@@ -6,50 +6,45 @@
 // Conventions that hold throughout
 //
 //  1. Strings are byte strings without an encoding. They cross the boundary as std::string, by
-//  value or by const
-//     reference, or as C strings that are never null. Host and plug-in are therefore built against
-//     the same standard library, with the same setting of its string layout.
+//     value or by const reference, or as C strings that are never null. Host and plug-in are
+//     therefore built against the same standard library, with the same setting of its string
+//     layout.
 //  2. Lists inside one session variable are separated by ";".
 //  3. Truth values that are int are true when they are not zero; any other value but zero, 256 or
-//  -1 say, means true.
+//     -1 say, means true.
 //  4. Threads: the host calls one entry point at a time, on one thread, and the services below are
-//  called on that
-//     thread, before the entry point returns. The plug-in starts no thread and takes no lock.
+//     called on that thread, before the entry point returns. The plug-in starts no thread and takes
+//     no lock.
 //  5. Ownership: a string, vector or IniDb that the plug-in receives or makes is the plug-in's, and
-//  is released before
-//     the entry point returns. Component objects stay the host's, and so does everything host_data
-//     points to.
+//     is released before the entry point returns. Component objects stay the host's, and so does
+//     everything host_data points to.
 //  6. Errors: entry points return 0 whatever happened. Outcomes are session variables, files and
-//  log lines.
+//     log lines.
 //  7. Exceptions: the plug-in catches none. What a service throws arrives in the host, at its call
-//  of the entry point,
-//     with everything that the plug-in had opened or allocated released.
+//     of the entry point, with everything that the plug-in had opened or allocated released.
 //  8. Layout: host and plug-in are separate binaries, so the members below, their order and their
-//  types are fixed.
-//     host_data is the host's, to hang its own state on; the plug-in never reads or writes it.
+//     types are fixed. host_data is the host's, to hang its own state on; the plug-in never reads
+//     or writes it.
 //
 // The conversation, in the order of an installation
 //
 //  1. The host loads the plug-in and looks up its five entry points, each `extern "C" int
-//  name(session_t*)`.
+//     name(session_t*)`.
 //  2. The host sets, as far as it knows them, NDK_PATH, NDK_DEFAULT_SEARCH_PATH_LINUX,
-//  NDK_SUPPORTED_VERSIONS,
-//     NDK_COMPONENT_PATTERNS, NDK_INTEGRATION_ENABLED and VORN_INSTALL_DIR. A variable that is not
-//     set reads as "".
+//     NDK_SUPPORTED_VERSIONS, NDK_COMPONENT_PATTERNS, NDK_INTEGRATION_ENABLED and VORN_INSTALL_DIR.
+//     A variable that is not set reads as "".
 //  3. The host calls detect_ndk, which tries the directories of NDK_DEFAULT_SEARCH_PATH_LINUX and
-//  leaves the first good
-//     one in NDK_PATH, or "" there. Where NDK_PATH is known beforehand the host calls
-//     validate_ndk_path instead, which leaves "ok", "nok", "notwritable" or "unsupported" in
-//     NDK_PATH_STATUS.
+//     leaves the first good one in NDK_PATH, or "" there. Where NDK_PATH is known beforehand the
+//     host calls validate_ndk_path instead, which leaves "ok", "nok", "notwritable" or
+//     "unsupported" in NDK_PATH_STATUS.
 //  4. When the user has selected components, the host calls
-//  check_if_ndk_integration_files_are_to_be_installed, which
-//     leaves "yes" or "no" in NDK_INTEGRATION_INSTALL_DETECTED and records the compiler in
-//     NDK_COMPILER_VERSION, NDK_COMPILER_PACKAGE_NUMBER, NDK_COMPILER_SUBDIR, NDK_CNL_VERSION_FULL
-//     and NDK_CNL_VERSION_MAJOR.
+//     check_if_ndk_integration_files_are_to_be_installed, which leaves "yes" or "no" in
+//     NDK_INTEGRATION_INSTALL_DETECTED and records the compiler in NDK_COMPILER_VERSION,
+//     NDK_COMPILER_PACKAGE_NUMBER, NDK_COMPILER_SUBDIR, NDK_CNL_VERSION_FULL and
+//     NDK_CNL_VERSION_MAJOR.
 //  5. When the compiler's files are on disk, the host calls integrate_ndk, which fills in the
-//  compiler's templates and,
-//     where NDK_INTEGRATION_ENABLED is "yes", runs the compiler's integration script on the NDK. It
-//     leaves the working directory of the process changed.
+//     compiler's templates and, where NDK_INTEGRATION_ENABLED is "yes", runs the compiler's
+//     integration script on the NDK. It leaves the working directory of the process changed.
 //  6. On removal the host calls unintegrate_ndk, which only logs that there is nothing it does.
 #ifndef HOST_HOST_H
 #define HOST_HOST_H

@@ -26,8 +26,9 @@ void patch_text_file(const std::string& file, const std::string& from, const std
   while (!in.fail()) {
     line.clear();
     std::getline(in, line);
-    const std::string patched = replaceAllSubstrings(line, from, to);
-    out.write(patched.data(), static_cast<std::streamsize>(patched.size())).put('\n').flush();
+    std::string patched = replaceAllSubstrings(line, from, to);
+    patched += '\n';  // so that a line of any length is one write
+    out.write(patched.data(), static_cast<std::streamsize>(patched.size())).flush();
   }
   in.close();
   out.close();

@@ -15,9 +15,9 @@ static const std::string* find_pattern(const std::vector<std::string>& patterns,
   return nullptr;
 }
 
-// `year` + 2000, wrapping as 32-bit numbers do.
-static std::int32_t add_2000(std::int32_t year) {
-  return static_cast<std::int32_t>(static_cast<std::uint32_t>(year) + 2000U);
+// `number` + 2000, wrapping as 32-bit numbers do.
+static std::int32_t add_2000(std::int32_t number) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(number) + 2000U);
 }
 
 // Records the version of the compiler's libraries: the compiler 5.0.3 with the package number 42

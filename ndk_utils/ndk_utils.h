@@ -8,11 +8,11 @@
 
 #include "host/host.h"
 
-// An NDK release as the first two numbers of the property Pkg.Revision. No field is range-checked.
+// An NDK release as the first two numbers of the property Pkg.Revision: {21, 4} is r21e. No field is
+// range-checked.
 struct ndk_version_t {
-  std::int32_t major;  // the release number: 21 for r21e
-  std::int32_t
-      minor;  // the update within the release: 4 for r21e, 0 for the first issue of a release
+  std::int32_t major;  // the release number
+  std::int32_t minor;  // the update within the release, 0 for its first issue
 };
 
 // --- Entry points, looked up by a host by their names. All return 0, whatever happened. ---

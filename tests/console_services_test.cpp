@@ -13,9 +13,10 @@
 #include <utility>
 #include <vector>
 
+#include "console_host/durable_file.h"
 #include "console_host/errors.h"
 #include "console_host/installation.h"
-#include "console_host/integration_record.h"
+#include "console_host/integration.h"
 #include "console_host/log.h"
 #include "console_host/session.h"
 #include "host/host.h"
@@ -527,12 +528,14 @@ TEST(GetCommandOutput, MissingCommand) {
 }
 
 TEST(GetCommandOutput, StatusKeptForTheReport) {
-  const IntegrationRecord record;
+  const TemporaryDirectory compiler;
+  Store store(compiler.path());
+  const Integration integration(Integration::Mode::kCommit, store, compiler.path() + "/staged");
   EXPECT_EQ(get_command_output("echo failing; exit 7", nullptr, true, ""), "failing\n");
-  ASSERT_TRUE(record.script());
-  EXPECT_EQ(record.script()->command, "echo failing; exit 7");
-  EXPECT_EQ(record.script()->exit_status, 7);
-  EXPECT_EQ(record.script()->output, "failing\n");
+  ASSERT_TRUE(integration.script());
+  EXPECT_EQ(integration.script()->command, "echo failing; exit 7");
+  EXPECT_EQ(integration.script()->exit_status, 7);
+  EXPECT_EQ(integration.script()->output, "failing\n");
 }
 
 TEST(GetCommandOutput, NullStatusWithoutReport) {
@@ -755,8 +758,8 @@ TEST(Components, None) {
 
 // --- what the services report about an integration ---
 
-// The files of a record as "path, placeholders, result" texts.
-Texts files_of(const IntegrationRecord& record) {
+// The files of an integration as "path, placeholders, result" texts.
+Texts files_of(const Integration& integration) {
   const auto result_name = [](PatchedFile::Result result) -> std::string {
     switch (result) {
       case PatchedFile::Result::kPatched:
@@ -769,50 +772,81 @@ Texts files_of(const IntegrationRecord& record) {
     return "?";
   };
   Texts texts;
-  for (const PatchedFile& file : record.files()) {
+  for (const PatchedFile& file : integration.files()) {
     texts.push_back(file.path + ", " + std::to_string(file.placeholders) + ", " +
                     result_name(file.result));
   }
   return texts;
 }
 
-TEST(IntegrationRecord, TwoPassesOverOneFile) {
-  const TemporaryDirectory dir;
-  dir.write("/setup.mk", "old");
-  const IntegrationRecord record;
-  const std::string file = path(dir.path() + "//setup.mk");
-  dir.write("/setup.mk.tmp", "new");
-  replaceAllSubstrings("XX", "X", "y");
-  replaceAllSubstrings("none", "X", "y");
-  file_move(file + ".tmp", file);
-  path(file);
-  dir.write("/setup.mk.tmp", "newer");
-  replaceAllSubstrings("Z", "Z", "y");
-  file_move(file + ".tmp", file);
-  EXPECT_EQ(files_of(record), Texts{file + ", 3, patched"});
+// An installed compiler, and one integration into it.
+class IntegrationTest : public testing::Test {
+ protected:
+  explicit IntegrationTest(Integration::Mode mode = Integration::Mode::kDryRun)
+      : integration(mode, store, staging.path()) {}
+
+  // What the plug-in does to a file in one pass: `patched` comes from `from` in the line `line`.
+  void patch(const std::string& file, const std::string& line, const std::string& from,
+             const std::string& to) {
+    const std::string staged = path(file);
+    staging.write(staged.substr(staging.path().size()) + ".tmp",
+                  replaceAllSubstrings(line, from, to) + "\n\n");
+    file_move(staged + ".tmp", staged);
+  }
+
+  TemporaryDirectory compiler;
+  TemporaryDirectory staging;
+  Store store{compiler.path()};
+  Integration integration;
+};
+
+TEST_F(IntegrationTest, StagedCopyStandsForTheFile) {
+  compiler.write("/setup.mk", "old");
+  const std::string staged = path(compiler.path() + "//setup.mk");
+  EXPECT_EQ(staged, staging.path() + "/0");
+  EXPECT_EQ(staging.read("/0"), "old");
+  EXPECT_EQ(path(compiler.path() + "/setup.mk"), staged);
 }
 
-TEST(IntegrationRecord, FileThatCannotBePatched) {
-  const TemporaryDirectory dir;
-  dir.write("/there", "text");
-  const IntegrationRecord record;
+TEST_F(IntegrationTest, OtherPathsAsAlways) {
+  compiler.write("/dir/file", "text");
+  EXPECT_EQ(path(compiler.path() + "/dir/"), compiler.path() + "/dir");
+  EXPECT_EQ(path(compiler.path() + "/missing"), compiler.path() + "/missing");
+  EXPECT_EQ(path("/etc/hosts"), "/etc/hosts");
+  EXPECT_EQ(path(""), "");
+}
+
+TEST_F(IntegrationTest, TwoPassesOverOneFile) {
+  const std::string file = compiler.path() + "/setup.mk";
+  compiler.write("/setup.mk", "XXZ\n");
+  patch(file, "XXZ", "X", "y");
+  staging.write("/0.tmp", replaceAllSubstrings("yyZ", "Z", "y") + "\n\n\n");
+  file_move(path(file) + ".tmp", path(file));
+  integration.finish();
+  EXPECT_EQ(files_of(integration), Texts{file + ", 2, patched"});
+  EXPECT_EQ(compiler.read("/setup.mk"), "XXZ\n");
+}
+
+TEST_F(IntegrationTest, CopyCutShort) {
+  compiler.write("/setup.mk", "X\nsecond\n");
+  patch(compiler.path() + "/setup.mk", "X", "X", "y");
+  EXPECT_THROW(integration.finish(), IncompleteCopy);
+}
+
+TEST_F(IntegrationTest, FileThatCannotBePatched) {
+  compiler.write("/there", "text");
   const std::string log = logged([&] {
-    path(dir.path() + "/missing");
+    path(compiler.path() + "/missing");
     error("cannot open input stream");
-    path(dir.path() + "/there");
+    path(compiler.path() + "/there");
     error("cannot open output stream");
   });
-  EXPECT_EQ(files_of(record),
-            (Texts{dir.path() + "/missing, 0, missing", dir.path() + "/there, 0, failed"}));
+  EXPECT_EQ(files_of(integration), (Texts{compiler.path() + "/missing, 0, missing",
+                                          compiler.path() + "/there, 0, failed"}));
 }
 
-TEST(IntegrationRecord, OneAtATime) {
-  EXPECT_EQ(IntegrationRecord::current(), nullptr);
-  {
-    const IntegrationRecord record;
-    EXPECT_EQ(IntegrationRecord::current(), &record);
-  }
-  EXPECT_EQ(IntegrationRecord::current(), nullptr);
-}
+TEST_F(IntegrationTest, OneAtATime) { EXPECT_EQ(Integration::current(), &integration); }
+
+TEST(Integration, NoneUnderWay) { EXPECT_EQ(Integration::current(), nullptr); }
 
 }  // namespace

@@ -496,6 +496,7 @@ class UnsupportedRelease(FindTest):
         # Whatever makes the plug-in accept it is what it takes the release for.
         verdict = ok("r21e", "21.4 rc1")
         self.assert_verdict_on(ndk("21.4 rc1"), verdict, "--supported", "r21e")
+        self.assert_verdict_on(ndk("x.y"), ok("r0", "x.y"), "--supported", "r0")
 
 
 class Revisions(FindTest):
@@ -1024,6 +1025,7 @@ class DefaultSearch(FindTest):
             how["program"] = world.copy_program()
         verdicts = [
             ok("r21e", "21.4.7075529", "WORLD/good"),
+            unreadable(path="WORLD/sdk/ndk"),  # cannot be listed
             unreadable(path="WORLD/home/Android/Sdk/ndk/b"),
         ]
         outcome = world.run("find", "--all", "--json", **how)
@@ -1040,7 +1042,7 @@ class DefaultSearch(FindTest):
     def test_nothing_there(self):
         world = self.world({"home/": ""})
         err = (
-            "ndk-integrate: no NDK found: none of the usual places exists here; "
+            "ndk-integrate: no NDK found: no directory in any of the usual places; "
             "--search names others\n"
         )
         for variables in [{}, {"HOME": "home"}, {"HOME": "gone", "ANDROID_NDK": "gone"}]:
@@ -1222,7 +1224,8 @@ class CommonOptions(FindTest):
             for option in [[], ["--json"]]:
                 with self.subTest(command[0], option=option):
                     outcome = world.run(*command, *option, before=full)
-                    self.assertNotEqual(outcome.code, 0)
+                    err = "ndk-integrate: cannot write to standard output\n"
+                    self.assert_outcome(outcome, 1, "", err)
 
     def test_check_help(self):
         out = """\

@@ -7,6 +7,7 @@ import unittest
 from ndk_integrate_world import (
     ANDROID,
     COMPONENT,
+    COMPONENT_LINE,
     LINUX,
     NDK_LINES,
     WHOLE_INSTALLATION,
@@ -423,20 +424,28 @@ class Directories(EndToEndTest):
 
     def test_install_dir(self):
         for value, expected in {
-            '"package"': "WORLD/package",
-            '"./package//"': "WORLD/package",
-            '"not there"': "WORLD/not there",
+            '"not package"': "WORLD/not package",
+            '"./not package//"': "WORLD/not package",
             '"."': "WORLD",
             '"/not there"': "/not there",
             '""': "",
         }.items():
             with self.subTest(value):
                 toml = installation(VORN_INSTALL_DIR=value, NDK_INTEGRATION_ENABLED='"no"')
-                world = World(self, small_tree(toml=toml))
-                outcome = world.install(cwd="/")
-                setup = f"{expected}/cc/android/x86_64-nox5.0.3.42/setup.mk"
-                line = outcome.out.splitlines()[3].partition(": ")[2]
-                self.assertEqual(line.removesuffix(" (2 placeholders)"), setup)
+                outcome = World(self, small_tree(toml=toml)).install(cwd="/")
+                err = (
+                    f"{NOT_DONE}the compiler package is not installed: "
+                    f"there is no directory {expected}/cc "
+                    "(VORN_INSTALL_DIR followed by the component's subdir)\n"
+                )
+                self.assert_outcome(outcome, code=1, out=NDK_LINES + COMPONENT_LINE, err=err)
+
+    def test_install_dir_with_doubled_separators(self):
+        toml = installation(VORN_INSTALL_DIR='"./package//"')
+        world = World(self, small_tree(toml=toml))
+        self.assert_outcome(
+            world.install(cwd="/"), out=WHOLE_INSTALLATION, changed=package_filled()
+        )
 
     def test_file_elsewhere(self):
         toml = installation(
@@ -457,7 +466,7 @@ class Directories(EndToEndTest):
 class SparseInstallation(EndToEndTest):
     """What is left out reads as "": such a file is no error, but it asks for nothing."""
 
-    none_needed = "NDK: none found, and none needed: integration is disabled\n"
+    none_needed = "NDK: none, and none needed: integration is disabled\n"
 
     def assert_stops(self, toml, out, patterns):
         why = f"none has one of {patterns} in its id"

@@ -40,6 +40,7 @@ class InstalledTree(EndToEndTest):
                 f"lib/{LIBRARY}": "library",
                 "include/host/host.h": "file",
                 "include/ndk_utils/ndk_utils.h": "file",
+                "share/man/man1/ndk-integrate.1": "file",
             },
         )
 

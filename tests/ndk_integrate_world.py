@@ -21,6 +21,9 @@ SETUP_32 = ANDROID + "/x86-nox5.0.3.42/setup.mk"
 SCRIPT = ANDROID + "/ndk_integration.sh"
 VARS_SH = LINUX + "/bin/compilervars_arch.sh"
 VARS_CSH = LINUX + "/bin/compilervars_arch.csh"
+TEMPLATES = [SETUP_64, SETUP_32, VARS_SH, VARS_CSH]  # in the order in which they are filled in
+KEPT = ".ndk-integrate"  # the program's own directory in a compiler's
+KEPT_HERE = "package/cc/" + KEPT
 
 SESSION = {
     "NDK_DEFAULT_SEARCH_PATH_LINUX": '"ndk"',
@@ -101,6 +104,7 @@ def package_filled(ndk="WORLD/ndk"):
         SETUP_32: setup_filled(),
         VARS_SH: f"644 ndk='{ndk}'\n\n",
         VARS_CSH: f"644 set ndk = '{ndk}'\n\n",
+        KEPT_HERE: "755 /",
     }
 
 
@@ -164,10 +168,14 @@ class World:
         """The text with this world's directory, which differs from run to run, replaced."""
         return text.replace(self.dir, "WORLD").replace(self.top, "TOP")
 
-    def tree(self):
-        """Every name below the directory with its mode and content, directories as "755 /"."""
+    def tree(self, kept=False):
+        """Every name below the directory with its mode and content, directories as "755 /". What is
+        inside the program's own directories is left out unless `kept` is true."""
         entries = {}
         for above, dirs, files in os.walk(self.dir):
+            if not kept and os.path.basename(above) == KEPT:
+                dirs.clear()
+                continue
             for name in dirs + files:
                 path = os.path.join(above, name)
                 inside = os.path.relpath(path, self.dir)
@@ -209,10 +217,13 @@ class World:
     def install(self, *arguments, **how):
         return self.run("install", self.path("installation.toml"), *arguments, **how)
 
+    def undo(self, *arguments, **how):
+        return self.run("undo", self.path("installation.toml"), *arguments, **how)
+
     def copy_program(self, library_dir=None):
         """Copies the program to TOP/bin, and the plug-in, if asked for, to TOP/library_dir."""
         program = os.path.join(self.top, "bin", "ndk-integrate")
-        os.makedirs(os.path.dirname(program))
+        os.makedirs(os.path.dirname(program), exist_ok=True)
         shutil.copy(PROGRAM, program)
         if library_dir is not None:
             library = os.path.join(os.path.dirname(PROGRAM), LIBRARY)

@@ -1,0 +1,64 @@
+#include "console_host/preflight.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "console_host/integration.h"
+#include "console_host/log.h"
+#include "host/host.h"
+
+namespace {
+
+void refuse_link(const std::string& path) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
+    throw std::runtime_error(path +
+                             " is a link, which filling in the template would replace or write "
+                             "through; put an ordinary file there or remove it");
+  }
+}
+
+void refuse_no_ordinary_file(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    throw std::runtime_error("the template " + path + " is no ordinary file");
+  }
+}
+
+}  // namespace
+
+std::string compiler_root(const Session& session) {
+  return path(session.get("VORN_INSTALL_DIR") + session.get("NDK_COMPILER_SUBDIR"));
+}
+
+void refuse_shell_surprises(const std::string& ndk_dir) {
+  const bool surprises = std::any_of(ndk_dir.begin(), ndk_dir.end(), [](char c) {
+    return std::string("\"$`\\").find(c) != std::string::npos || is_control(c);
+  });
+  if (surprises) {
+    throw std::runtime_error(
+        "the name of the NDK directory " + ndk_dir +
+        " holds a character that the shell would not leave alone (\", $, `, \\ or a control "
+        "character); make a link with a plain name to it (ln -s) and give that with --ndk");
+  }
+}
+
+void refuse_odd_files(const Plugin& plugin, Session& session, const std::string& root) {
+  const LogPause no_step_of_the_installation;
+  Store store(root);
+  Integration scout(Integration::Mode::kScout, store, "");
+  plugin.integrate_ndk(session.handle());
+  for (const PatchedFile& file : scout.files()) {
+    refuse_link(file.path);
+    refuse_link(file.path + ".tmp");
+    refuse_no_ordinary_file(file.path);
+  }
+}
+
+void refuse_edited_files(const Store& store) {
+  for (const std::string& file : store.known_files()) {
+    store.refuse_edited(file);
+  }
+}

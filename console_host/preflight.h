@@ -1,0 +1,27 @@
+// What is looked at before the compiler's files are touched.
+#ifndef CONSOLE_HOST_PREFLIGHT_H
+#define CONSOLE_HOST_PREFLIGHT_H
+
+#include <string>
+
+#include "console_host/plugin.h"
+#include "console_host/session.h"
+#include "console_host/store.h"
+
+// The directory of the installed compiler that the session's variables name.
+std::string compiler_root(const Session& session);
+
+// Throws std::runtime_error when the shell would not take the NDK's directory, put between double
+// quotes, as it stands.
+void refuse_shell_surprises(const std::string& ndk_dir);
+
+// Throws std::runtime_error when one of the files below `root` that integrate_ndk would patch is no
+// ordinary file, or is a link. Asks the plug-in which these are, with a run of integrate_ndk that can
+// open nothing.
+void refuse_odd_files(const Plugin& plugin, Session& session, const std::string& root);
+
+// Throws std::runtime_error that names a file which somebody else changed since an installation
+// wrote it.
+void refuse_edited_files(const Store& store);
+
+#endif

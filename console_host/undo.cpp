@@ -1,0 +1,131 @@
+#include "console_host/undo.h"
+
+#include <filesystem>
+#include <stdexcept>
+
+#include "console_host/durable_file.h"
+#include "console_host/lock.h"
+#include "console_host/output.h"
+#include "console_host/preflight.h"
+#include "console_host/session.h"
+#include "console_host/store.h"
+#include "host/host.h"
+
+namespace {
+
+struct UndoneFile {
+  std::string path;
+  std::string result;  // "restored", "original" (it was already) or "gone" (with its directory)
+};
+
+struct Undo {
+  std::string outcome = "nothing-to-undo";
+  bool changed = false;
+  std::vector<UndoneFile> files;
+  std::string message;
+};
+
+void put_back(const Store& store, const std::string& file, const std::string& staged) {
+  const Store::Original original = store.original(file);
+  write_file(staged, original.bytes, original.mode, file);
+  take_over_owner(staged, file, original.mode);
+  flush_to_disk(staged);
+  replace_file(staged, file);
+}
+
+UndoneFile undo_file(const Store& store, const std::string& file, const std::string& staged) {
+  switch (store.state(file)) {
+    case Store::State::kResult:
+      put_back(store, file, staged);
+      return {file, "restored"};
+    case Store::State::kMissing:
+      if (!std::filesystem::exists(directory_of(file))) {
+        return {file, "gone"};
+      }
+      put_back(store, file, staged);
+      return {file, "restored"};
+    default:
+      return {file, "original"};
+  }
+}
+
+void undo_files(const Store& store, const StagingDirectory& staging, Undo& report) {
+  for (const std::string& file : store.known_files()) {
+    report.files.push_back(undo_file(store, file, staging.name() + "/0"));
+    report.changed = report.changed || report.files.back().result == "restored";
+  }
+  report.outcome = "undone";
+  report.message =
+      "what the integration script did inside the NDK is the compiler package's to undo";
+}
+
+void run(const Plugin& plugin, Session& session, Undo& report) {
+  plugin.check_if_ndk_integration_files_are_to_be_installed(session.handle());
+  if (session.compiler() == nullptr) {
+    report.message = "no selected component asks for the NDK integration, so there is no compiler";
+    return;
+  }
+  const std::string root = compiler_root(session);
+  if (file_exists(Store::directory_in(root), true) == 0) {
+    report.message = "no installation is recorded in " + root;
+    return;
+  }
+  const Lock lock(Store::directory_in(root));
+  Store store(root);
+  const StagingDirectory staging(store);
+  if (store.known_files().empty()) {
+    report.message = "no installation is recorded in " + root;
+    return;
+  }
+  refuse_edited_files(store);
+  plugin.unintegrate_ndk(session.handle());
+  undo_files(store, staging, report);
+  store.forget();
+}
+
+void tell(const Undo& report, bool json) {
+  if (json) {
+    Json files = Json::array();
+    for (const UndoneFile& file : report.files) {
+      files.push_back({{"path", file.path}, {"result", file.result}});
+    }
+    say_json({{"schema", 1},
+              {"outcome", report.outcome},
+              {"changed", report.changed},
+              {"files", files},
+              {"message", report.message}});
+    return;
+  }
+  for (const UndoneFile& file : report.files) {
+    if (file.result == "restored") {
+      say("put back: " + file.path);
+    } else if (file.result == "original") {
+      say("was the original already: " + file.path);
+    } else {
+      say("not put back, its directory is gone: " + file.path);
+    }
+  }
+  if (report.outcome == "failed") {
+    complain("not done: " + report.message);
+  } else {
+    say_always((report.outcome == "undone" ? "done: " : "nothing to undo: ") + report.message);
+  }
+}
+
+}  // namespace
+
+ExitCode undo(const Plugin& plugin, const Installation& installation, bool json) {
+  Session session(installation);
+  Undo report;
+  try {
+    run(plugin, session, report);
+  } catch (const std::exception& failure) {
+    report.outcome = "failed";
+    report.message = failure.what();
+  } catch (...) {
+    report.outcome = "failed";
+    report.message = kUnknownException;
+  }
+  tell(report, json);
+  return report.outcome == "failed" ? kNotDone : kDone;
+}

@@ -1,0 +1,483 @@
+"""Kills ndk-integrate at every one of its system calls that changes something on the disk, and
+shows that the next install or undo ends where it would have ended without the kill.
+
+strace does the killing: its fault injection delivers the signal when the program enters the call,
+which is then not carried out, with or without an injected error; there is no form that kills on the
+way out. What a call left behind is seen by the kill at the next one, the last call being
+exit_group: no call that changes something lies between them. That a write can be cut short by the
+kill is seen by shortening what it wrote."""
+
+import collections
+import concurrent.futures
+import fcntl
+import hashlib
+import json
+import os
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+from small_world import (
+    CC, LOCK, MANIFEST, NDKS, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, SmallWorld,
+    differences, fresh_tree, memory_directory, outside_store, say, text_of, versions,
+)
+
+# Every call that can change something on the disk, and the last one. A "?" says that not every
+# machine has it.
+CALLS = """
+write pwrite64 writev pwritev pwritev2 sendfile splice copy_file_range fallocate
+rename renameat renameat2 link linkat symlink symlinkat unlink unlinkat rmdir mkdir mkdirat mknod
+mknodat fsync fdatasync sync syncfs msync ftruncate truncate fchmod chmod fchmodat chown fchown
+lchown fchownat fsetxattr setxattr utimensat open openat openat2 creat exit_group
+""".split()
+
+# Under strace no leak can be looked for.
+STRACED = {"ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":detect_leaks=0"}
+
+# The script leaves a note in the NDK of what it saw of the toolchain definitions. It needs no other
+# program.
+NOTE = b'read -r line <x86_64-nox5.0.3.42/setup.mk; echo "$line" >"$1/note"\n'
+
+# Every template has a mode of its own. One has no line end at its end.
+PACKAGE = {
+    SETUP_64: (0o640, b"64 {INSTALL_NOX_INSTALLDIR} {INSTALL_NOX_VERSION}\n"),
+    SETUP_32: (0o444, b"32 {INSTALL_NOX_INSTALLDIR}\n{INSTALL_NOX_VERSION}"),
+    VARS_SH: (0o755, b"ndk='<NDK_DIR>'\n"),
+    VARS_CSH: (0o600, b"set ndk = '<NDK_DIR>'\n"),
+}
+
+# A newer package, put over an installed one: two of its files are as they were.
+NEWER_PACKAGE = {
+    **PACKAGE,
+    SETUP_64: (0o664, b"newer 64 {INSTALL_NOX_INSTALLDIR} {INSTALL_NOX_VERSION}\n"),
+    VARS_SH: (0o744, b"newer_ndk='<NDK_DIR>'\n"),
+}
+
+
+class Case:
+    """A command that is to be killed, in the tree that it starts from. With it, what the tree has
+    to be after the runs that follow."""
+
+    def __init__(self, world, command, package=PACKAGE, installed_before=False, newer=None):
+        self.command = command
+        self.before = fresh_tree(package, NOTE)
+        if installed_before:
+            self.before = world.after(self.before, "install")
+        if newer is not None:
+            self.before.update(newer)
+        self.originals = newer or package
+        self.after = world.after(self.before, command)
+        self.install = "install" if command == "undo" else command
+        self.installed = world.after(self.after, self.install)
+        self.undone = world.after(self.installed, "undo")
+
+
+CASES = {
+    "first install": lambda world: Case(world, "install"),
+    "second install": lambda world: Case(world, "install", installed_before=True),
+    "install for another NDK": lambda world: Case(
+        world, "install --ndk other", installed_before=True
+    ),
+    "undo": lambda world: Case(world, "undo", installed_before=True),
+    "install after a reinstallation": lambda world: Case(
+        world, "install", installed_before=True, newer=NEWER_PACKAGE
+    ),
+}
+
+
+class Call:
+    """A call that the program made, from a line of strace's log."""
+
+    def __init__(self, name, number, line):
+        self.name = name
+        self.number = number  # which of the calls with that name it is
+        self.line = line
+
+    def __str__(self):
+        return f"{self.name} number {self.number}: {self.line[:200]}"
+
+    def changes_something(self):
+        if not self.name.startswith("open"):
+            return True
+        return re.search(r"O_CREAT|O_TRUNC|O_TMPFILE", self.line) is not None
+
+    def succeeded(self):
+        return re.search(r" = \d", self.line) is not None
+
+    def file(self):
+        """The file of a call that has a descriptor."""
+        found = re.match(r"\w+\(\d+<([^>]*)>", self.line)
+        return found and found[1]
+
+    def paths(self):
+        """The files of a call that has names."""
+        return [
+            os.path.join(above, name)
+            for above, name in re.findall(
+                r'(?:(?:AT_FDCWD|\d+)<([^>]*)>, )?"((?:[^"\\]|\\.)*)"', self.line
+            )
+        ]
+
+    def written(self):
+        """How many bytes a write has written."""
+        return int(self.line.rsplit(" = ", 1)[1]) if self.succeeded() else 0
+
+    def data(self):
+        """What a write has written."""
+        quoted = re.search(r'>, "((?:[^"\\]|\\.)*)", \d+\)', self.line)[1]
+        return quoted.encode("latin-1").decode("unicode_escape").encode("latin-1")
+
+
+def calls_of(world, command):
+    """Runs the program to its end, and tells the calls that it makes itself, in order."""
+    with tempfile.NamedTemporaryFile("r", encoding="latin-1") as log:
+        traced = "trace=" + ",".join("?" + name for name in CALLS)
+        strace = ["strace", "-y", "-s", "100000", "-o", log.name, "-e", traced]
+        done = world.run(command, before=strace, env=STRACED)
+        if done.returncode != 0:
+            raise AssertionError(f"{command}: exit code {done.returncode}, {done.stderr}")
+        lines = [line.rstrip("\n") for line in log]
+    calls = []
+    count = collections.Counter()
+    for line in lines:
+        found = re.match(r"(\w+)\(", line)
+        if found:
+            count[found[1]] += 1
+            calls.append(Call(found[1], count[found[1]], line))
+    return [call for call in calls if call.changes_something()]
+
+
+def kill_at(world, command, call):
+    """Runs the program until it enters the call, and waits for the script that it may have left
+    behind, which still holds the lock."""
+    strace = ["strace", "-o", "/dev/null", "-e", "trace=" + call.name,
+              "-e", f"inject={call.name}:signal=KILL:when={call.number}"]
+    done = world.run(command, before=strace, env=STRACED)
+    if done.returncode != -9:
+        raise AssertionError(f"not killed at {call}: exit code {done.returncode}, {done.stderr}")
+    if os.path.exists(world.path(LOCK)):
+        with open(world.path(LOCK), "rb") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+
+
+def cut_short(world, tree, last):
+    """The tree that was left if the last call, a write, was killed half-way; None if it is no
+    write to a file of this world."""
+    if last is None or last.name not in ("write", "writev") or last.written() < 2:
+        return None
+    name = os.path.relpath(last.file(), world.top)
+    if name == LOCK or name not in tree:
+        return None
+    mode, data = tree[name]
+    lost = (last.written() + 1) // 2
+    return {**tree, name: (mode, data[:-lost])}
+
+
+class Sweep:
+    """All the kills of one case."""
+
+    def __init__(self, name):
+        self.kills = 0
+        self.failures = []
+        self._recovered = set()
+        with SmallWorld() as world:
+            self._world = world
+            self._case = CASES[name](world)
+            self._check_uninterrupted()
+            self._kill_at_every_call()
+        self.summary = (
+            f"crash test: {name}: {self.kills} kills, {len(self._recovered)} different trees"
+        )
+
+    def _fail(self, what):
+        self.failures.append(what)
+
+    def _expect(self, what, actual, expected):
+        if actual != expected:
+            self._fail(f"{what}:\n{differences(actual, expected)}")
+
+    def _check_uninterrupted(self):
+        """What all others are compared with has to be right itself."""
+        case, world = self._case, self._world
+        ndk = "other" if "other" in case.install else "ndk"
+        filled = {
+            name: (mode, versions(name, data, world.top, ndk)[-1])
+            for name, (mode, data) in case.originals.items()
+        }
+        installed = {name: case.installed.get(name) for name in TEMPLATES}
+        undone = {name: case.undone.get(name) for name in TEMPLATES}
+        self._expect("templates after install", installed, filled)
+        self._expect("templates after undo", undone, case.originals)
+        kept = [name for name in case.undone if name.startswith(STORE)]
+        if sorted(kept) != [STORE, LOCK]:
+            self._fail(f"undo leaves {kept}")
+
+    def _kill_at_every_call(self):
+        case, world = self._case, self._world
+        world.put(case.before)
+        calls = calls_of(world, case.command)
+        for last, call in zip([None, *calls], calls):
+            world.put(case.before)
+            kill_at(world, case.command, call)
+            self.kills += 1
+            killed = world.tree()
+            self._check_whole(call, killed)
+            self._recover(call, killed)
+            torn = cut_short(world, killed, last)
+            if torn is not None:
+                self._check_whole(f"{call}, the write before cut short", torn)
+                self._recover(f"{call}, the write before cut short", torn)
+
+    def _check_whole(self, call, killed):
+        """Every file is as it was before or as it is to be; nothing is missing, nothing is new."""
+        case = self._case
+        before, after = outside_store(case.before), outside_store(case.after)
+        for name in {**before, **after, **outside_store(killed)}:
+            is_there = killed.get(name)
+            if is_there not in (before.get(name), after.get(name)):
+                self._fail(f"killed at {call}:\n  {name}: is {text_of(is_there)}")
+
+    def _recover(self, call, killed):
+        """Runs the program again, in every way. What comes of the same tree is the same."""
+        tree = frozenset(killed.items())
+        if tree in self._recovered:
+            return
+        self._recovered.add(tree)
+        case = self._case
+        self._run_again(call, killed, [case.install], case.installed)
+        self._run_again(call, killed, ["undo"], self._undone(killed))
+        self._run_again(call, killed, [case.install, "undo"], case.undone)
+
+    def _undone(self, killed):
+        """What undo makes of the tree. It does not change the NDK, whatever the script did there.
+        Where nothing was done, it does nothing."""
+        if STORE not in killed:
+            return killed
+        in_ndk = {name: entry for name, entry in killed.items() if name.startswith(NDKS)}
+        elsewhere = {
+            name: entry for name, entry in self._case.undone.items() if not name.startswith(NDKS)
+        }
+        return {**elsewhere, **in_ndk}
+
+    def _run_again(self, call, killed, commands, expected):
+        self._world.put(killed)
+        for command in commands:
+            done = self._world.run(command)
+            if done.returncode != 0:
+                self._fail(
+                    f"killed at {call}\n  then {commands}: {command} ends with exit code "
+                    f"{done.returncode}: {done.stderr.decode()}"
+                )
+        self._expect(f"killed at {call}\n  then {commands}", self._world.tree(), expected)
+
+
+def why_strace_cannot_trace():
+    """Why strace cannot do here what it is needed for; "" when it can."""
+    if shutil.which("strace") is None:
+        return "strace is not installed (scripts/setup installs it)"
+    kill = ["strace", "-o", "/dev/null", "-e", "inject=exit_group:signal=KILL", "true"]
+    done = subprocess.run(kill, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    return "" if done.returncode == -9 else f"strace cannot trace here: {done.stdout.decode()}"
+
+
+class StraceTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        os.umask(0o022)
+        reason = why_strace_cannot_trace()
+        if reason and os.environ.get("CI") == "true":
+            raise AssertionError(reason)
+        if reason:
+            raise unittest.SkipTest(reason)
+
+
+class CrashTest(StraceTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        say(f"crash test: files are in {memory_directory() or tempfile.gettempdir()}")
+        pool = concurrent.futures.ThreadPoolExecutor(2)
+        cls.addClassCleanup(pool.shutdown, cancel_futures=True)
+        cls.sweeps = {name: pool.submit(Sweep, name) for name in CASES}
+
+    def assert_survived(self, name):
+        sweep = self.sweeps[name].result()
+        say(sweep.summary)
+        shown = 5
+        if sweep.failures:
+            self.fail(
+                f"{len(sweep.failures)} failures, of which these are the first:\n"
+                + "\n".join(sweep.failures[:shown])
+            )
+
+    def test_first_install(self):
+        self.assert_survived("first install")
+
+    def test_second_install(self):
+        self.assert_survived("second install")
+
+    def test_install_for_another_ndk(self):
+        self.assert_survived("install for another NDK")
+
+    def test_undo(self):
+        self.assert_survived("undo")
+
+    def test_install_after_a_reinstallation(self):
+        self.assert_survived("install after a reinstallation")
+
+
+class DiskFile:
+    def __init__(self, data=b""):
+        self.data = data
+        self.on_disk = data  # as it was when it was last flushed
+
+
+class Disk:
+    """What would be found after a power failure: of a file what was flushed, of a directory the
+    names that were there when it was flushed."""
+
+    def __init__(self, tree):
+        self._files = {name: DiskFile(data) for name, (_, data) in tree.items() if data is not None}
+        self._names_on_disk = dict(self._files)
+        self._pending = set()  # names that changed since their directory was flushed
+
+    def make(self, name):
+        self._files[name] = DiskFile()
+        self._pending.add(name)
+
+    def make_directory(self, name):
+        self._pending.add(name)
+
+    def write(self, name, data):
+        self._files[name].data += data
+
+    def rename(self, old, new):
+        self._files[new] = self._files.pop(old)
+        self._pending |= {old, new}
+
+    def remove(self, name):
+        self._files.pop(name, None)
+        self._pending.add(name)
+
+    def flush(self, name):
+        if name in self._files:
+            self._files[name].on_disk = self._files[name].data
+            return
+        for entry in [one for one in self._pending if os.path.dirname(one) == name]:
+            self._pending.remove(entry)
+            self._names_on_disk.pop(entry, None)
+            if entry in self._files:
+                self._names_on_disk[entry] = self._files[entry]
+
+    def has(self, name):
+        return name in self._files
+
+    def bytes(self, name):
+        return self._files[name].data
+
+    def is_flushed(self, name):
+        return self._files[name].on_disk == self._files[name].data
+
+    def is_settled(self, name):
+        """Whether the disk knows that the name is there, or that it is gone."""
+        while name:
+            if name in self._pending:
+                return False
+            name = os.path.dirname(name)
+        return True
+
+    def bytes_on_disk(self, name):
+        """None when the name may not be there."""
+        file = self._names_on_disk.get(name)
+        return file.on_disk if file is not None and self.is_settled(name) else None
+
+
+class DurabilityTest(StraceTest):
+    """The order in which things reach the disk."""
+
+    def follow(self, case_name):
+        """Runs the case and asks check_* at each change of a template or of what is kept."""
+        with SmallWorld() as world:
+            case = CASES[case_name](world)
+            world.put(case.before)
+            calls = calls_of(world, case.command)
+            self.disk = Disk(case.before)
+            self.renamed = []  # the templates
+            for call in calls:
+                if call.succeeded():
+                    self.follow_call(world, call)
+            for name in TEMPLATES:
+                self.assertTrue(self.disk.is_settled(name), name)
+        return self.renamed
+
+    def follow_call(self, world, call):
+        disk = self.disk
+        names = [os.path.relpath(path, world.top) for path in call.paths()]
+        if call.name in ("fsync", "fdatasync"):
+            disk.flush(os.path.relpath(call.file(), world.top))
+        elif call.name == "write":
+            name = os.path.relpath(call.file(), world.top)
+            if not name.startswith(".."):
+                disk.write(name, call.data())
+        elif call.name in ("open", "openat"):
+            if "O_TRUNC" in call.line or not disk.has(names[0]):
+                disk.make(names[0])
+        elif call.name in ("mkdir", "mkdirat"):
+            disk.make_directory(names[0])
+        elif call.name in ("rename", "renameat", "renameat2"):
+            if names[1] in TEMPLATES:
+                self.check_before_rename(*names)
+                self.renamed.append(names[1])
+            disk.rename(*names)
+        elif call.name in ("unlink", "unlinkat", "rmdir"):
+            self.check_before_removal(names[0])
+            disk.remove(names[0])
+        else:  # its effect on the disk is not known here
+            self.assertIn(
+                call.name, ["ftruncate", "fchmod", "chmod", "fchmodat", "chown", "fchownat"]
+            )
+
+    def check_before_rename(self, staged, template):
+        """All that undo needs is on the disk before the result takes the original's place."""
+        disk = self.disk
+        self.assertTrue(disk.is_flushed(staged), f"data of {template}")
+        for name in self.renamed:
+            self.assertTrue(disk.is_settled(name), f"{name} before {template}")
+        manifest = disk.bytes_on_disk(MANIFEST)
+        self.assertTrue(manifest, f"manifest before {template}")
+        entry = json.loads(manifest)["files"][os.path.relpath(template, CC)]
+        original = disk.bytes_on_disk(f"{STORE}/originals/{entry['original']}")
+        self.assertTrue(original, f"original of {template}")
+        self.assertEqual(hashlib.sha256(original).hexdigest(), entry["original"])
+        if disk.bytes(staged) != original:
+            self.assertIn(hashlib.sha256(disk.bytes(staged)).hexdigest(), entry["results"])
+
+    def check_before_removal(self, name):
+        """The manifest goes when all originals are back, an original when no manifest names it."""
+        disk = self.disk
+        if name == MANIFEST:
+            for template in TEMPLATES:
+                self.assertTrue(disk.is_settled(template), f"{template} before {name}")
+        if os.path.dirname(name) == STORE + "/originals":
+            self.assertTrue(disk.is_settled(MANIFEST), name)
+            manifest = disk.bytes_on_disk(MANIFEST) or b""
+            self.assertNotIn(os.path.basename(name).encode(), manifest)
+
+    def test_first_install(self):
+        self.assertEqual(self.follow("first install"), TEMPLATES)
+
+    def test_install_for_another_ndk(self):
+        # The toolchain definitions do not name the NDK.
+        self.assertEqual(self.follow("install for another NDK"), [VARS_SH, VARS_CSH])
+
+    def test_install_after_a_reinstallation(self):
+        self.assertEqual(self.follow("install after a reinstallation"), TEMPLATES)
+
+    def test_undo(self):
+        self.assertEqual(sorted(self.follow("undo")), sorted(TEMPLATES))
+
+
+if __name__ == "__main__":
+    unittest.main()
