@@ -86,7 +86,7 @@ void take_over_owner(const std::string& file, const std::string& model, mode_t m
   if (stat(model.c_str(), &status) == 0 && chown(file.c_str(), status.st_uid, status.st_gid) != 0) {
     // Only root may give a file away, but its group may be another of the user's own. A program that
     // ran as its owner must not run as somebody else.
-    constexpr uid_t kAsItIs = static_cast<uid_t>(-1);
+    constexpr auto kAsItIs = static_cast<uid_t>(-1);
     [[maybe_unused]] const int ignored = chown(file.c_str(), kAsItIs, status.st_gid);
     mode &= ~kRunAsOwnerOrGroup;
   }
@@ -94,10 +94,14 @@ void take_over_owner(const std::string& file, const std::string& model, mode_t m
   chmod(file.c_str(), mode);
 }
 
-void replace_file(const std::string& from, const std::string& to) {
+void rename_file(const std::string& from, const std::string& to) {
   if (std::rename(from.c_str(), to.c_str()) != 0) {
     fail("cannot replace " + to);
   }
+}
+
+void replace_file(const std::string& from, const std::string& to) {
+  rename_file(from, to);
   flush_to_disk(directory_of(to));
 }
 

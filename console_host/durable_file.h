@@ -33,6 +33,9 @@ void take_over_mode_and_owner(const std::string& file, const std::string& model)
 // permission bits `mode`.
 void take_over_owner(const std::string& file, const std::string& model, mode_t mode);
 
+// Puts `from` in the place of `to`, in one step. The data of `from` has to be on the disk.
+void rename_file(const std::string& from, const std::string& to);
+
 // Puts `from` in the place of `to`, in one step; on the disk when it returns. The data of `from`
 // has to be there.
 void replace_file(const std::string& from, const std::string& to);

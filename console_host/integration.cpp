@@ -75,6 +75,7 @@ std::string Integration::stage(const std::string& path) {
   const bool is_committed =
       std::any_of(committed_.begin(), committed_.end(),
                   [&](const Store::Result& result) { return result.path == path; });
+  file(path).result = PatchedFile::Result::kFailed;  // until it is staged
   StagedCopy copy;
   copy.path = path;
   copy.before = read_whole_file(path);
@@ -93,6 +94,7 @@ std::string Integration::stage(const std::string& path) {
   write_file(copy.staged, start, kOwnerOnly, path);
   take_over_mode_and_owner(copy.staged, path);
   file(path).staged = copy.staged;
+  file(path).result = PatchedFile::Result::kPatched;
   copies_.push_back(std::move(copy));
   return copies_.back().staged;
 }
@@ -104,11 +106,10 @@ Integration::StagedCopy* Integration::staged_copy(const std::string& staged) {
 }
 
 void Integration::replaced(const std::string& from, const std::string& to, std::size_t count) {
-  if (count > 0) {
-    placeholders_ += count;
-    inserted_line_ends_ += count * count_line_ends(to);
-    placeholder_texts_.insert(from);
-  }
+  placeholders_ += count;
+  inserted_line_ends_ += count * count_line_ends(to);
+  placeholder_texts_.insert(
+      from);  // also where it does not occur: it may in the package's next version
 }
 
 void Integration::moved(const std::string& to, bool done) {
@@ -192,8 +193,9 @@ void Integration::commit() {
     const StagedCopy& copy = copies_.front();
     if (result.bytes != copy.before) {
       flush_to_disk(copy.staged);
-      replace_file(copy.staged, copy.path);
+      rename_file(copy.staged, copy.path);
       changed_ = true;
+      flush_to_disk(directory_of(copy.path));
     }
     committed_.push_back(std::move(result));
     copies_.erase(copies_.begin());

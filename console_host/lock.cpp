@@ -2,33 +2,62 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 namespace {
 
-// The process that holds the lock `file`, for a person. The file lists those that were given it,
-// one a line; the first may have been killed, and the integration script still be at work.
+bool is_alive(pid_t process) { return kill(process, 0) == 0 || errno == EPERM; }
+
+// The process that took the lock on `file`, as the system knows it; 0 when it does not. A line of
+// /proc/locks is "1: FLOCK  ADVISORY  WRITE 1234 08:02:5678 0 EOF", with the process and the inode.
+pid_t taker(const std::string& file) {
+  struct stat status {};
+  if (stat(file.c_str(), &status) != 0) {
+    return 0;
+  }
+  const std::string inode = ":" + std::to_string(status.st_ino);
+  std::ifstream locks("/proc/locks");
+  for (std::string line; std::getline(locks, line);) {
+    std::istringstream fields(line);
+    std::string number, kind, advisory, mode, place;
+    pid_t process = 0;
+    if (fields >> number >> kind >> advisory >> mode >> process >> place && kind == "FLOCK" &&
+        place.size() > inode.size() &&
+        place.compare(place.size() - inode.size(), inode.size(), inode) == 0) {
+      return process;
+    }
+  }
+  return 0;
+}
+
+// The process that holds the lock `file`, for a person. The file lists those that were given it, one
+// a line; the first may have been killed, and the integration script still be at work. One that has
+// only begun does not stand there yet.
 std::string holder(const std::string& file) {
   std::ifstream in(file);
   for (pid_t process = 0; in >> process;) {
-    if (kill(process, 0) == 0 || errno == EPERM) {
+    if (is_alive(process)) {
       return "process " + std::to_string(process);
     }
   }
-  return "a process that the integration script left behind";
+  const pid_t process = taker(file);
+  return process > 0 && is_alive(process) ? "process " + std::to_string(process)
+                                          : "a process that the integration script left behind";
 }
 
 }  // namespace
 
 Lock::Lock(const std::string& dir)
     // Not closed on exec: the integration script inherits it.
-    : file_(open((dir + "/lock").c_str(), O_RDWR | O_CREAT | O_APPEND, 0666)) {
+    : file_(open((dir + "/lock").c_str(), O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW, 0666)) {
   const std::string file = dir + "/lock";
   if (!file_.is_open()) {
     throw std::runtime_error("cannot open the lock file " + file + ": " + std::strerror(errno));

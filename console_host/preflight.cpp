@@ -20,6 +20,16 @@ void refuse_link(const std::string& path) {
   }
 }
 
+// A copy could not take the file's place in one step.
+void refuse_other_file_system(const std::string& path, const std::string& root) {
+  struct stat file {};
+  struct stat base {};
+  if (stat(path.c_str(), &file) == 0 && stat(root.c_str(), &base) == 0 &&
+      file.st_dev != base.st_dev) {
+    throw std::runtime_error("the template " + path + " is on another file system than " + root);
+  }
+}
+
 void refuse_no_ordinary_file(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
@@ -30,7 +40,14 @@ void refuse_no_ordinary_file(const std::string& path) {
 }  // namespace
 
 std::string compiler_root(const Session& session) {
-  return path(session.get("VORN_INSTALL_DIR") + session.get("NDK_COMPILER_SUBDIR"));
+  const std::string root =
+      path(session.get("VORN_INSTALL_DIR") + session.get("NDK_COMPILER_SUBDIR"));
+  if (root.size() < 2 || root[0] != '/') {
+    throw std::runtime_error(
+        "the compiler's directory, VORN_INSTALL_DIR followed by the component's subdir, is '" +
+        root + "'; expected an absolute one below /");
+  }
+  return root;
 }
 
 void refuse_shell_surprises(const std::string& ndk_dir) {
@@ -51,9 +68,14 @@ void refuse_odd_files(const Plugin& plugin, Session& session, const std::string&
   Integration scout(Integration::Mode::kScout, store, "");
   plugin.integrate_ndk(session.handle());
   for (const PatchedFile& file : scout.files()) {
+    if (!store.covers(file.path)) {
+      throw std::runtime_error("the template " + file.path +
+                               " is not below the compiler's directory " + root);
+    }
     refuse_link(file.path);
     refuse_link(file.path + ".tmp");
     refuse_no_ordinary_file(file.path);
+    refuse_other_file_system(file.path, root);
   }
 }
 

@@ -8,7 +8,8 @@
 #include "console_host/session.h"
 #include "console_host/store.h"
 
-// The directory of the installed compiler that the session's variables name.
+// The directory of the installed compiler that the session's variables name. Throws std::runtime_error when they name
+// none below "/".
 std::string compiler_root(const Session& session);
 
 // Throws std::runtime_error when the shell would not take the NDK's directory, put between double
@@ -16,7 +17,7 @@ std::string compiler_root(const Session& session);
 void refuse_shell_surprises(const std::string& ndk_dir);
 
 // Throws std::runtime_error when one of the files below `root` that integrate_ndk would patch is no
-// ordinary file, or is a link. Asks the plug-in which these are, with a run of integrate_ndk that can
+// ordinary file, is a link, or lies elsewhere. Asks the plug-in which these are, with a run of integrate_ndk that can
 // open nothing.
 void refuse_odd_files(const Plugin& plugin, Session& session, const std::string& root);
 

@@ -7,6 +7,7 @@
 //   manifest.json {"schema":1,"files":{"PATH":{"original":HASH,"mode":"644","results":[HASH...],
 //                     "placeholders":[TEXT...]}...}}; each PATH is relative to the compiler's
 //                     directory, each HASH a SHA-256 in hexadecimal
+//   manifest.undone   the manifest after an undo, until the originals are removed
 //   originals/HASH    the bytes of an original
 //   staged/           copies that are being worked on; thrown away by the next run
 //
@@ -66,7 +67,8 @@ class Store {
   // Throws std::runtime_error that names the file when somebody else changed it.
   void refuse_edited(const std::string& path) const;
 
-  // The file's original: the one kept, or the file itself. Not for a file that is missing.
+  // The file's original: the one kept, or the file itself. Throws std::runtime_error when the kept one
+  // is damaged or missing.
   Original original(const std::string& path) const;
 
   // Keeps `original` as the file's original.
@@ -86,8 +88,8 @@ class Store {
   // file has any more and staged copies are forgotten.
   void settle(const std::vector<Result>& results);
 
-  // Forgets all originals.
-  void forget();
+  // Forgets the originals of all known files but these.
+  void forget_all_but(const std::set<std::string>& paths);
 
   // Removes staged copies, and originals that no file has.
   void clean() const;
@@ -100,15 +102,19 @@ class Store {
     std::set<std::string> placeholders;
   };
 
+  using Entries = std::map<std::string, Entry>;  // by path, relative to the root
+
   std::string relative(const std::string& path) const;
   std::string kept_as(const std::string& path) const;  // where a known file's original is
   std::string manifest() const { return directory() + "/manifest.json"; }
+  std::string old_manifest() const { return directory() + "/manifest.undone"; }
   std::string originals() const { return directory() + "/originals"; }
   void load();
-  void save() const;
+  void save(const Entries& entries);
 
   std::string root_;
-  std::map<std::string, Entry> entries_;  // by path, relative to the root
+  Entries entries_;         // as the manifest on the disk has them
+  bool is_certain_ = true;  // false when that is not known, because writing the manifest failed
 };
 
 // The staging directory of a store: empty to begin with, and gone with this object. What a killed

@@ -1,6 +1,7 @@
 #include "console_host/undo.h"
 
 #include <filesystem>
+#include <set>
 #include <stdexcept>
 
 #include "console_host/durable_file.h"
@@ -49,11 +50,24 @@ UndoneFile undo_file(const Store& store, const std::string& file, const std::str
   }
 }
 
-void undo_files(const Store& store, const StagingDirectory& staging, Undo& report) {
+// Throws before anything is put back when something could not be.
+void refuse_damaged_originals(const Store& store) {
   for (const std::string& file : store.known_files()) {
-    report.files.push_back(undo_file(store, file, staging.name() + "/0"));
-    report.changed = report.changed || report.files.back().result == "restored";
+    store.original(file);
   }
+}
+
+void undo_files(Store& store, const StagingDirectory& staging, Undo& report) {
+  std::set<std::string> gone;
+  for (const std::string& file : store.known_files()) {
+    const UndoneFile undone = undo_file(store, file, staging.name() + "/0");
+    report.changed = report.changed || undone.result == "restored";
+    report.files.push_back(undone);
+    if (undone.result == "gone") {
+      gone.insert(file);
+    }
+  }
+  store.forget_all_but(gone);  // whose directory may come back, as a disk does
   report.outcome = "undone";
   report.message =
       "what the integration script did inside the NDK is the compiler package's to undo";
@@ -62,8 +76,8 @@ void undo_files(const Store& store, const StagingDirectory& staging, Undo& repor
 void run(const Plugin& plugin, Session& session, Undo& report) {
   plugin.check_if_ndk_integration_files_are_to_be_installed(session.handle());
   if (session.compiler() == nullptr) {
-    report.message = "no selected component asks for the NDK integration, so there is no compiler";
-    return;
+    throw std::runtime_error(
+        "no selected component asks for the NDK integration, so which compiler is meant cannot be told");
   }
   const std::string root = compiler_root(session);
   if (file_exists(Store::directory_in(root), true) == 0) {
@@ -78,9 +92,9 @@ void run(const Plugin& plugin, Session& session, Undo& report) {
     return;
   }
   refuse_edited_files(store);
+  refuse_damaged_originals(store);
   plugin.unintegrate_ndk(session.handle());
   undo_files(store, staging, report);
-  store.forget();
 }
 
 void tell(const Undo& report, bool json) {
@@ -102,7 +116,7 @@ void tell(const Undo& report, bool json) {
     } else if (file.result == "original") {
       say("was the original already: " + file.path);
     } else {
-      say("not put back, its directory is gone: " + file.path);
+      say("not put back, its directory is gone (its original stays kept): " + file.path);
     }
   }
   if (report.outcome == "failed") {

@@ -1440,6 +1440,8 @@ class NothingChanged(FindTest):
         )
         trace = os.path.join(world.top, "trace")
         strace = ["strace", "-f", "-e", "trace=%file,%desc", "-o", trace]
+        if "GCOV_ERROR_FILE" in os.environ:
+            self.skipTest("a program that counts its lines writes files")
         if not shutil.which("strace") or subprocess.run([*strace, "true"], check=False).returncode:
             self.skipTest("strace cannot be used here")
         env = {"HOME": world.path("home"), "TMPDIR": world.path("tmp")}

@@ -8,6 +8,7 @@ import re
 import shutil
 import stat
 import subprocess
+import tempfile
 import unittest
 
 from ndk_integrate_world import (
@@ -48,6 +49,8 @@ DISABLED = "--set=NDK_INTEGRATION_ENABLED=no"
 AS_ROOT = unittest.skipUnless(os.geteuid() == 0, "only root may give files away")
 
 VARS_SH_FOR_SCRIPT = os.path.relpath(VARS_SH, ANDROID)  # from where the script runs
+
+SHARED_MEMORY = "/dev/shm"  # on most systems a file system of its own
 
 # A second NDK, for --ndk.
 OTHER_NDK = {"other ndk/ndk-build": "", "other ndk/source.properties": "Pkg.Revision = 11.1.1\n"}
@@ -95,8 +98,8 @@ def put_back_lines(*files):
 def edited_message(file):
     return (
         f"WORLD/{file} was changed by someone else since ndk-integrate wrote it, so it is left as "
-        "it is, and so is everything else; to give that change up, copy its original "
-        f"WORLD/{KEPT_HERE}/originals/{sha256(ORIGINALS[file])} over it"
+        "it is, and so is everything else; to give that change up, put its original "
+        f"there: cat WORLD/{KEPT_HERE}/originals/{sha256(ORIGINALS[file])} > WORLD/{file}"
     )
 
 
@@ -490,13 +493,16 @@ WRITING_CALLS = re.compile(
 
 
 @unittest.skipUnless(shutil.which("strace"), "strace is not installed")
+@unittest.skipIf("GCOV_ERROR_FILE" in os.environ, "a program that counts lines writes files")
 class SystemCallsOfDryRun(StagingTest):
     """A second proof: what the processes of a dry run ask the system to do."""
 
     def calls(self, world, tmp):
         trace = os.path.join(world.top, "trace")
         names = "trace=%file,fchmod,fchown,ftruncate,fallocate,fsetxattr,fremovexattr"
-        command = ["strace", "-f", "-qq", "-y", "-s", "10000", "-o", trace, "-e", names]
+        # No search for leaks: it cannot be made while the program is traced.
+        command = ["env", "ASAN_OPTIONS=detect_leaks=0"]
+        command += ["strace", "-f", "-qq", "-y", "-s", "10000", "-o", trace, "-e", names]
         outcome = world.install("--dry-run", before=command, env={"TMPDIR": tmp})
         self.assertEqual(outcome.code, 0, outcome)
         with open(trace, encoding="utf-8") as lines:
@@ -711,7 +717,7 @@ class KeptDirectory(StagingTest):
     def test_leftovers_of_killed_run(self):
         world = self.installed_world()
         once = world.tree(kept=True)
-        leftovers = ["staged/0", "staged/0.tmp", "manifest.json.new", "originals/a.new"]
+        leftovers = ["staged/0", "staged/0.tmp", "manifest.json.new", f"originals/{64 * 'a'}.new"]
         for name in leftovers:
             world.write(f"{KEPT_HERE}/{name}", "half\n")
         world.install()
@@ -740,9 +746,70 @@ class KeptDirectory(StagingTest):
         self.assert_refused(world, message)
         self.assert_refused(world, message, undo=True)
 
+    def test_damaged_entry(self):
+        # Also one that would lead out of the compiler's directory.
+        good = {"original": 64 * "a", "mode": "644", "results": [64 * "b"], "placeholders": []}
+        for path, changed in [
+            ("../outside", {}),
+            ("/outside", {}),
+            ("a/../../outside", {}),
+            ("", {}),
+            ("a", {"original": "../lock"}),
+            ("a", {"original": 64 * "g"}),
+            ("a", {"mode": "abc"}),
+            ("a", {"mode": ""}),
+            ("a", {"results": ["b"]}),
+        ]:
+            with self.subTest(path=path, changed=changed):
+                world = self.installed_world()
+                manifest = {"schema": 1, "files": {path: {**good, **changed}}}
+                world.write(KEPT_HERE + "/manifest.json", json.dumps(manifest))
+                message = (
+                    f"cannot use WORLD/{KEPT_HERE}/manifest.json: the entry of '{path}' is "
+                    f"damaged; the originals are in WORLD/{KEPT_HERE}/originals"
+                )
+                self.assert_refused(world, message)
+                self.assert_refused(world, message, undo=True)
+
+    def test_missing_manifest(self):
+        world = self.installed_world()
+        os.remove(world.path(KEPT_HERE + "/manifest.json"))
+        message = (
+            f"WORLD/{KEPT_HERE}/manifest.json is missing, which says whose originals are in "
+            f"WORLD/{KEPT_HERE}/originals; put it back, or remove that directory to give the "
+            "originals up"
+        )
+        self.assert_refused(world, message)
+        self.assert_refused(world, message, undo=True)
+
+    def test_damaged_original(self):
+        for text in ["", ORIGINALS[VARS_SH] + "more\n"]:
+            with self.subTest(text):
+                world = self.installed_world()
+                original = f"{KEPT_HERE}/originals/{sha256(ORIGINALS[VARS_SH])}"
+                world.write(original, text)
+                os.chmod(world.path(original), 0o600)
+                before = world.tree(kept=True)
+                message = (
+                    f"the original of WORLD/{VARS_SH} that is kept as WORLD/{original} is damaged; "
+                    "reinstall the compiler package"
+                )
+                self.assert_refused(world, message, undo=True)
+                outcome = world.install()
+                self.assertEqual((outcome.code, outcome.changes), (1, {}))
+                self.assertEqual(outcome.err, f"{NOT_DONE}{message}\n")
+                self.assertEqual(world.tree(kept=True), before)
+
+    def test_missing_original(self):
+        world = self.installed_world()
+        original = f"{KEPT_HERE}/originals/{sha256(ORIGINALS[VARS_SH])}"
+        os.remove(world.path(original))
+        message = f"cannot read WORLD/{original}: No such file or directory"
+        self.assert_refused(world, message, undo=True)
+
     def test_file_in_its_place(self):
         world = World(self, {**small_tree(), KEPT_HERE: "a file\n"})
-        message = f"cannot open the lock file WORLD/{KEPT_HERE}/lock: Not a directory"
+        message = f"WORLD/{KEPT_HERE} is no directory; ndk-integrate keeps originals there"
         self.assert_refused(world, message)
 
     def test_directory_not_writable(self):
@@ -1118,11 +1185,12 @@ class JsonOfUndo(StagingTest):
         self.assert_json(
             outcome,
             json_of_undo(
-                outcome="nothing-to-undo",
+                outcome="failed",
                 changed=False,
                 message="no selected component asks for the NDK integration, "
-                "so there is no compiler",
+                "so which compiler is meant cannot be told",
             ),
+            code=1,
         )
 
     def test_all_originals_already(self):
@@ -1249,13 +1317,24 @@ class Undo(StagingTest):
         shutil.rmtree(world.path(LINUX + "/bin"))
         lines = put_back_lines(SETUP_64, SETUP_32).splitlines(True)
         gone = "".join(
-            f"not put back, its directory is gone: WORLD/{file}\n" for file in [VARS_CSH, VARS_SH]
+            f"not put back, its directory is gone (its original stays kept): WORLD/{file}\n"
+            for file in [VARS_CSH, VARS_SH]
         )
         self.assert_outcome(
             world.undo(),
             out="".join([*lines[:2], gone, lines[2]]),
             changed={file: restored()[file] for file in [SETUP_64, SETUP_32]},
         )
+
+    def test_directory_back_again(self):
+        # Its originals were kept.
+        world = self.installed_world()
+        os.rename(world.path(LINUX + "/bin"), world.path("away"))
+        world.undo()
+        os.rename(world.path("away"), world.path(LINUX + "/bin"))
+        changed = {file: restored()[file] for file in [VARS_SH, VARS_CSH]}
+        self.assert_outcome(world.undo(), out=put_back_lines(*changed), changed=changed)
+        self.assertEqual(kept(world), ["lock"])
 
     def test_one_original_already(self):
         world = self.installed_world()
@@ -1594,6 +1673,14 @@ class ReinstalledPackage(StagingTest):
         self.assertEqual(world.undo().changes[VARS_SH], "755 " + self.second[VARS_SH])
 
 
+    def test_same_bytes_with_new_mode(self):
+        world = self.installed_world()
+        self.reinstall(world, ORIGINALS)
+        os.chmod(world.path(VARS_SH), 0o755)
+        world.install()
+        self.assertEqual(world.undo().changes[VARS_SH], "755 " + ORIGINALS[VARS_SH])
+
+
 class NewPackageVersion(StagingTest):
     """Another version of the compiler in the same directory: 5.1.3 has toolchain definitions of its
     own, and its environment scripts in the places of those of 5.0.3."""
@@ -1719,6 +1806,22 @@ class Links(StagingTest):
         os.symlink(world.path("moved.sh"), world.path(VARS_SH))
         world.undo()
         self.assertEqual(world.read("moved.sh"), "ndk='WORLD/ndk'\n\n")
+
+    @unittest.skipUnless(
+        os.path.isdir(SHARED_MEMORY)
+        and os.stat(SHARED_MEMORY).st_dev != os.stat(tempfile.gettempdir()).st_dev,
+        "there is no second file system",
+    )
+    def test_linked_directory_on_other_file_system(self):
+        # A copy could not take a template's place in one step.
+        other = tempfile.TemporaryDirectory(prefix="ndk_integrate_test.", dir=SHARED_MEMORY)
+        self.addCleanup(other.cleanup)
+        world = World(self, small_tree())
+        shutil.move(world.path(LINUX), os.path.join(other.name, "linux"))
+        os.symlink(os.path.join(other.name, "linux"), world.path(LINUX))
+        self.assert_refused(
+            world, f"the template WORLD/{VARS_SH} is on another file system than WORLD/package/cc"
+        )
 
     def test_linked_directories(self):
         # Only the template itself counts.
