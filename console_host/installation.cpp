@@ -222,7 +222,7 @@ class Reader {
 
   std::string absolute(const SessionVariable& variable, const toml::node& node,
                        const std::string& value) const {
-    const std::string made_absolute = absolute_value(variable, base_, value);
+    std::string made_absolute = absolute_value(variable, base_, value);
     if (variable.kind == SessionVariable::Kind::kDirectories && made_absolute != value &&
         base_.find(';') != std::string::npos) {
       wrong(node.source(), std::string("a relative directory in ") + variable.name +

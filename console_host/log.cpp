@@ -22,6 +22,7 @@ struct Log {
   FileDescriptor file{-1};
   bool is_complete = true;
   bool on_standard_error = false;
+  bool on_standard_output = false;
   int pauses = 0;
 };
 
@@ -42,6 +43,9 @@ void write_line(const std::string& text) {
   }
   if (log.on_standard_error) {
     std::cerr << line << std::flush;
+  }
+  if (log.on_standard_output) {
+    std::cout << line << std::flush;
   }
 }
 
@@ -72,6 +76,8 @@ void log_to_file(const std::string& file) {
 }
 
 void log_to_standard_error() { the_log().on_standard_error = true; }
+
+void log_to_standard_output() { the_log().on_standard_output = true; }
 
 bool log_is_complete() { return the_log().is_complete; }
 

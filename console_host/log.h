@@ -11,6 +11,9 @@ void log_to_file(const std::string& file);
 // From now on shows the log on standard error.
 void log_to_standard_error();
 
+// From now on shows the log on standard output.
+void log_to_standard_output();
+
 // True when every line so far got into the log file whole.
 bool log_is_complete();
 

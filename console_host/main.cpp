@@ -8,6 +8,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "console_host/check_host.h"
 #include "console_host/errors.h"
 #include "console_host/find.h"
 #include "console_host/install.h"
@@ -29,6 +30,7 @@ struct Options {
   std::vector<std::string> settings;
   InstallOptions install;
   bool undo_json = false;
+  std::string host_check;
   FindOptions find;
   CheckOptions check;
 };
@@ -43,6 +45,8 @@ ExitCode fail(const std::string& what, ExitCode code) {
 ExitCode guarded(const std::function<ExitCode()>& command) {
   try {
     return command();
+  } catch (const PluginError&) {
+    throw;
   } catch (const std::exception& failure) {
     return fail(std::string("not done: ") + failure.what(), kNotDone);
   } catch (...) {
@@ -50,10 +54,8 @@ ExitCode guarded(const std::function<ExitCode()>& command) {
   }
 }
 
-// Loads the plug-in and runs `command` with it, with the log and the output as the user wants them.
-ExitCode run_with_plugin(const Options& options,
-                         const std::function<ExitCode(const Plugin&)>& command) {
-  const Plugin plugin(options.plugin);
+// Runs `command` with the log and the output as the user wants them.
+ExitCode run_command(const Options& options, const std::function<ExitCode()>& command) {
   if (!options.log.empty()) {
     log_to_file(options.log);
   }
@@ -63,11 +65,17 @@ ExitCode run_with_plugin(const Options& options,
   if (options.quiet) {
     be_quiet();
   }
-  const ExitCode result = guarded([&] { return command(plugin); });
+  const ExitCode result = guarded(command);
   if (!log_is_complete()) {
     complain("warning: the log file " + options.log + " could not be written whole");
   }
   return result;
+}
+
+ExitCode run_with_plugin(const Options& options,
+                         const std::function<ExitCode(const Plugin&)>& command) {
+  const Plugin plugin(options.plugin);
+  return run_command(options, [&] { return command(plugin); });
 }
 
 Installation overridden_installation(const Options& options) {
@@ -112,6 +120,10 @@ ExitCode run_check(const Options& options) {
   }
   return run_with_plugin(options,
                          [&](const Plugin& plugin) { return check(plugin, options.check); });
+}
+
+ExitCode run_check_host(const Options& options) {
+  return run_command(options, [&] { return run_host_check(options.host_check); });
 }
 
 using Action = std::function<ExitCode()>;
@@ -186,6 +198,15 @@ void describe_undo(CLI::App& app, Options& options, Action& action) {
   undo->callback([&] { action = [&] { return run_undo(options); }; });
 }
 
+void describe_check_host(CLI::App& app, Options& options, Action& action) {
+  CLI::App* check_host =
+      app.add_subcommand("check-host", "Check this host against what the plug-in relies on");
+  check_host->add_option("--library", options.host_check, "Load the host check from FILE")
+      ->option_text("FILE");
+  describe_common_options(*check_host, options);
+  check_host->callback([&] { action = [&] { return run_check_host(options); }; });
+}
+
 // Prints the help that was asked for, or what is wrong.
 ExitCode explain_usage(const CLI::App& app, const CLI::ParseError& parse_error) {
   std::stringstream wrong;
@@ -209,6 +230,7 @@ ExitCode run(int argc, char** argv) {
   describe_check(app, options, action);
   describe_install(app, options, action);
   describe_undo(app, options, action);
+  describe_check_host(app, options, action);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& parse_error) {

@@ -2,9 +2,9 @@
 #ifndef CONSOLE_HOST_PLUGIN_H
 #define CONSOLE_HOST_PLUGIN_H
 
-#include <memory>
 #include <string>
 
+#include "console_host/library.h"
 #include "host/host.h"
 
 class Plugin {
@@ -26,15 +26,9 @@ class Plugin {
   std::string release(const std::string& dir) const;
 
  private:
-  struct Closer {
-    void operator()(void* library) const;
-  };
-
-  void* symbol(const char* name, const char* exported_as) const;
   EntryPoint entry_point(const char* name) const;
 
-  std::string file_;
-  std::unique_ptr<void, Closer> library_;
+  Library library_;
   void* get_version_;
   void* ndk_version_string_;
 };

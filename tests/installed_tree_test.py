@@ -32,14 +32,17 @@ class InstalledTree(EndToEndTest):
                 if not os.path.isdir(path):
                     kind = "program" if os.access(path, os.X_OK) else "file"
                     found[os.path.relpath(path, self.prefix)] = kind
-        found[f"lib/{LIBRARY}"] = "library"  # executable or not, as the system has it
+        for library in (LIBRARY, "libhost_check.so"):
+            found[f"lib/{library}"] = "library"  # executable or not, as the system has it
         self.assertEqual(
             found,
             {
                 "bin/ndk-integrate": "program",
                 f"lib/{LIBRARY}": "library",
                 "include/host/host.h": "file",
+                "include/host_check/host_check.h": "file",
                 "include/ndk_utils/ndk_utils.h": "file",
+                "lib/libhost_check.so": "library",
                 "share/man/man1/ndk-integrate.1": "file",
             },
         )

@@ -28,6 +28,12 @@ constexpr bool sanitized = true;
 constexpr bool sanitized = false;
 #endif
 
+void replace_all(std::string& text, const std::string& from, const std::string& to) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+    text.replace(at, from.size(), to);
+  }
+}
+
 // What `tool`, run on the library, prints, line by line.
 Lines output_of(const std::string& tool) {
   const std::string command = "LC_ALL=C " + tool + " '" NDK_UTILS_LIBRARY "'";
@@ -39,13 +45,14 @@ Lines output_of(const std::string& tool) {
   }
   EXPECT_EQ(pclose(pipe), 0) << command << " failed; it is part of binutils";
 
-  // The standard library's own spelling of its string type, written as people write it. Names that
-  // only return one are marked [abi:cxx11].
-  const std::string spelling =
-      "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >";
-  for (std::size_t at; (at = text.find(spelling)) != std::string::npos;) {
-    text.replace(at, spelling.size(), "std::string");
+  // The standard libraries' own spellings of their string types, written as people write it, and
+  // without the mark of names that only return one.
+  for (const char* spelling :
+       {"std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >",
+        "std::__1::basic_string<char, std::__1::char_traits<char>, std::__1::allocator<char> >"}) {
+    replace_all(text, spelling, "std::string");
   }
+  replace_all(text, "[abi:cxx11]", "");
   Lines lines;
   std::istringstream in(text);
   for (std::string line; std::getline(in, line);) {
@@ -99,6 +106,18 @@ bool of_runtime_library(const Symbol& symbol) {
       return true;
     }
   }
+#ifdef _LIBCPP_VERSION
+  // libc++ gives its symbols no versions; they are known by their names.
+  for (const char* mark : {"std::__1::", "operator delete", "operator new", "__cxa_", "__gxx_",
+                           " for std::", "__cxxabiv1::"}) {
+    if (holds(symbol.name, mark)) {
+      return true;
+    }
+  }
+  if (begins_with(symbol.name, "std::") || begins_with(symbol.name, "_Unwind_")) {
+    return true;
+  }
+#endif
   // Weak hooks that every shared object has.
   return symbol.kind == 'w' &&
          (symbol.name == "__gmon_start__" || begins_with(symbol.name, "_ITM_"));
@@ -137,16 +156,16 @@ TEST(PluginBinary, Exports) {
   EXPECT_EQ(text_of(names), R"names(
 T check_if_ndk_integration_files_are_to_be_installed
 T detect_ndk
-T get_compiler_full_version[abi:cxx11](session_t*)
-T get_compiler_package_number[abi:cxx11](session_t*)
-T get_compiler_path[abi:cxx11](session_t*)
-T get_compiler_version[abi:cxx11](session_t*)
-T get_toolchains_path[abi:cxx11](session_t*)
+T get_compiler_full_version(session_t*)
+T get_compiler_package_number(session_t*)
+T get_compiler_path(session_t*)
+T get_compiler_version(session_t*)
+T get_toolchains_path(session_t*)
 T get_version(std::string const&)
 T integrate_ndk
 T is_ndk_dir(std::string const&)
 T is_ndk_version_supported(ndk_version_t, std::string const&)
-T ndk_version_string[abi:cxx11](ndk_version_t)
+T ndk_version_string(ndk_version_t)
 T patch_text_file(std::string const&, std::string const&, std::string const&)
 T unintegrate_ndk
 T validate_ndk_path
@@ -170,19 +189,19 @@ TEST(PluginBinary, UndefinedNames) {
   EXPECT_EQ(text_of(names), R"names(
 U Component::getSelected()
 U Component::installCondition()
-U Component::subdir[abi:cxx11]()
+U Component::subdir()
 U IniDb::IniDb(std::string, std::string, std::string)
 U IniDb::value(std::string)
 U IniDb::~IniDb()
 U TSD::components()
-U env_get_string[abi:cxx11](session_t*, char const*)
+U env_get_string(session_t*, char const*)
 U env_set_string(session_t*, char const*, char const*)
 U env_set_string(session_t*, std::string const&, std::string const&)
 U error(char const*, ...)
 U file_exists(std::string const&, bool)
 U file_move(std::string, std::string)
 U get_command_output(std::string, int*, bool, std::string)
-U inttostr[abi:cxx11](long long)
+U inttostr(long long)
 U is_writable(std::string)
 U path(std::string)
 U print_log(char const*, ...)
@@ -195,9 +214,11 @@ U strtoint(std::string const&)
 TEST(PluginBinary, NeededLibraries) {
   for (const std::string& library : dynamic_entries("NEEDED")) {
     const std::string name = library.substr(library.find('[') + 1);
-    const bool runtime = begins_with(name, "libstdc++.so.6]") ||
-                         begins_with(name, "libgcc_s.so.1]") || begins_with(name, "libc.so.6]") ||
-                         begins_with(name, "libm.so.6]") || begins_with(name, "ld-linux");
+    const bool runtime =
+        begins_with(name, "libstdc++.so.6]") || begins_with(name, "libgcc_s.so.1]") ||
+        begins_with(name, "libc.so.6]") || begins_with(name, "libm.so.6]") ||
+        begins_with(name, "ld-linux") || begins_with(name, "libc++.so.1]") ||
+        begins_with(name, "libc++abi.so.1]") || begins_with(name, "libunwind.so.1]");
     const bool sanitizer =
         sanitized && (begins_with(name, "libasan.so") || begins_with(name, "libubsan.so"));
     EXPECT_TRUE(runtime || sanitizer) << library;

@@ -1,0 +1,108 @@
+// Checks of the file services, each on names that went through path() first, as the plug-in does
+// it.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "host_check/checks.h"
+#include "host_check/scratch.h"
+#include "host_check/verdict.h"
+
+namespace {
+
+void expect_truth(const std::string& call, bool expected, int came) {
+  if ((came != 0) != expected) {
+    throw Violated(call + " should give " + (expected ? "a value other than 0" : "0"),
+                   "it gave " + std::to_string(came));
+  }
+}
+
+void expect_file_exists(const std::string& name, bool expected) {
+  const std::string file = path(name);
+  expect_truth("file_exists(" + quoted(file) + ", false)", expected, file_exists(file, false));
+}
+
+void expect_writable(const std::string& name, bool expected) {
+  const std::string directory = path(name);
+  expect_truth("is_writable(" + quoted(directory) + ")", expected, is_writable(directory));
+}
+
+// A file that is moved over another one, as a patched file is: the copy lies beside it.
+struct Move {
+  std::string from;
+  std::string to;
+  std::string call;
+
+  explicit Move(const std::string& file) {
+    write_file(file, "old");
+    to = path(file);
+    from = to + ".tmp";
+    write_file(from, "new");
+    file_move(from, to);
+    call = "file_move(" + quoted(from) + ", " + quoted(to) + ")";
+  }
+
+  void expect_replaced() const {
+    const std::string content = read_file(to);
+    if (content != "new") {
+      throw Violated("after " + call + " the second file should hold \"new\"",
+                     "it holds " + quoted(content));
+    }
+  }
+};
+
+}  // namespace
+
+void file_exists_file(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  write_file(scratch.name() + "/ndk-build", "");
+  write_file(scratch.name() + "/source.properties", "Pkg.Desc = Android NDK\n");
+  expect_file_exists(scratch.name() + "/ndk-build", true);
+  expect_file_exists(scratch.name() + "/source.properties", true);
+}
+
+void file_exists_missing(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  write_file(scratch.name() + "/ndk-build.cmd", "");
+  expect_file_exists(scratch.name() + "/ndk-build", false);
+}
+
+void file_exists_missing_directory(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  expect_file_exists(scratch.name() + "/none/ndk-build", false);
+}
+
+void is_writable_directory(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  expect_writable(scratch.make_directory("/ndk"), true);
+}
+
+void is_writable_read_only(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  const std::string directory = scratch.make_directory("/ndk");
+  chmod(directory.c_str(), 0555);
+  if (faccessat(AT_FDCWD, directory.c_str(), W_OK, AT_EACCESS) == 0) {
+    throw Skipped("this user may write to read-only directories, as root may");
+  }
+  expect_writable(directory, false);
+}
+
+void file_move_replaces(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  Move(scratch.name() + "/setup.mk").expect_replaced();
+}
+
+void file_move_takes_source(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  const Move move(scratch.name() + "/setup.mk");
+  if (is_there(move.from)) {
+    throw Violated("after " + move.call + " the first file should be gone", "it is still there");
+  }
+}
+
+void file_move_blanks(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  Move(scratch.make_directory("/my compiler") + "/a file").expect_replaced();
+}

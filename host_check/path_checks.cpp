@@ -1,0 +1,66 @@
+// Checks of path(): what it answers is only opened, never compared with what it was asked, because
+// a host may answer with any name that leads to the same thing.
+#include <unistd.h>
+
+#include <string>
+
+#include "host_check/checks.h"
+#include "host_check/scratch.h"
+#include "host_check/verdict.h"
+
+namespace {
+
+constexpr const char* kContent = "the content of the file";
+
+void expect_leads_to_file(const std::string& asked, const std::string& answer) {
+  if (read_file(answer) != kContent) {
+    throw Violated(asked + " should lead to the file of that name",
+                   "it gave " + quoted(answer) + ", which does not");
+  }
+}
+
+void expect_path_leads_to_file(const std::string& file) {
+  write_file(file, kContent);
+  expect_leads_to_file("path(" + quoted(file) + ")", path(file));
+}
+
+}  // namespace
+
+void path_of_file(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  expect_path_leads_to_file(scratch.name() + "/source.properties");
+}
+
+void path_of_directory(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  const std::string directory = scratch.make_directory("/android");
+  write_file(directory + "/here", kContent);
+  const std::string answer = path(directory);
+  // The plug-in both goes to the directory and joins names to its name.
+  const Stay stay(scratch.name());
+  if (chdir(answer.c_str()) != 0 || read_file("here") != kContent) {
+    throw Violated("path(" + quoted(directory) + ") should lead to the directory of that name",
+                   "it gave " + quoted(answer) + ", which does not");
+  }
+}
+
+void path_with_blanks(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  expect_path_leads_to_file(scratch.make_directory("/my ndk") + "/a file");
+}
+
+void path_of_path(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  const std::string directory = scratch.make_directory("/android");
+  write_file(directory + "/setup.mk", kContent);
+  const std::string file = path(directory) + "/setup.mk";
+  expect_leads_to_file("path(" + quoted(file) + "), of a path's own answer,", path(file));
+}
+
+void path_of_missing_file(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  path(scratch.name() + "/none");
+  path(scratch.name() + "/no directory/none");
+}
+
+void path_of_empty_text(session_t* /*session*/) { path(""); }

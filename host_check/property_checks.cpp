@@ -1,0 +1,87 @@
+// Checks of the reader of property files.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "host_check/checks.h"
+#include "host_check/scratch.h"
+#include "host_check/verdict.h"
+
+namespace {
+
+constexpr const char* kFile = "source.properties";
+constexpr const char* kOlderNdk = "Pkg.Desc = Android NDK\nPkg.Revision = 11.2.2725575\n";
+constexpr const char* kNewerNdk =
+    "Pkg.Desc = Android NDK\nPkg.Revision = 29.0.14033849-beta4\n"
+    "Pkg.BaseRevision = 29.0.14033849\nPkg.ReleaseName = r29-beta4\n";
+
+// What a reader tells of the release of the NDK in `directory`, asked as the plug-in asks.
+std::string revision_in(const std::string& directory) {
+  return IniDb(path(directory), kFile, "=").value("Pkg.Revision ");
+}
+
+// Blanks around the value may stay.
+std::string trimmed(const std::string& text) {
+  const char* const blanks = " \t\r";
+  const std::size_t first = text.find_first_not_of(blanks);
+  return first == std::string::npos ? ""
+                                    : text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+void expect_revision(const std::string& directory, const std::string& expected) {
+  expect("value(\"Pkg.Revision \") of " + quoted(directory + "/" + kFile) +
+             ", blanks around it aside,",
+         expected, trimmed(revision_in(directory)));
+}
+
+}  // namespace
+
+void property_value(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  write_file(scratch.name() + "/" + kFile, kOlderNdk);
+  expect_revision(scratch.name(), "11.2.2725575");
+}
+
+void property_missing_key(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  write_file(scratch.name() + "/" + kFile, "Pkg.Desc = Android NDK\n");
+  revision_in(scratch.name());
+}
+
+void property_unreadable_file(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  const std::string file = scratch.name() + "/" + kFile;
+  write_file(file, kOlderNdk);
+  chmod(file.c_str(), 0);
+  if (faccessat(AT_FDCWD, file.c_str(), R_OK, AT_EACCESS) == 0) {
+    throw Skipped("this user may read every file, as root may");
+  }
+  revision_in(scratch.name());
+}
+
+void property_each_file(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  const std::string older = scratch.make_directory("/older");
+  const std::string newer = scratch.make_directory("/newer");
+  write_file(older + "/" + kFile, kOlderNdk);
+  write_file(newer + "/" + kFile, kNewerNdk);
+  expect_revision(older, "11.2.2725575");
+  expect_revision(newer, "29.0.14033849-beta4");
+}
+
+void release_numbers(session_t* /*session*/) {
+  const ScratchDirectory scratch;
+  write_file(scratch.name() + "/" + kFile, kOlderNdk);
+  const std::vector<std::string> pieces = splitString(revision_in(scratch.name()), ".", false);
+  if (pieces.size() < 2) {
+    throw Violated("a release read by value() and split at \".\" should give its numbers",
+                   "it gave " + quoted(pieces));
+  }
+  expect("strtoint(" + quoted(pieces[0]) + "), as value() and splitString leave the text,", 11,
+         strtoint(pieces[0]));
+  expect("strtoint(" + quoted(pieces[1]) + "), as value() and splitString leave the text,", 2,
+         strtoint(pieces[1]));
+}

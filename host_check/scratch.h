@@ -1,0 +1,45 @@
+// Files and directories that a check makes for itself, and its stay in one of them.
+#ifndef HOST_CHECK_SCRATCH_H
+#define HOST_CHECK_SCRATCH_H
+
+#include <string>
+
+// A directory in TMPDIR (or /tmp) that goes with the object, with everything in it. What cannot be
+// made there is a reason to skip the check, not the host's fault.
+class ScratchDirectory {
+ public:
+  ScratchDirectory();
+  ~ScratchDirectory();
+  ScratchDirectory(const ScratchDirectory&) = delete;
+  ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+
+  const std::string& name() const { return name_; }
+
+  // Makes the directory `name`, which begins with "/", in this one. Returns its whole name.
+  std::string make_directory(const std::string& name) const;
+
+ private:
+  std::string name_;
+};
+
+// The working directory of the process is `directory` as long as the object lives.
+class Stay {
+ public:
+  explicit Stay(const std::string& directory);
+  ~Stay();
+  Stay(const Stay&) = delete;
+  Stay& operator=(const Stay&) = delete;
+
+ private:
+  int before_;
+};
+
+void write_file(const std::string& file, const std::string& content);
+
+// What `file` holds; "" when it cannot be read.
+std::string read_file(const std::string& file);
+
+// Whether there is anything of that name.
+bool is_there(const std::string& name);
+
+#endif

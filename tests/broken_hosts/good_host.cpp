@@ -1,0 +1,478 @@
+#include "tests/broken_hosts/good_host.h"
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <set>
+#include <stdexcept>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+GoodHost* current_host = nullptr;
+
+bool breaks(const std::string& point) { return GoodHost::current().breaks(point); }
+bool other_choices() { return GoodHost::current().other_choices; }
+
+bool begins_with(const std::string& text, const std::string& start) {
+  return text.compare(0, start.size(), start) == 0;
+}
+
+bool holds(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+std::string with_replaced(std::string text, const std::string& from, const std::string& to) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+    text.replace(at, from.size(), to);
+  }
+  return text;
+}
+
+std::string trimmed(const std::string& text) {
+  const std::size_t first = text.find_first_not_of(" \r");
+  return first == std::string::npos ? ""
+                                    : text.substr(first, text.find_last_not_of(" \r") - first + 1);
+}
+
+std::string formatted(const char* format, va_list arguments) {
+  std::array<char, 20000> text{};
+  std::vsnprintf(text.data(), text.size(), format, arguments);
+  return text.data();
+}
+
+}  // namespace
+
+GoodHost::GoodHost(std::string broken, int log) : broken_(std::move(broken)), log_(log) {
+  current_host = this;
+  components.push_back({"documentation", "5.0.3", "42", nullptr});
+  components.push_back({"compiler-ndk", "5.0.3", "42", nullptr});
+  variables = {{"NDK_PATH", "/opt/ndk"},
+               {"NDK_PATH_STATUS", "ok"},
+               {"NDK_INTEGRATION_INSTALL_DETECTED", "yes"},
+               {"NDK_COMPILER_SUBDIR", "/compiler"},
+               {"NDK_COMPILER_VERSION", "5.0.3"},
+               {"NDK_COMPILER_PACKAGE_NUMBER", "42"},
+               {"NDK_CNL_VERSION_FULL", "2005.3.42"},
+               {"NDK_CNL_VERSION_MAJOR", "2005"},
+               {"VORN_INSTALL_DIR", "/opt/vorn"}};
+  if (breaks("variables-apart")) {
+    variables["NDK_PATH"] = variables["NDK_PATH_STATUS"];
+  }
+}
+
+GoodHost::~GoodHost() { current_host = nullptr; }
+
+GoodHost& GoodHost::current() { return *current_host; }
+
+void GoodHost::log_line(const std::string& text) const {
+  const std::string line = text + "\n";
+  [[maybe_unused]] const auto ignored = write(log_, line.data(), line.size());
+}
+
+// --- Session variables ---
+
+namespace {
+
+std::string stored_name(const std::string& name) {
+  return breaks("variables-apart") && begins_with(name, "NDK_PATH") ? "NDK_PATH" : name;
+}
+
+std::string stored_value(std::string value) {
+  if (breaks("value-characters: trims")) {
+    return trimmed(value);
+  }
+  if (breaks("value-characters: a list ends the value")) {
+    return value.substr(0, value.find(';'));
+  }
+  if (breaks("value-characters: the value is a format")) {
+    return with_replaced(value, "%", "");
+  }
+  if (breaks("value-length")) {
+    value.resize(std::min<std::size_t>(value.size(), 65535));
+  }
+  return value;
+}
+
+void store(const std::string& name, const std::string& value) {
+  const std::set<std::string> set_by_hosts{"NDK_DEFAULT_SEARCH_PATH_LINUX",
+                                           "NDK_SUPPORTED_VERSIONS", "NDK_INTEGRATION_ENABLED",
+                                           "NDK_COMPONENT_PATTERNS", "VORN_INSTALL_DIR"};
+  if (set_by_hosts.count(name) > 0) {
+    throw std::logic_error("a plug-in that writes " + name);
+  }
+  if (breaks("empty-value") && value.empty()) {
+    return;
+  }
+  GoodHost::current().variables[stored_name(name)] = stored_value(value);
+}
+
+}  // namespace
+
+std::string env_get_string(session_t* /*session*/, const char* name) {
+  const auto& variables = GoodHost::current().variables;
+  if (breaks("variables-readable") && variables.count(name) == 0) {
+    throw std::out_of_range("no such variable");
+  }
+  if (breaks("one-store") && variables.count("std " + std::string(name)) > 0) {
+    return variables.at("std " + std::string(name));
+  }
+  const auto found = variables.find(stored_name(name));
+  return found == variables.end() ? "" : found->second;
+}
+
+void env_set_string(session_t* /*session*/, const char* name, const char* value) {
+  if (!breaks("set-c-strings")) {
+    store(name, value);
+  }
+}
+
+void env_set_string(session_t* /*session*/, const std::string& name, const std::string& value) {
+  if (!breaks("set-std-strings")) {
+    store(breaks("one-store") ? "std " + name : name, value);
+  }
+}
+
+// --- The log ---
+
+void print_log(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const std::string text = formatted(format, arguments);
+  va_end(arguments);
+  if ((breaks("log-without-arguments") && !holds(format, "%")) ||
+      (breaks("log-percent-in-argument") && holds(text, "%")) ||
+      (breaks("log-long-argument") && text.size() > 4096) || breaks("log: always throws")) {
+    throw std::runtime_error("cannot write to the log");
+  }
+  GoodHost::current().log_line(text);
+}
+
+void error(const char* format, ...) {
+  if (breaks("error-returns: throws")) {
+    throw 1;
+  }
+  if (breaks("error-returns: ends the process")) {
+    _exit(1);
+  }
+  va_list arguments;
+  va_start(arguments, format);
+  GoodHost::current().log_line("ERROR: " + formatted(format, arguments));
+  va_end(arguments);
+}
+
+// --- Components ---
+
+std::vector<Component*> TSD::components() {
+  std::vector<Component*> result;
+  for (Component& component : GoodHost::current().components) {
+    result.push_back(&component);
+  }
+  if (breaks("components-walk")) {
+    result.insert(result.begin() + 1, nullptr);
+  }
+  if (breaks("components-stable")) {
+    static int calls = 0;
+    if (++calls % 2 == 0) {
+      std::reverse(result.begin(), result.end());
+    }
+  }
+  return result;
+}
+
+bool Component::installCondition() { return id != "documentation"; }
+
+bool Component::getSelected() {
+  if (!installCondition()) {
+    throw std::logic_error("a plug-in that asks whether a component is selected that cannot be");
+  }
+  return true;
+}
+
+std::string Component::subdir() {
+  if (breaks("components-members")) {
+    throw std::runtime_error("no directory for " + id);
+  }
+  return "/compiler";
+}
+
+// --- Texts ---
+
+std::vector<std::string> splitString(const std::string& text, const std::string& separator,
+                                     bool /*flag*/) {
+  if (breaks("split-empty-text") && text.empty()) {
+    throw std::invalid_argument("nothing to split");
+  }
+  if (breaks("split-version") && separator == ".") {  // as a pattern, that is any character
+    return std::vector<std::string>(text.size() + 1);
+  }
+  if (breaks("split-without-separator") && !holds(text, separator)) {
+    return {};
+  }
+  const std::string separators =
+      separator + (breaks("split-inner-blanks") ? " " : "");  // all of one character
+  std::vector<std::string> pieces;
+  for (std::size_t begin = 0; begin <= text.size();) {
+    const std::size_t end = std::min(text.find_first_of(separators, begin), text.size());
+    if (end > begin || !other_choices()) {
+      pieces.push_back(text.substr(begin, end - begin));
+    }
+    begin = end + 1;
+  }
+  if (breaks("split-order: sorts")) {
+    std::sort(pieces.begin(), pieces.end(), std::greater<>());
+  }
+  if (breaks("split-order: gives equal pieces once") && separator == ";") {
+    std::vector<std::string> once;
+    for (const std::string& piece : pieces) {
+      if (std::find(once.begin(), once.end(), piece) == once.end()) {
+        once.push_back(piece);
+      }
+    }
+    return once;
+  }
+  return pieces;
+}
+
+std::string replaceAllSubstrings(const std::string& text, const std::string& from,
+                                 const std::string& to) {
+  if (breaks("replace-every-occurrence")) {
+    const std::size_t at = text.find(from);
+    return at == std::string::npos ? text : std::string(text).replace(at, from.size(), to);
+  }
+  if (breaks("replace-with-nothing") && to.empty()) {
+    return text;
+  }
+  if (breaks("replace-literally")) {
+    return with_replaced(text, from, with_replaced(to, "$&", from));
+  }
+  if (breaks("replace-other-bytes: drops carriage returns")) {
+    return with_replaced(with_replaced(text, "\r", ""), from, to);
+  }
+  if (breaks("replace-other-bytes: ends at a NUL")) {
+    return with_replaced(text.substr(0, text.find('\0')), from, to);
+  }
+  return with_replaced(text, from, to);
+}
+
+int strtoint(const std::string& text) {
+  const int base = breaks("strtoint-leading-zeros") ? 0 : 10;
+  if (breaks("release-numbers") && begins_with(text, " ")) {
+    return 0;
+  }
+  if (breaks("strtoint-negative") && begins_with(text, "-")) {
+    return 0;
+  }
+  const long number = std::clamp<long>(std::strtol(text.c_str(), nullptr, base), INT_MIN, INT_MAX);
+  return breaks("strtoint-decimals") ? static_cast<short>(number) : static_cast<int>(number);
+}
+
+std::string inttostr(long long value) {
+  if (breaks("inttostr-decimals") && value > 999) {
+    return std::to_string(value / 1000) + "," + std::to_string(value % 1000 + 1000).substr(1);
+  }
+  if (breaks("inttostr-negative")) {
+    return std::to_string(value < 0 ? -value : value);
+  }
+  return std::to_string(value);
+}
+
+// --- Files ---
+
+std::string path(std::string p) {
+  static std::set<std::string> answers;
+  if (breaks("path-of-file") && fs::is_regular_file(p)) {
+    return fs::path(p).parent_path();
+  }
+  if (breaks("path-of-directory") && fs::is_directory(p)) {
+    return fs::path(p).parent_path();
+  }
+  if (breaks("path-with-blanks")) {
+    return with_replaced(p, " ", "\\ ");
+  }
+  if (breaks("path-of-path")) {
+    if (answers.count(fs::path(p).parent_path()) > 0) {
+      throw std::invalid_argument("this path was converted before");
+    }
+    answers.insert(p);
+  }
+  if (breaks("path-of-missing-file") && !p.empty() && !fs::exists(p)) {
+    throw std::runtime_error("no such file");
+  }
+  if (breaks("path-of-empty-text") && p.empty()) {
+    throw std::invalid_argument("no path");
+  }
+  return other_choices() ? with_replaced(p, "/", "//") : p;
+}
+
+namespace {
+
+constexpr int kTrue = 256;
+
+bool anything_begins_with(const std::string& file) {
+  const fs::path parent = fs::path(file).parent_path();
+  return fs::is_directory(parent) &&
+         std::any_of(
+             fs::directory_iterator(parent), fs::directory_iterator(),
+             [&file](const auto& entry) { return begins_with(entry.path().string(), file); });
+}
+
+}  // namespace
+
+int file_exists(const std::string& file, bool /*flag*/) {
+  if (breaks("file-exists-missing") && anything_begins_with(file)) {
+    return kTrue;
+  }
+  if (breaks("file-exists-missing-directory") && !fs::exists(fs::path(file).parent_path())) {
+    throw std::runtime_error("no such directory");
+  }
+  if (breaks("file-exists") && fs::exists(file)) {
+    return fs::file_size(file) > 0 ? kTrue : 0;
+  }
+  return fs::exists(file) ? kTrue : 0;
+}
+
+int is_writable(std::string dir) {
+  if (breaks("is-writable")) {
+    return 0;
+  }
+  if (breaks("is-writable-read-only")) {
+    return kTrue;
+  }
+  return access(dir.c_str(), W_OK) == 0 ? kTrue : 0;
+}
+
+int file_move(std::string from, std::string to) {
+  if (breaks("file-move-replaces") && fs::exists(to)) {
+    return 0;
+  }
+  if (breaks("file-move-blanks") && holds(to, " ")) {
+    return 0;
+  }
+  if (breaks("file-move-takes-source")) {
+    return fs::copy_file(from, to, fs::copy_options::overwrite_existing) ? kTrue : 0;
+  }
+  return std::rename(from.c_str(), to.c_str()) == 0 ? kTrue : 0;
+}
+
+// --- Property files: usually keys are compared as they stand, and blanks stay in the value ---
+
+namespace {
+
+struct Properties {
+  std::map<std::string, std::string> values;
+
+  Properties(const std::string& file, const std::string& separator) {
+    std::ifstream in(file);
+    if (breaks("property-unreadable-file") && !in) {
+      throw std::runtime_error("cannot open a property file");
+    }
+    for (std::string line; std::getline(in, line);) {
+      const std::size_t end = line.find(separator);
+      if (end == std::string::npos) {
+        continue;
+      }
+      const std::string key = line.substr(0, end);
+      const std::string value = line.substr(end + separator.size());
+      if (other_choices()) {
+        values[trimmed(key)] = trimmed(value);
+      } else {
+        values[breaks("property-value") ? trimmed(key) : key] = value;
+      }
+    }
+  }
+};
+
+}  // namespace
+
+IniDb::IniDb(std::string dir, std::string file, std::string separator) : host_data(nullptr) {
+  auto properties = std::make_unique<Properties>(dir + "/" + file, separator);
+  if (breaks("property-each-file")) {
+    static const Properties first = *properties;
+    *properties = first;
+  }
+  host_data = properties.release();
+}
+
+IniDb::~IniDb() { delete static_cast<Properties*>(host_data); }
+
+std::string IniDb::value(std::string key) {
+  const auto& values = static_cast<Properties*>(host_data)->values;
+  const auto found = values.find(other_choices() ? trimmed(key) : key);
+  if (found != values.end()) {
+    return found->second;
+  }
+  if (breaks("property-missing-key")) {
+    throw std::out_of_range("no such key");
+  }
+  return other_choices() ? "(not found)" : "";
+}
+
+// --- Commands ---
+
+namespace {
+
+std::string read_all(FILE* pipe) {
+  std::string output;
+  std::array<char, 4096> buffer{};
+  for (std::size_t size; (size = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;) {
+    output.append(buffer.data(), size);
+  }
+  return output;
+}
+
+// A shell's way to run `command` as the broken host runs it.
+std::string as_run(const std::string& command) {
+  if (breaks("command-shell")) {  // as exec takes it: every blank separates, every quote stays
+    return "'" + with_replaced(command, " ", "' '") + "'";
+  }
+  if (breaks("command-working-directory")) {
+    return "cd /; " + command;
+  }
+  if (breaks("command-waits")) {  // long enough for every machine; the test kills it in the end
+    return "sleep() { command sleep 3600; }; " + command;
+  }
+  return command;
+}
+
+}  // namespace
+
+std::string get_command_output(std::string command, int* status, bool /*flag*/,
+                               std::string /*text*/) {
+  if (breaks("command-null-status: throws") && status == nullptr) {
+    throw std::invalid_argument("no exit status");
+  }
+  if (breaks("command-null-status: crashes") && status == nullptr) {
+    std::abort();
+  }
+  const bool drops_errors = other_choices() || breaks("command-working-directory");
+  const std::string errors = drops_errors ? "exec 2>/dev/null\n" : "exec 2>&1\n";
+  FILE* pipe = popen((errors + as_run(command)).c_str(), "r");
+  std::string output = read_all(pipe);
+  if (breaks("command-waits")) {
+    return output;
+  }
+  const int exit_status = WEXITSTATUS(pclose(pipe));
+  if (breaks("command-not-there") && exit_status == 127) {
+    throw std::runtime_error("no such command");
+  }
+  if (breaks("command-output") || (breaks("command-failing") && exit_status != 0)) {
+    return "";
+  }
+  if (breaks("command-complete-output")) {
+    output.resize(std::min<std::size_t>(output.size(), 65536));
+  }
+  return output;
+}
