@@ -27,7 +27,11 @@ pid_t taker(const std::string& file) {
   std::ifstream locks("/proc/locks");
   for (std::string line; std::getline(locks, line);) {
     std::istringstream fields(line);
-    std::string number, kind, advisory, mode, place;
+    std::string number;
+    std::string kind;
+    std::string advisory;
+    std::string mode;
+    std::string place;
     pid_t process = 0;
     if (fields >> number >> kind >> advisory >> mode >> process >> place && kind == "FLOCK" &&
         place.size() > inode.size() &&
