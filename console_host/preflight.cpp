@@ -40,8 +40,7 @@ void refuse_no_ordinary_file(const std::string& path) {
 }  // namespace
 
 std::string compiler_root(const Session& session) {
-  const std::string root =
-      path(session.get("VORN_INSTALL_DIR") + session.get("NDK_COMPILER_SUBDIR"));
+  std::string root = path(session.get("VORN_INSTALL_DIR") + session.get("NDK_COMPILER_SUBDIR"));
   if (root.size() < 2 || root[0] != '/') {
     throw std::runtime_error(
         "the compiler's directory, VORN_INSTALL_DIR followed by the component's subdir, is '" +
