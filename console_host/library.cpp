@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 
 #include <filesystem>
+#include <utility>
 
 #include "console_host/errors.h"
 
@@ -27,8 +28,8 @@ std::string find_library(const std::string& name, const std::string& file) {
 
 void Library::Closer::operator()(void* library) const { dlclose(library); }
 
-Library::Library(const std::string& what, const std::string& name, const std::string& file)
-    : what_(what),
+Library::Library(std::string what, const std::string& name, const std::string& file)
+    : what_(std::move(what)),
       file_(find_library(name, file)),
       library_(dlopen(file_.c_str(), RTLD_NOW | RTLD_LOCAL)) {
   if (!library_) {
