@@ -8,15 +8,18 @@
 #include <iostream>
 #include <sstream>
 
-#include "console_host/check_host.h"
-#include "console_host/errors.h"
-#include "console_host/find.h"
-#include "console_host/install.h"
-#include "console_host/installation.h"
-#include "console_host/log.h"
-#include "console_host/output.h"
-#include "console_host/plugin.h"
-#include "console_host/undo.h"
+#include "console_host/base/errors.h"
+#include "console_host/base/escaping.h"
+#include "console_host/commands/check_host.h"
+#include "console_host/commands/find.h"
+#include "console_host/commands/install.h"
+#include "console_host/commands/output.h"
+#include "console_host/commands/undo.h"
+#include "console_host/ndk/plugin.h"
+#include "console_host/package/installation_file.h"
+#include "console_host/services/log.h"
+
+namespace ndk_integrate {
 
 namespace {
 
@@ -50,7 +53,7 @@ ExitCode guarded(const std::function<ExitCode()>& command) {
   } catch (const std::exception& failure) {
     return fail(std::string("not done: ") + failure.what(), kNotDone);
   } catch (...) {
-    return fail(std::string("not done: ") + kUnknownException, kNotDone);
+    return fail(std::string("not done: ") + describe_current_exception(), kNotDone);
   }
 }
 
@@ -254,6 +257,10 @@ void open_standard_streams() {
 }
 
 }  // namespace
+
+}  // namespace ndk_integrate
+
+using namespace ndk_integrate;  // NOLINT(google-build-using-namespace): this file is the program
 
 int main(int argc, char** argv) {
   open_standard_streams();

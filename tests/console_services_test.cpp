@@ -13,14 +13,18 @@
 #include <utility>
 #include <vector>
 
-#include "console_host/durable_file.h"
-#include "console_host/errors.h"
-#include "console_host/installation.h"
-#include "console_host/integration.h"
-#include "console_host/log.h"
-#include "console_host/session.h"
+#include "console_host/base/durable_file.h"
+#include "console_host/base/errors.h"
+#include "console_host/package/installation_file.h"
+#include "console_host/base/escaping.h"
+#include "console_host/base/paths.h"
+#include "console_host/package/integration.h"
+#include "console_host/services/log.h"
+#include "console_host/services/session.h"
 #include "host/host.h"
 #include "tests/temporary_directory.h"
+
+using namespace ndk_integrate;  // NOLINT(google-build-using-namespace)
 
 namespace {
 
@@ -637,10 +641,10 @@ TEST(PrintLog, Paused) {
   const std::string log = logged([] {
     print_log("one");
     {
-      const LogPause outer;
+      const HeldLog outer;
       print_log("not this");
       {
-        const LogPause inner;
+        const HeldLog inner;
         error("nor this");
       }
       print_log("still not");
@@ -845,8 +849,8 @@ TEST_F(IntegrationTest, FileThatCannotBePatched) {
                                           compiler.path() + "/there, 0, failed"}));
 }
 
-TEST_F(IntegrationTest, OneAtATime) { EXPECT_EQ(Integration::current(), &integration); }
+TEST_F(IntegrationTest, OneAtATime) { EXPECT_EQ(service_observer(), &integration); }
 
-TEST(Integration, NoneUnderWay) { EXPECT_EQ(Integration::current(), nullptr); }
+TEST(Integration, NoneUnderWay) { EXPECT_EQ(service_observer(), nullptr); }
 
 }  // namespace

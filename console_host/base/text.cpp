@@ -1,0 +1,40 @@
+#include "console_host/base/text.h"
+
+namespace ndk_integrate {
+
+std::vector<std::string> split(const std::string& text, const std::string& separator) {
+  std::vector<std::string> pieces;
+  std::size_t begin = 0;
+  while (begin < text.size()) {
+    const std::size_t found = separator.empty() ? std::string::npos : text.find(separator, begin);
+    const std::size_t end = found == std::string::npos ? text.size() : found;
+    if (end > begin) {
+      pieces.push_back(text.substr(begin, end - begin));
+    }
+    begin = end + separator.size();
+  }
+  return pieces;
+}
+
+std::string join(const std::vector<std::string>& pieces, const std::string& separator) {
+  std::string text;
+  for (const std::string& piece : pieces) {
+    text += (&piece == &pieces.front() ? "" : separator) + piece;
+  }
+  return text;
+}
+
+std::string trimmed(const std::string& text) {
+  const char* const blanks = " \t\r";
+  const std::size_t first = text.find_first_not_of(blanks);
+  if (first == std::string::npos) {
+    return "";
+  }
+  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+bool is_number(const std::string& text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+}  // namespace ndk_integrate

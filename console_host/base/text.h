@@ -1,0 +1,25 @@
+// Texts and their pieces.
+#ifndef CONSOLE_HOST_BASE_TEXT_H
+#define CONSOLE_HOST_BASE_TEXT_H
+
+#include <string>
+#include <vector>
+
+namespace ndk_integrate {
+
+// The pieces of `text` between the occurrences of `separator`, in their order, without the empty
+// ones. An empty `separator` occurs nowhere.
+std::vector<std::string> split(const std::string& text, const std::string& separator);
+
+// `pieces` one after the other, with `separator` between them.
+std::string join(const std::vector<std::string>& pieces, const std::string& separator);
+
+// `text` without blanks, tabs and carriage returns at its ends.
+std::string trimmed(const std::string& text);
+
+// True when `text` is one decimal digit or more, and nothing else.
+bool is_number(const std::string& text);
+
+}  // namespace ndk_integrate
+
+#endif

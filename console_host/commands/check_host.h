@@ -1,0 +1,18 @@
+// The command `ndk-integrate check-host`: the host check, run on this host itself.
+#ifndef CONSOLE_HOST_COMMANDS_CHECK_HOST_H
+#define CONSOLE_HOST_COMMANDS_CHECK_HOST_H
+
+#include <string>
+
+#include "console_host/commands/exit_code.h"
+
+namespace ndk_integrate {
+
+// Loads the host check `file` (with "" it is looked for as the plug-in is), lets it check this host and shows its
+// report, the lines of the log, on standard output. Returns kDone when there is no violation, else kNotDone. Throws
+// PluginError when the host check cannot be loaded.
+ExitCode run_host_check(const std::string& file);
+
+}  // namespace ndk_integrate
+
+#endif

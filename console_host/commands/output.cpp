@@ -1,0 +1,42 @@
+#include "console_host/commands/output.h"
+
+#include <iostream>
+
+#include "console_host/base/escaping.h"
+
+namespace ndk_integrate {
+
+namespace {
+
+// The terminal is the process's, and so is what -q says about it.
+bool quiet = false;
+
+}  // namespace
+
+void be_quiet() { quiet = true; }
+bool is_quiet() { return quiet; }
+
+void say(const std::string& line) {
+  if (!quiet) {
+    say_always(line);
+  }
+}
+
+void say_always(const std::string& line) { std::cout << one_line(line) << std::endl; }
+
+void print(const std::string& text) { std::cout << text << std::flush; }
+
+Json optional_text(const std::optional<std::string>& text) {
+  return text ? Json(*text) : Json(nullptr);
+}
+
+void say_json(const Json& object) {
+  constexpr int kCompact = -1;
+  std::cout << object.dump(kCompact, ' ', false, Json::error_handler_t::replace) << std::endl;
+}
+
+void complain(const std::string& what) {
+  std::cerr << "ndk-integrate: " << one_line(what) << std::endl;
+}
+
+}  // namespace ndk_integrate

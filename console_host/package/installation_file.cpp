@@ -1,0 +1,322 @@
+#include "console_host/package/installation_file.h"
+
+#include <toml++/toml.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "console_host/base/errors.h"
+#include "console_host/base/escaping.h"
+#include "console_host/base/paths.h"
+
+namespace ndk_integrate {
+
+namespace {
+
+// The session variables that a host sets, and what they hold.
+struct SessionVariable {
+  enum class Kind { kText, kDirectory, kDirectories };
+
+  const char* name;
+  Kind kind;
+};
+
+constexpr std::array<SessionVariable, 6> kSessionVariables{{
+    {"NDK_PATH", SessionVariable::Kind::kDirectory},
+    {"NDK_DEFAULT_SEARCH_PATH_LINUX", SessionVariable::Kind::kDirectories},
+    {"NDK_SUPPORTED_VERSIONS", SessionVariable::Kind::kText},
+    {"NDK_INTEGRATION_ENABLED", SessionVariable::Kind::kText},
+    {"NDK_COMPONENT_PATTERNS", SessionVariable::Kind::kText},
+    {"VORN_INSTALL_DIR", SessionVariable::Kind::kDirectory},
+}};
+
+const SessionVariable* find_session_variable(const std::string& name) {
+  const auto* const found =
+      std::find_if(kSessionVariables.begin(), kSessionVariables.end(),
+                   [&](const SessionVariable& variable) { return variable.name == name; });
+  return found == kSessionVariables.end() ? nullptr : found;
+}
+
+std::string session_variable_names() {
+  std::string names;
+  for (const SessionVariable& variable : kSessionVariables) {
+    names += (names.empty() ? "" : ", ") + std::string(variable.name);
+  }
+  return names;
+}
+
+// The list `value` with each of its directories made absolute, from the directory `base`.
+std::string absolute_directories(const std::string& base, const std::string& value) {
+  std::string list;
+  std::size_t begin = 0;
+  while (true) {
+    const std::size_t end = value.find(';', begin);
+    list += absolute_path(base, value.substr(begin, end - begin));
+    if (end == std::string::npos) {
+      return list;
+    }
+    list += ';';
+    begin = end + 1;
+  }
+}
+
+// `value` of a session variable with its directories made absolute, from the directory `base`.
+std::string absolute_value(const SessionVariable& variable, const std::string& base,
+                           const std::string& value) {
+  switch (variable.kind) {
+    case SessionVariable::Kind::kDirectory:
+      return absolute_path(base, value);
+    case SessionVariable::Kind::kDirectories:
+      return absolute_directories(base, value);
+    default:
+      return value;
+  }
+}
+
+// The first line of `text` that holds a key with an absurd number of parts, 0 when none does. The
+// TOML library would run out of stack on the tables that such keys make. Texts and comments, which
+// may hold any number of dots, are passed over.
+std::size_t line_with_deep_key(const std::string& text) {
+  constexpr int kMostParts = 100;
+  std::size_t line = 1;
+  int dots = 0;
+  std::string quotes;  // those that end the text that is passed over; "" between texts
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == '\n') {
+      ++line;
+      dots = 0;
+      quotes = quotes.size() == 3 ? quotes : "";
+    } else if (!quotes.empty()) {
+      if (c == '\\' && quotes[0] == '"') {
+        ++i;
+      } else if (text.compare(i, quotes.size(), quotes) == 0) {
+        i += quotes.size() - 1;
+        quotes.clear();
+      }
+    } else if (c == '"' || c == '\'') {
+      quotes.assign(text.compare(i, 3, std::string(3, c)) == 0 ? 3 : 1, c);
+      i += quotes.size() - 1;
+    } else if (c == '#') {
+      i = std::min(text.find('\n', i), text.size()) - 1;
+    } else if (c == '.' && ++dots > kMostParts) {
+      return line;
+    }
+  }
+  return 0;
+}
+
+std::string read_file(const std::string& file) {
+  std::ifstream in(file, std::ios::binary);
+  std::ostringstream text;
+  // An empty file sets the failure state of `text`, a directory that of `in`.
+  if (in && in.peek() != std::ifstream::traits_type::eof()) {
+    text << in.rdbuf();
+  }
+  if (in.bad() || !in.is_open()) {
+    throw UsageError("cannot read " + file + ": " + std::strerror(errno));
+  }
+  return text.str();
+}
+
+std::string type_of(const toml::node& node) {
+  switch (node.type()) {
+    case toml::node_type::table:
+      return "a table";
+    case toml::node_type::array:
+      return "an array";
+    case toml::node_type::string:
+      return "a text";
+    case toml::node_type::integer:
+      return "an integer";
+    case toml::node_type::floating_point:
+      return "a floating-point number";
+    case toml::node_type::boolean:
+      return "a boolean";
+    default:
+      return "a date or time";
+  }
+}
+
+// Reads one file; each function throws UsageError at the first thing that is wrong.
+class Reader {
+ public:
+  explicit Reader(std::string file) : file_(std::move(file)) {
+    const std::string parent = std::filesystem::path(file_).parent_path().string();
+    base_ = parent.empty() ? working_directory() : absolute_path(working_directory(), parent);
+  }
+
+  Installation read() {
+    const toml::table root = parse();
+    Installation installation;
+    for (const auto& [key, node] : root) {
+      if (key == "session") {
+        read_session(installation, node);
+      } else if (key == "component") {
+        read_components(installation, node);
+      } else {
+        wrong(key.source(), "unknown key '" + one_line(std::string(key.str())) +
+                                "', expected [session] or [[component]]");
+      }
+    }
+    return installation;
+  }
+
+ private:
+  [[noreturn]] void wrong(std::size_t line, const std::string& what) const {
+    throw UsageError(file_ + ":" + std::to_string(line) + ": " + what);
+  }
+
+  [[noreturn]] void wrong(const toml::source_region& where, const std::string& what) const {
+    wrong(where.begin.line, what);
+  }
+
+  toml::table parse() const {
+    const std::string text = read_file(file_);
+    if (const std::size_t line = line_with_deep_key(text); line != 0) {
+      wrong(line,
+            "not valid TOML: a key of more than 100 parts, expected [session] or [[component]]");
+    }
+    try {
+      return toml::parse(text);
+    } catch (const toml::parse_error& bad) {
+      wrong(bad.source(), "not valid TOML: " + one_line(std::string(bad.description())));
+    }
+  }
+
+  void read_session(Installation& installation, const toml::node& node) const {
+    if (!node.is_table()) {
+      wrong(node.source(), "'session' is " + type_of(node) + ", expected a table [session]");
+    }
+    for (const auto& [key, value] : *node.as_table()) {
+      const std::string name(key.str());
+      const SessionVariable* known = find_session_variable(name);
+      if (known == nullptr) {
+        wrong(key.source(), "unknown key '" + one_line(name) + "' in [session], expected one of " +
+                                session_variable_names());
+      }
+      installation.session[name] = session_value(*known, value);
+    }
+  }
+
+  // A text as it stands, or an array of texts joined by ";".
+  std::string session_value(const SessionVariable& variable, const toml::node& node) const {
+    const std::string name = variable.name;
+    const toml::array* elements = node.as_array();
+    if (elements == nullptr) {
+      return absolute(variable, node, text(name, node, "a text or an array of texts"));
+    }
+    std::string list;
+    for (const toml::node& element : *elements) {
+      const std::string piece = text("an element of " + name, element, "a text");
+      if (piece.find(';') != std::string::npos) {
+        wrong(element.source(), "an element of " + name + " holds ';', expected one entry: '" +
+                                    one_line(piece) + "' would become several");
+      }
+      list += (&element == &elements->front() ? "" : ";") + absolute(variable, element, piece);
+    }
+    return list;
+  }
+
+  std::string absolute(const SessionVariable& variable, const toml::node& node,
+                       const std::string& value) const {
+    std::string made_absolute = absolute_value(variable, base_, value);
+    if (variable.kind == SessionVariable::Kind::kDirectories && made_absolute != value &&
+        base_.find(';') != std::string::npos) {
+      wrong(node.source(), std::string("a relative directory in ") + variable.name +
+                               ", expected absolute ones: the name of this file's own directory "
+                               "holds ';', which separates the entries of the list");
+    }
+    return made_absolute;
+  }
+
+  std::string text(const std::string& what, const toml::node& node,
+                   const std::string& expected) const {
+    const auto value = node.value_exact<std::string>();
+    if (!value) {
+      wrong(node.source(), what + " is " + type_of(node) + ", expected " + expected);
+    }
+    if (value->find('\0') != std::string::npos) {
+      wrong(node.source(), what + " holds a NUL character, expected a text without one");
+    }
+    return *value;
+  }
+
+  bool boolean(const std::string& what, const toml::node& node) const {
+    const auto value = node.value_exact<bool>();
+    if (!value) {
+      wrong(node.source(), what + " is " + type_of(node) + ", expected true or false");
+    }
+    return *value;
+  }
+
+  void read_components(Installation& installation, const toml::node& node) const {
+    const toml::array* tables = node.as_array();
+    if (tables == nullptr) {
+      wrong(node.source(), "'component' is " + type_of(node) + ", expected tables [[component]]");
+    }
+    for (const toml::node& element : *tables) {
+      if (!element.is_table()) {
+        wrong(element.source(),
+              "'component' holds " + type_of(element) + ", expected tables [[component]]");
+      }
+      installation.components.push_back(component(*element.as_table()));
+    }
+  }
+
+  ComponentInfo component(const toml::table& table) const {
+    for (const char* name : {"id", "version", "package_number", "subdir"}) {
+      if (!table.contains(name)) {
+        wrong(table.source(), std::string("a [[component]] without '") + name +
+                                  "', expected id, version, package_number and subdir");
+      }
+    }
+    ComponentInfo info;
+    for (const auto& [key, node] : table) {
+      const std::string name(key.str());
+      if (name == "id") {
+        info.id = text(name, node, "a text");
+      } else if (name == "version") {
+        info.version = text(name, node, "a text");
+      } else if (name == "package_number") {
+        info.package_number = text(name, node, "a text");
+      } else if (name == "subdir") {
+        info.subdir = text(name, node, "a text");
+      } else if (name == "install_condition") {
+        info.install_condition = boolean(name, node);
+      } else if (name == "selected") {
+        info.selected = boolean(name, node);
+      } else {
+        wrong(key.source(),
+              "unknown key '" + one_line(name) +
+                  "' in a [[component]], expected one of id, version, package_number, subdir, "
+                  "install_condition, selected");
+      }
+    }
+    return info;
+  }
+
+  std::string file_;
+  std::string base_;  // the file's own directory, absolute
+};
+
+}  // namespace
+
+void override_session(Installation& installation, const std::string& name,
+                      const std::string& value) {
+  const SessionVariable* known = find_session_variable(name);
+  if (known == nullptr) {
+    throw UsageError("unknown session variable '" + name + "', expected one of " +
+                     session_variable_names());
+  }
+  installation.session[name] = absolute_value(*known, working_directory(), value);
+}
+
+Installation read_installation(const std::string& file) { return Reader(file).read(); }
+
+}  // namespace ndk_integrate
