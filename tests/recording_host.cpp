@@ -33,14 +33,6 @@ std::string escaped(char c) {
   return text;
 }
 
-std::string quoted(const std::string& text) {
-  std::string result = "\"";
-  for (const char c : text) {
-    result += escaped(c);
-  }
-  return result + '"';
-}
-
 std::string truth(bool value) { return value ? "true" : "false"; }
 
 // The format, unexpanded, and its arguments. A host is promised no conversion other than "%s".
@@ -76,6 +68,14 @@ const RecordingHost::ComponentAnswers& answers(const Component& component) {
 }
 
 }  // namespace
+
+std::string quoted(const std::string& text) {
+  std::string result = "\"";
+  for (const char c : text) {
+    result += escaped(c);
+  }
+  return result + '"';
+}
 
 RecordingHost::RecordingHost() {
   if (current_host != nullptr) {
