@@ -6,18 +6,17 @@
 
 #include <csignal>
 #include <filesystem>
-#include <sstream>
 
 #include "ndk_utils/ndk_utils.h"
 #include "tests/recording_host.h"
 #include "tests/temporary_directory.h"
+#include "tests/texts.h"
 #include "tests/transcripts.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-using Lines = std::vector<std::string>;
 using Variables = std::map<std::string, std::string>;
 
 // --- Location queries ---
@@ -159,15 +158,6 @@ class FileWatch {
   int queue_;
   bool watching_;
 };
-
-Lines lines_of(const std::string& text) {
-  Lines lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) {
-    lines.push_back(line);
-  }
-  return lines;
-}
 
 TEST_F(PatchTextFile, Contents) {
   struct Row {

@@ -40,6 +40,7 @@ TEST(GetVersion, Revisions) {
   const std::vector<Row> rows = {
       {"three numbers", "/ndk", "11.2.4", {11, 2}, "r11c"},
       {"two numbers", "/ndk", "11.2", {11, 2}, "r11c"},
+      {"four numbers", "/ndk", "11.2.4.1", {11, 2}, "r11c"},
       {"first issue of a release", "/ndk", "11.0.4", {11, 0}, "r11"},
       {"one number", "/ndk", "11", UNKNOWN, ""},
       {"empty", "/ndk", "", UNKNOWN, ""},

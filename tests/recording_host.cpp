@@ -4,11 +4,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+
+#include "tests/texts.h"
 
 namespace {
 
@@ -19,11 +21,8 @@ std::string escaped(char c) {
   if (c == '"' || c == '\\') {
     return std::string("\\") + c;
   }
-  if (c == '\n') {
-    return "\\n";
-  }
-  if (c == '\r') {
-    return "\\r";
+  if (c == '\n' || c == '\r') {
+    return c == '\n' ? "\\n" : "\\r";
   }
   if (code >= 0x20 && code < 0x7f) {
     return std::string(1, c);
@@ -34,22 +33,6 @@ std::string escaped(char c) {
 }
 
 std::string truth(bool value) { return value ? "true" : "false"; }
-
-// The format, unexpanded, and its arguments. A host is promised no conversion other than "%s".
-std::string log_arguments(const char* format, va_list list) {
-  std::string result = quoted(format);
-  for (const char* p = format; *p != '\0'; ++p) {
-    if (*p != '%') {
-      continue;
-    }
-    if (*++p != 's') {
-      return result + ", VIOLATION: a conversion other than %s";
-    }
-    const char* argument = va_arg(list, const char*);
-    result += ", " + (argument == nullptr ? "VIOLATION: null" : quoted(argument));
-  }
-  return result;
-}
 
 // What goes before the arguments of a service that got a session: nothing, when it is the one that
 // the host passed in.
@@ -161,6 +144,19 @@ void env_set_string(session_t* session, const std::string& name, const std::stri
 
 // --- The log ---
 
+// The format, unexpanded, and its arguments. A host is promised no conversion other than "%s".
+static std::string log_arguments(const char* format, va_list list) {
+  std::string arguments = quoted(format);
+  for (const char* p = format; (p = std::strchr(p, '%')) != nullptr; ++p) {
+    if (*++p != 's') {
+      return arguments + ", VIOLATION: a conversion other than %s";
+    }
+    const char* argument = va_arg(list, const char*);
+    arguments += ", " + (argument == nullptr ? "VIOLATION: null" : quoted(argument));
+  }
+  return arguments;
+}
+
 void print_log(const char* format, ...) {
   va_list list;
   va_start(list, format);
@@ -224,16 +220,7 @@ std::string replaceAllSubstrings(const std::string& text, const std::string& fro
                                  const std::string& to) {
   RecordingHost::current().call("replaceAllSubstrings",
                                 quoted(text) + ", " + quoted(from) + ", " + quoted(to));
-  if (from.empty()) {
-    return text;
-  }
-  std::string result;
-  std::size_t begin = 0;
-  for (std::size_t at; (at = text.find(from, begin)) != std::string::npos;) {
-    result += text.substr(begin, at - begin) + to;
-    begin = at + from.size();
-  }
-  return result + text.substr(begin);
+  return from.empty() ? text : replaced(text, from, to);
 }
 
 int strtoint(const std::string& text) {

@@ -10,14 +10,6 @@ TEST(Transcripts, Quotation) {
 }
 
 TEST(Transcripts, LookingAtADirectory) {
-  EXPECT_EQ("\n" + looks_at("/ndk", kNdk), R"calls(
-print_log("NDK_INTEGRATION: is_ndk_dir(): Verifying the following directory: %s", "/ndk")
-path("/ndk/ndk-build")
-file_exists("/ndk/ndk-build", false)
-path("/ndk/source.properties")
-file_exists("/ndk/source.properties", false)
-print_log("NDK_INTEGRATION: is_ndk_dir(): all required files are in place, returning true")
-)calls");
   EXPECT_EQ(looks_at("/ndk", kNdk | kWindowsLauncher), looks_at("/ndk", kNdk));
   EXPECT_EQ("\n" + looks_at("/ndk", kWindowsLauncher, "/real"), R"calls(
 print_log("NDK_INTEGRATION: is_ndk_dir(): Verifying the following directory: %s", "/ndk")
@@ -31,8 +23,35 @@ print_log("NDK_INTEGRATION: is_ndk_dir(): could not found file: source.propertie
 )calls");
 }
 
-TEST(Transcripts, UnreadableRelease) {
-  EXPECT_EQ("\n" + reads_release("/ndk", "11", "", "/real"), R"calls(
+TEST(Transcripts, Judgements) {
+  EXPECT_EQ("\n" + judges_no_ndk("/none") + judges_read_only("/ndk"), R"calls(
+print_log("NDK_INTEGRATION: validate_ndk_path()")
+env_get_string("NDK_PATH")
+path("/none")
+env_get_string("NDK_SUPPORTED_VERSIONS")
+print_log("NDK_INTEGRATION: is_ndk_dir(): Verifying the following directory: %s", "/none")
+path("/none/ndk-build")
+file_exists("/none/ndk-build", false)
+path("/none/ndk-build.cmd")
+file_exists("/none/ndk-build.cmd", false)
+print_log("NDK_INTEGRATION: is_ndk_dir(): could not found files : ndk-build or ndk-build.cmd, returning false")
+env_set_string[chars]("NDK_PATH_STATUS", "nok")
+print_log("NDK_INTEGRATION: validate_ndk_path()")
+env_get_string("NDK_PATH")
+path("/ndk")
+env_get_string("NDK_SUPPORTED_VERSIONS")
+print_log("NDK_INTEGRATION: is_ndk_dir(): Verifying the following directory: %s", "/ndk")
+path("/ndk/ndk-build")
+file_exists("/ndk/ndk-build", false)
+path("/ndk/source.properties")
+file_exists("/ndk/source.properties", false)
+print_log("NDK_INTEGRATION: is_ndk_dir(): all required files are in place, returning true")
+is_writable("/ndk")
+env_set_string[chars]("NDK_PATH_STATUS", "notwritable")
+)calls");
+  EXPECT_EQ("\n" + reads_release("/ndk", "11", "", "/real") +
+                judges_good("/ndk", "-1.0.4", "r-1", "r1;r-1"),
+            R"calls(
 path("/ndk/source.properties")
 file_exists("/real/ndk/source.properties", false)
 IniDb("/ndk", "source.properties", "=")
@@ -41,99 +60,20 @@ print_log("NDK_INTEGRATION: get_version(): detected full revision: '%s'", "11")
 splitString("11", ".", false)
 print_log("NDK_INTEGRATION: get_version(): ERROR! source.properties contains version in unknown format")
 ~IniDb()
-)calls");
-}
-
-TEST(Transcripts, Search) {
-  EXPECT_EQ("\n" + begins_search("/a;/b;/c;/d") + rejects("/a", judges_no_ndk("/a")) +
-                rejects("/b", judges_read_only("/b")) +
-                rejects("/c", judges_unsupported("/c", "11.2", "r11c", "r1;r-1")) +
-                takes("/d", judges_good("/d", "-1.0.4", "r-1", "r1;r-1")) + keeps_preset("/d"),
-            R"calls(
-print_log("NDK_INTEGRATION: detect_ndk()")
-env_get_string("NDK_PATH")
-env_get_string("NDK_DEFAULT_SEARCH_PATH_LINUX")
-splitString("/a;/b;/c;/d", ";", false)
-env_set_string[strings]("NDK_PATH", "/a")
 print_log("NDK_INTEGRATION: validate_ndk_path()")
 env_get_string("NDK_PATH")
-path("/a")
+path("/ndk")
 env_get_string("NDK_SUPPORTED_VERSIONS")
-print_log("NDK_INTEGRATION: is_ndk_dir(): Verifying the following directory: %s", "/a")
-path("/a/ndk-build")
-file_exists("/a/ndk-build", false)
-path("/a/ndk-build.cmd")
-file_exists("/a/ndk-build.cmd", false)
-print_log("NDK_INTEGRATION: is_ndk_dir(): could not found files : ndk-build or ndk-build.cmd, returning false")
-env_set_string[chars]("NDK_PATH_STATUS", "nok")
-env_get_string("NDK_PATH_STATUS")
-print_log("NDK_INTEGRATION: detect_ndk(): '%s' is not valid NDK path", "/a")
-env_set_string[chars]("NDK_PATH", "")
-env_set_string[chars]("NDK_PATH_STATUS", "ok")
-env_set_string[strings]("NDK_PATH", "/b")
-print_log("NDK_INTEGRATION: validate_ndk_path()")
-env_get_string("NDK_PATH")
-path("/b")
-env_get_string("NDK_SUPPORTED_VERSIONS")
-print_log("NDK_INTEGRATION: is_ndk_dir(): Verifying the following directory: %s", "/b")
-path("/b/ndk-build")
-file_exists("/b/ndk-build", false)
-path("/b/source.properties")
-file_exists("/b/source.properties", false)
+print_log("NDK_INTEGRATION: is_ndk_dir(): Verifying the following directory: %s", "/ndk")
+path("/ndk/ndk-build")
+file_exists("/ndk/ndk-build", false)
+path("/ndk/source.properties")
+file_exists("/ndk/source.properties", false)
 print_log("NDK_INTEGRATION: is_ndk_dir(): all required files are in place, returning true")
-is_writable("/b")
-env_set_string[chars]("NDK_PATH_STATUS", "notwritable")
-env_get_string("NDK_PATH_STATUS")
-print_log("NDK_INTEGRATION: detect_ndk(): '%s' is not valid NDK path", "/b")
-env_set_string[chars]("NDK_PATH", "")
-env_set_string[chars]("NDK_PATH_STATUS", "ok")
-env_set_string[strings]("NDK_PATH", "/c")
-print_log("NDK_INTEGRATION: validate_ndk_path()")
-env_get_string("NDK_PATH")
-path("/c")
-env_get_string("NDK_SUPPORTED_VERSIONS")
-print_log("NDK_INTEGRATION: is_ndk_dir(): Verifying the following directory: %s", "/c")
-path("/c/ndk-build")
-file_exists("/c/ndk-build", false)
-path("/c/source.properties")
-file_exists("/c/source.properties", false)
-print_log("NDK_INTEGRATION: is_ndk_dir(): all required files are in place, returning true")
-is_writable("/c")
-path("/c/source.properties")
-file_exists("/c/source.properties", false)
-IniDb("/c", "source.properties", "=")
-IniDb::value("Pkg.Revision ")
-print_log("NDK_INTEGRATION: get_version(): detected full revision: '%s'", "11.2")
-splitString("11.2", ".", false)
-strtoint("11")
-strtoint("2")
-inttostr(11)
-print_log("NDK_INTEGRATION: get_version(): detected version is '%s''", "r11c")
-~IniDb()
-splitString("r1;r-1", ";", false)
-inttostr(11)
-inttostr(11)
-print_log("NDK_INTEGRATION: is_ndk_version_supported(): '%s' version is not supported, supported versions are '%s'. Returning false", "r11c", "r1;r-1")
-env_set_string[chars]("NDK_PATH_STATUS", "unsupported")
-env_get_string("NDK_PATH_STATUS")
-print_log("NDK_INTEGRATION: detect_ndk(): '%s' is not valid NDK path", "/c")
-env_set_string[chars]("NDK_PATH", "")
-env_set_string[chars]("NDK_PATH_STATUS", "ok")
-env_set_string[strings]("NDK_PATH", "/d")
-print_log("NDK_INTEGRATION: validate_ndk_path()")
-env_get_string("NDK_PATH")
-path("/d")
-env_get_string("NDK_SUPPORTED_VERSIONS")
-print_log("NDK_INTEGRATION: is_ndk_dir(): Verifying the following directory: %s", "/d")
-path("/d/ndk-build")
-file_exists("/d/ndk-build", false)
-path("/d/source.properties")
-file_exists("/d/source.properties", false)
-print_log("NDK_INTEGRATION: is_ndk_dir(): all required files are in place, returning true")
-is_writable("/d")
-path("/d/source.properties")
-file_exists("/d/source.properties", false)
-IniDb("/d", "source.properties", "=")
+is_writable("/ndk")
+path("/ndk/source.properties")
+file_exists("/ndk/source.properties", false)
+IniDb("/ndk", "source.properties", "=")
 IniDb::value("Pkg.Revision ")
 print_log("NDK_INTEGRATION: get_version(): detected full revision: '%s'", "-1.0.4")
 splitString("-1.0.4", ".", false)
@@ -147,15 +87,41 @@ inttostr(-1)
 inttostr(-1)
 print_log("NDK_INTEGRATION: is_ndk_version_supported(): '%s' version is supported", "r-1")
 env_set_string[chars]("NDK_PATH_STATUS", "ok")
-env_get_string("NDK_PATH_STATUS")
-print_log("NDK_INTEGRATION: detect_ndk(): found valid NDK: '%s'", "/d")
+)calls");
+  EXPECT_EQ("\n" + finds_unsupported("r11c", "r1"), R"calls(
+splitString("r1", ";", false)
+inttostr(11)
+inttostr(11)
+print_log("NDK_INTEGRATION: is_ndk_version_supported(): '%s' version is not supported, supported versions are '%s'. Returning false", "r11c", "r1")
+)calls");
+  EXPECT_EQ(judges_unsupported("/a", "11", "", "r1"),
+            begins_to_judge("/a", "/a", kNdk) + calls("is_writable", {"/a"}) +
+                reads_release("/a", "11", "") + finds_unsupported("r-1", "r1") +
+                sets("NDK_PATH_STATUS", "unsupported"));
+}
+
+TEST(Transcripts, Search) {
+  EXPECT_EQ("\n" + begins_search("/a;/b") + rejects("/a", "(judgement of a)\n") +
+                takes("/b", "(judgement of b)\n") + keeps_preset("/b"),
+            R"calls(
 print_log("NDK_INTEGRATION: detect_ndk()")
 env_get_string("NDK_PATH")
-print_log("NDK_INTEGRATION: detect_ndk(): NDK_PATH is already set to '%s', exiting", "/d")
+env_get_string("NDK_DEFAULT_SEARCH_PATH_LINUX")
+splitString("/a;/b", ";", false)
+env_set_string[strings]("NDK_PATH", "/a")
+(judgement of a)
+env_get_string("NDK_PATH_STATUS")
+print_log("NDK_INTEGRATION: detect_ndk(): '%s' is not valid NDK path", "/a")
+env_set_string[chars]("NDK_PATH", "")
+env_set_string[chars]("NDK_PATH_STATUS", "ok")
+env_set_string[strings]("NDK_PATH", "/b")
+(judgement of b)
+env_get_string("NDK_PATH_STATUS")
+print_log("NDK_INTEGRATION: detect_ndk(): found valid NDK: '%s'", "/b")
+print_log("NDK_INTEGRATION: detect_ndk()")
+env_get_string("NDK_PATH")
+print_log("NDK_INTEGRATION: detect_ndk(): NDK_PATH is already set to '%s', exiting", "/b")
 )calls");
-  EXPECT_EQ(judges_unsupported("/c", "", "", "r1"),
-            judges("/c", "/c", reads_release("/c", "", "") + finds_unsupported("r-1", "r1"),
-                   "unsupported"));
 }
 
 TEST(Transcripts, Selection) {
