@@ -112,38 +112,32 @@ class PatchTextFile : public testing::Test {
   RecordingHost host;
 };
 
-// Puts what happens to the files of a directory into the record of calls, at the place where it
+// Puts what happens to the files of the directory into the record of calls, at the place where it
 // happens.
-class FileWatch {
- public:
-  FileWatch(RecordingHost& host, const std::string& directory)
-      : host_(host), queue_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+class WatchedPatchTextFile : public PatchTextFile {
+ protected:
+  void SetUp() override {
+    directory.write("/f", "a\nb\n");
     constexpr unsigned EVENTS =
         IN_CREATE | IN_OPEN | IN_MODIFY | IN_CLOSE | IN_MOVE | IN_DELETE | IN_ATTRIB;
-    watching_ = queue_ >= 0 && inotify_add_watch(queue_, directory.c_str(), EVENTS) >= 0;
+    if (queue < 0 || inotify_add_watch(queue, directory.path().c_str(), EVENTS) < 0) {
+      GTEST_SKIP() << "this system gives no inotify watch, which shows the steps on disk";
+    }
     host.before_call = [this] { collect(); };
   }
-  ~FileWatch() {
-    host_.before_call = nullptr;
-    close(queue_);
-  }
-  FileWatch(const FileWatch&) = delete;
-  FileWatch& operator=(const FileWatch&) = delete;
-
-  bool watching() const { return watching_; }
+  void TearDown() override { close(queue); }
 
   void collect() {
     alignas(inotify_event) char events[4096];
-    for (ssize_t size; (size = read(queue_, events, sizeof events)) > 0;) {
+    for (ssize_t size; (size = read(queue, events, sizeof events)) > 0;) {
       for (const char* p = events; p < events + size;) {
         const auto* event = reinterpret_cast<const inotify_event*>(p);
-        host_.calls.push_back("  " + name(event->mask) + " " + event->name);
+        host.calls.push_back("  " + name(event->mask) + " " + event->name);
         p += sizeof *event + event->len;
       }
     }
   }
 
- private:
   static std::string name(unsigned mask) {
     static const std::map<unsigned, std::string> names = {
         {IN_CREATE, "create"},        {IN_OPEN, "open"},
@@ -154,9 +148,7 @@ class FileWatch {
     return found == names.end() ? "something else" : found->second;
   }
 
-  RecordingHost& host_;
-  int queue_;
-  bool watching_;
+  int queue = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
 };
 
 TEST_F(PatchTextFile, Contents) {
@@ -196,16 +188,10 @@ TEST_F(PatchTextFile, Contents) {
 
 // Each line is in the copy before the next is asked for, and both files are closed, the input
 // first, before the move.
-TEST_F(PatchTextFile, StepsOnDisk) {
-  directory.write("/f", "a\nb\n");
-  FileWatch watch(host, directory.path());
-  if (!watch.watching()) {
-    GTEST_SKIP() << "this system gives no inotify watch, which shows the steps on disk";
-  }
-
+TEST_F(WatchedPatchTextFile, StepsOnDisk) {
   patch("/f", "a", "x");
 
-  watch.collect();
+  collect();
   EXPECT_EQ(record(), R"calls(
   open f
   create f.tmp
@@ -281,17 +267,14 @@ TEST_F(PatchTextFile, CopyCannotBeOpened) {
   }
 }
 
-TEST_F(PatchTextFile, InputClosedWhenTheCopyCannotBeOpened) {
-  directory.write("/f", "a\n");
+TEST_F(WatchedPatchTextFile, InputClosedWhenTheCopyCannotBeOpened) {
   fs::create_directory(directory.path() + "/f.tmp");
-  FileWatch watch(host, directory.path());
-  if (!watch.watching()) {
-    GTEST_SKIP() << "this system gives no inotify watch, which shows the steps on disk";
-  }
+  collect();
+  host.calls.clear();
 
   patch("/f");
 
-  watch.collect();
+  collect();
   EXPECT_EQ(record(),
             "\n  open f\n" + cannot_open("output", "DIR/f.tmp") + "  close unwritten f\n");
 }
@@ -325,32 +308,19 @@ TEST_F(PatchTextFile, ModeOfANewFile) {
   EXPECT_EQ(fs::status(directory.path() + "/f").permissions(), fs::perms(0644));
 }
 
-// A limit on the size of files, which cuts a copy short as a full disk does.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{bytes, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, handler_);
-  }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-  void (*handler_)(int);
-  rlimit before_{};
-};
-
+// A limit on the size of files cuts a copy short as a full disk does.
 TEST_F(PatchTextFile, WriteErrorHalfWay) {
   directory.write("/f", "1234567\n1234567\n1234567\n");
-  {
-    const FileSizeLimit limit(10);
-    patch("/f");
-  }
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit limit{10, before.rlim_max};
+  auto* const handler = std::signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &limit);
+
+  patch("/f");
+
+  setrlimit(RLIMIT_FSIZE, &before);
+  std::signal(SIGXFSZ, handler);
 
   EXPECT_EQ(record(), "\n" + patches("DIR/f", "<X>", "y", {"1234567", "1234567", "1234567"}));
   EXPECT_EQ(directory.read("/f"), "1234567\n12");
@@ -453,7 +423,8 @@ TEST_F(IntegrateNdk, Enabled) {
   const std::vector<Row> rows = {
       {"output of several lines", "/ndk dir", "/ndk dir", "installed 100%s\nin /ndk dir\n", "ok"},
       {"quote in the NDK directory", R"(/a" $(b) `c` \%s)", R"(/a" $(b) `c` \%s)", "", "ok"},
-      {"no NDK path", "", ".", "", "ok"},
+      {"no NDK path", "", "", "", "ok"},
+      {"no NDK path, normalised", "", ".", "", "ok"},
       {"status of the NDK", "/ndk dir", "/ndk dir", "", "nok"},
       // What the shell says of a missing script is output like any other.
       {"missing script", "/ndk", "/ndk", "sh: 1: ./ndk_integration.sh: not found\n", "ok"},
@@ -462,7 +433,7 @@ TEST_F(IntegrateNdk, Enabled) {
     SCOPED_TRACE(row.name);
     write_templates();
     host.calls.clear();
-    host.normalise = [](const std::string& p) { return p.empty() ? "." : p; };
+    host.normalise = [&row](const std::string& p) { return p == row.ndk_path ? row.ndk_dir : p; };
     host.command_output = row.output;
     host.variables["NDK_PATH"] = row.ndk_path;
     host.variables["NDK_PATH_STATUS"] = row.status;

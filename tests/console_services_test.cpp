@@ -168,6 +168,7 @@ TEST(ReplaceAllSubstrings, Forms) {
       {"a%sb", "%s", "%n", "a%nb"},
       {"ab", "a", "1\n2", "1\n2b"},
       {bytes("a\0b\0"), bytes("\0"), "0", "a0b0"},
+      {bytes("aX\0c"), "X", bytes("\0y"), bytes("a\0y\0c")},
       {"a\r", "a", "b", "b\r"},
   };
   for (const Row& row : rows) {
@@ -284,7 +285,7 @@ TEST(IniDb, OtherKeysAndSeparators) {
   EXPECT_EQ(value_in("#Pkg.Revision = 11.2.4\n", "#Pkg.Revision"), "") << "a comment is no key";
   EXPECT_EQ(value_in(" !Pkg.Revision = 11.2.4\n", "!Pkg.Revision"), "") << "a comment is no key";
   EXPECT_EQ(value_in("a = 1: b\nc: d = 2\n", "c", ":"), "d = 2");
-  EXPECT_EQ(value_in("key := value\n", "key", ":="), "value");
+  EXPECT_EQ(value_in("k:ey := value\n", "k:ey", ":="), "value");
 }
 
 TEST(IniDb, SeveralKeys) {
@@ -478,6 +479,7 @@ TEST(GetCommandOutput, Commands) {
       {":", {0, ""}},
       {"", {0, ""}},
       {"exit 7", {7, ""}},
+      {"false; echo after", {0, "after\n"}},
       {"echo before; exit 255", {255, "before\n"}},
       {"kill -KILL $$", {137, ""}},
       {"echo out; echo err >&2; echo out again", {0, "out\nerr\nout again\n"}},

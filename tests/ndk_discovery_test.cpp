@@ -118,75 +118,56 @@ TEST(DetectNdk, PresetPath) {
   }
 }
 
-TEST(DetectNdk, Candidates) {
-  struct Row {
-    const char* name;
-    Variables ndks;  // the release of each
-    std::string search_path;
-    std::string supported;
-    std::string status_before;
-    std::string found;
-    std::string status;
-    std::string transcript;
-  };
-  const std::vector<Row> rows = {
-      {"second of three",
-       {{"/b", "10.4"}, {"/c", "10.4"}},
-       "/a;/b;/c",
-       "r10e",
-       "",
-       "/b",
-       "ok",
-       rejects("/a", judges_no_ndk("/a")) + takes("/b", judges_good("/b", "10.4", "r10e", "r10e"))},
-      {"none qualifies", {}, "/a", "", "nok", "", "ok", rejects("/a", judges_no_ndk("/a"))},
-      {"not writable",
-       {{"/read-only", "11.2.4"}},
-       "/read-only",
-       "r11c",
-       "",
-       "",
-       "ok",
-       rejects("/read-only", judges_read_only("/read-only"))},
-      {"unsupported",
-       {{"/a", "11.2.4"}},
-       "/a",
-       "r10e",
-       "",
-       "",
-       "ok",
-       rejects("/a", judges_unsupported("/a", "11.2.4", "r11c", "r10e"))},
-      {"as split, not as normalised",
-       {{"/ndk", "11.2.4"}},
-       " /my %sndk/ ",
-       "r11c",
-       "",
-       " /my %sndk/ ",
-       "ok",
-       takes(" /my %sndk/ ",
-             judges(" /my %sndk/ ", "/ndk",
-                    reads_release("/ndk", "11.2.4", "r11c") + finds_supported("r11c", "r11c"),
-                    "ok"))},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    RecordingHost host;
-    host.normalise = [](const std::string& p) { return p == " /my %sndk/ " ? "/ndk" : p; };
-    host.writable["/read-only"] = 0;
-    for (const auto& [dir, revision] : row.ndks) {
-      host.add_ndk(dir, revision);
-    }
-    host.variables = {{"NDK_PATH_STATUS", row.status_before},
-                      {"NDK_DEFAULT_SEARCH_PATH_LINUX", row.search_path},
-                      {"NDK_SUPPORTED_VERSIONS", row.supported}};
-
-    EXPECT_EQ(detect_ndk(&host.session), 0);
-
-    EXPECT_EQ(host.record(), "\n" + begins_search(row.search_path) + row.transcript);
-    EXPECT_EQ(host.variables, (Variables{{"NDK_PATH", row.found},
-                                         {"NDK_PATH_STATUS", row.status},
-                                         {"NDK_DEFAULT_SEARCH_PATH_LINUX", row.search_path},
-                                         {"NDK_SUPPORTED_VERSIONS", row.supported}}));
+// A search of these candidates that leaves `found` in NDK_PATH.
+static void expect_search(const Variables& ndks, const std::string& search_path,
+                          const std::string& supported, const std::string& found,
+                          const std::string& transcript) {
+  SCOPED_TRACE(search_path);
+  RecordingHost host;
+  host.keep_empty_pieces = true;
+  host.normalise = [](const std::string& p) { return p == " /my %sndk/ " ? "/ndk" : p; };
+  host.writable["/read-only"] = 0;
+  for (const auto& [dir, revision] : ndks) {
+    host.add_ndk(dir, revision);
   }
+  host.variables = {{"NDK_PATH_STATUS", "nok"},
+                    {"NDK_DEFAULT_SEARCH_PATH_LINUX", search_path},
+                    {"NDK_SUPPORTED_VERSIONS", supported}};
+
+  EXPECT_EQ(detect_ndk(&host.session), 0);
+
+  EXPECT_EQ(host.record(), "\n" + begins_search(search_path) + transcript);
+  EXPECT_EQ(host.variables, (Variables{{"NDK_PATH", found},
+                                       {"NDK_PATH_STATUS", "ok"},
+                                       {"NDK_DEFAULT_SEARCH_PATH_LINUX", search_path},
+                                       {"NDK_SUPPORTED_VERSIONS", supported}}));
+}
+
+TEST(DetectNdk, SecondOfThreeCandidates) {
+  expect_search(
+      {{"/b", "10.4"}, {"/c", "10.4"}}, "/a;/b;/c", "r10e", "/b",
+      rejects("/a", judges_no_ndk("/a")) + takes("/b", judges_good("/b", "10.4", "r10e", "r10e")));
+}
+
+TEST(DetectNdk, NoCandidateQualifies) {
+  expect_search({}, "/a", "", "", rejects("/a", judges_no_ndk("/a")));
+  expect_search({{"/read-only", "11.2.4"}}, "/read-only", "r11c", "",
+                rejects("/read-only", judges_read_only("/read-only")));
+  expect_search({{"/a", "11.2.4"}}, "/a", "r10e", "",
+                rejects("/a", judges_unsupported("/a", "11.2.4", "r11c", "r10e")));
+}
+
+TEST(DetectNdk, EmptyPieceIsACandidate) {
+  expect_search(
+      {{"/b", "11.0"}}, ";/b", "r11", "/b",
+      rejects("", judges_no_ndk("")) + takes("/b", judges_good("/b", "11.0", "r11", "r11")));
+}
+
+TEST(DetectNdk, CandidateStaysAsSplit) {
+  const std::string release =
+      reads_release("/ndk", "11.2.4", "r11c") + finds_supported("r11c", "r11c");
+  expect_search({{"/ndk", "11.2.4"}}, " /my %sndk/ ", "r11c", " /my %sndk/ ",
+                takes(" /my %sndk/ ", judges(" /my %sndk/ ", "/ndk", release, "ok")));
 }
 
 TEST(DetectNdk, NoCandidates) {
@@ -199,18 +180,6 @@ TEST(DetectNdk, NoCandidates) {
   EXPECT_EQ(host.variables, (Variables{{"NDK_PATH", ""},
                                        {"NDK_PATH_STATUS", "unsupported"},
                                        {"NDK_DEFAULT_SEARCH_PATH_LINUX", ""}}));
-}
-
-TEST(DetectNdk, EmptyPieceIsACandidate) {
-  RecordingHost host;
-  host.keep_empty_pieces = true;
-  host.add_ndk("/b", "11.0");
-  host.variables = {{"NDK_DEFAULT_SEARCH_PATH_LINUX", ";/b"}, {"NDK_SUPPORTED_VERSIONS", "r11"}};
-
-  EXPECT_EQ(detect_ndk(&host.session), 0);
-
-  EXPECT_EQ(host.record(), "\n" + begins_search(";/b") + rejects("", judges_no_ndk("")) +
-                               takes("/b", judges_good("/b", "11.0", "r11", "r11")));
 }
 
 TEST(DetectNdk, SearchAfterAFailedSearch) {

@@ -8,10 +8,12 @@
 
 #include "tests/recording_host.h"
 
+using Text = const std::string&;
+
 // --- Single calls ---
 
 // A call whose arguments are all texts.
-inline std::string calls(const std::string& service, const std::vector<std::string>& texts) {
+inline std::string calls(Text service, const std::vector<std::string>& texts) {
   std::string line = service + "(";
   for (const std::string& text : texts) {
     line += (line.back() == '(' ? "" : ", ") + quoted(text);
@@ -19,27 +21,27 @@ inline std::string calls(const std::string& service, const std::vector<std::stri
   return line + ")\n";
 }
 
-inline std::string logs(const std::string& format, std::vector<std::string> arguments = {}) {
+inline std::string logs(Text format, std::vector<std::string> arguments = {}) {
   arguments.insert(arguments.begin(), "NDK_INTEGRATION: " + format);
   return calls("print_log", arguments);
 }
 
-inline std::string gets(const std::string& variable) { return calls("env_get_string", {variable}); }
+inline std::string gets(Text variable) { return calls("env_get_string", {variable}); }
 
 // A value that is written in the plug-in's source, and one that it computed.
-inline std::string sets(const std::string& variable, const std::string& literal) {
+inline std::string sets(Text variable, Text literal) {
   return calls("env_set_string[chars]", {variable, literal});
 }
-inline std::string stores(const std::string& variable, const std::string& computed) {
+inline std::string stores(Text variable, Text computed) {
   return calls("env_set_string[strings]", {variable, computed});
 }
 
-inline std::string splits(const std::string& text, const std::string& separator) {
+inline std::string splits(Text text, Text separator) {
   return "splitString(" + quoted(text) + ", " + quoted(separator) + ", false)\n";
 }
 
 // Whether there is a file, which path() answers with `real` before it.
-inline std::string looks_for(const std::string& file, const std::string& real = "") {
+inline std::string looks_for(Text file, Text real = "") {
   return calls("path", {file}) + "file_exists(" + quoted(real + file) + ", false)\n";
 }
 
@@ -50,8 +52,7 @@ enum Marker : unsigned { kNone = 0, kLauncher = 1, kWindowsLauncher = 2, kProper
 constexpr unsigned kNdk = kLauncher | kProperties;
 
 // is_ndk_dir on a directory that holds these files.
-inline std::string looks_at(const std::string& dir, unsigned markers,
-                            const std::string& real = "") {
+inline std::string looks_at(Text dir, unsigned markers, Text real = "") {
   std::string text = logs("is_ndk_dir(): Verifying the following directory: %s", {dir}) +
                      looks_for(dir + "/ndk-build", real);
   if ((markers & kLauncher) == 0) {
@@ -69,13 +70,12 @@ inline std::string looks_at(const std::string& dir, unsigned markers,
 }
 
 // The digits of a release such as "r11c", as inttostr gets them.
-inline std::string formats(const std::string& release) {
+inline std::string formats(Text release) {
   return "inttostr(" + release.substr(1, release.find_first_not_of("-0123456789", 1) - 1) + ")\n";
 }
 
 // get_version on an NDK of this revision, which is that release; "" for one that cannot be told.
-inline std::string reads_release(const std::string& dir, const std::string& revision,
-                                 const std::string& release, const std::string& real = "") {
+inline std::string reads_release(Text dir, Text revision, Text release, Text real = "") {
   std::string text =
       looks_for(dir + "/source.properties", real) +
       calls("IniDb", {dir, "source.properties", "="}) + calls("IniDb::value", {"Pkg.Revision "}) +
@@ -93,11 +93,11 @@ inline std::string reads_release(const std::string& dir, const std::string& revi
 }
 
 // is_ndk_version_supported for a release that the list holds, and for one that it does not hold.
-inline std::string finds_supported(const std::string& release, const std::string& list) {
+inline std::string finds_supported(Text release, Text list) {
   return splits(list, ";") + formats(release) + formats(release) +
          logs("is_ndk_version_supported(): '%s' version is supported", {release});
 }
-inline std::string finds_unsupported(const std::string& release, const std::string& list) {
+inline std::string finds_unsupported(Text release, Text list) {
   return splits(list, ";") + formats(release) + formats(release) +
          logs(
              "is_ndk_version_supported(): '%s' version is not supported, supported versions are '%s'. Returning false",
@@ -105,33 +105,29 @@ inline std::string finds_unsupported(const std::string& release, const std::stri
 }
 
 // validate_ndk_path on NDK_PATH, which path() answers with `dir`, as far as is_ndk_dir goes.
-inline std::string begins_to_judge(const std::string& ndk_path, const std::string& dir,
-                                   unsigned markers) {
+inline std::string begins_to_judge(Text ndk_path, Text dir, unsigned markers) {
   return logs("validate_ndk_path()") + gets("NDK_PATH") + calls("path", {ndk_path}) +
          gets("NDK_SUPPORTED_VERSIONS") + looks_at(dir, markers);
 }
 
 // validate_ndk_path on a directory that is no NDK, on one that is not writable, and on one of which
 // `release` tells what the plug-in reads and compares.
-inline std::string judges_no_ndk(const std::string& dir) {
+inline std::string judges_no_ndk(Text dir) {
   return begins_to_judge(dir, dir, kNone) + sets("NDK_PATH_STATUS", "nok");
 }
-inline std::string judges_read_only(const std::string& dir) {
+inline std::string judges_read_only(Text dir) {
   return begins_to_judge(dir, dir, kNdk) + calls("is_writable", {dir}) +
          sets("NDK_PATH_STATUS", "notwritable");
 }
-inline std::string judges(const std::string& ndk_path, const std::string& dir,
-                          const std::string& release, const std::string& status) {
+inline std::string judges(Text ndk_path, Text dir, Text release, Text status) {
   return begins_to_judge(ndk_path, dir, kNdk) + calls("is_writable", {dir}) + release +
          sets("NDK_PATH_STATUS", status);
 }
-inline std::string judges_good(const std::string& dir, const std::string& revision,
-                               const std::string& release, const std::string& list) {
+inline std::string judges_good(Text dir, Text revision, Text release, Text list) {
   return judges(dir, dir, reads_release(dir, revision, release) + finds_supported(release, list),
                 "ok");
 }
-inline std::string judges_unsupported(const std::string& dir, const std::string& revision,
-                                      const std::string& release, const std::string& list) {
+inline std::string judges_unsupported(Text dir, Text revision, Text release, Text list) {
   return judges(dir, dir,
                 reads_release(dir, revision, release) +
                     finds_unsupported(release.empty() ? "r-1" : release, list),
@@ -139,48 +135,44 @@ inline std::string judges_unsupported(const std::string& dir, const std::string&
 }
 
 // detect_ndk: its beginning, and what it does with one candidate.
-inline std::string begins_search(const std::string& search_path) {
+inline std::string begins_search(Text search_path) {
   return logs("detect_ndk()") + gets("NDK_PATH") + gets("NDK_DEFAULT_SEARCH_PATH_LINUX") +
          splits(search_path, ";");
 }
-inline std::string rejects(const std::string& candidate, const std::string& judgement) {
+inline std::string rejects(Text candidate, Text judgement) {
   return stores("NDK_PATH", candidate) + judgement + gets("NDK_PATH_STATUS") +
          logs("detect_ndk(): '%s' is not valid NDK path", {candidate}) + sets("NDK_PATH", "") +
          sets("NDK_PATH_STATUS", "ok");
 }
-inline std::string takes(const std::string& candidate, const std::string& judgement) {
+inline std::string takes(Text candidate, Text judgement) {
   return stores("NDK_PATH", candidate) + judgement + gets("NDK_PATH_STATUS") +
          logs("detect_ndk(): found valid NDK: '%s'", {candidate});
 }
-inline std::string keeps_preset(const std::string& preset) {
+inline std::string keeps_preset(Text preset) {
   return logs("detect_ndk()") + gets("NDK_PATH") +
          logs("detect_ndk(): NDK_PATH is already set to '%s', exiting", {preset});
 }
 
 // --- Component selection ---
 
-inline std::string logs_selection(const std::string& format,
-                                  const std::vector<std::string>& arguments = {}) {
+inline std::string logs_selection(Text format, const std::vector<std::string>& arguments = {}) {
   return logs("check_if_ndk_integration_files_are_to_be_installed()" + format, arguments);
 }
 
-inline std::string begins_selection(const std::string& patterns) {
+inline std::string begins_selection(Text patterns) {
   return logs_selection("") + sets("NDK_INTEGRATION_INSTALL_DETECTED", "no") +
          gets("NDK_COMPONENT_PATTERNS") + splits(patterns, ";") + "TSD::components()\n";
 }
 
 // A component that cannot be installed, and one that can.
-inline std::string passes_over(const std::string& id) {
-  return calls("Component::installCondition", {id});
-}
-inline std::string asks_selected(const std::string& id) {
+inline std::string passes_over(Text id) { return calls("Component::installCondition", {id}); }
+inline std::string asks_selected(Text id) {
   return calls("Component::installCondition", {id}) + calls("Component::getSelected", {id});
 }
 
 // The component that matches is the compiler.
-inline std::string records_compiler(const std::string& pattern, const std::string& id,
-                                    const std::string& version, const std::string& package_number,
-                                    const std::string& subdir) {
+inline std::string records_compiler(Text pattern, Text id, Text version, Text package_number,
+                                    Text subdir) {
   return logs_selection(": Found pattern '%s' in '%s'", {pattern, id}) +
          sets("NDK_INTEGRATION_INSTALL_DETECTED", "yes") + stores("NDK_COMPILER_VERSION", version) +
          stores("NDK_COMPILER_PACKAGE_NUMBER", package_number) + calls("Component::subdir", {id}) +
@@ -188,8 +180,7 @@ inline std::string records_compiler(const std::string& pattern, const std::strin
 }
 
 // A version of three numbers, of which the first and the third give `major` and `minor`.
-inline std::string records_libraries(const std::string& version, const std::string& package_number,
-                                     const std::string& major, const std::string& minor) {
+inline std::string records_libraries(Text version, Text package_number, Text major, Text minor) {
   return calls("strtoint", {version.substr(0, version.find('.'))}) +
          calls("strtoint", {version.substr(version.rfind('.') + 1)}) + "inttostr(" + major +
          ")\ninttostr(" + minor + ")\ninttostr(" + major + ")\n" +
@@ -204,8 +195,7 @@ inline std::string rejects_version() {
 // --- Compiler integration ---
 
 // patch_text_file on a file of these lines, without the line that each pass adds.
-inline std::string patches(const std::string& file, const std::string& from, const std::string& to,
-                           const std::vector<std::string>& lines) {
+inline std::string patches(Text file, Text from, Text to, const std::vector<std::string>& lines) {
   std::string text;
   for (const std::string& line : lines) {
     text += calls("replaceAllSubstrings", {line, from, to});
@@ -214,13 +204,12 @@ inline std::string patches(const std::string& file, const std::string& from, con
          calls("file_move", {file + ".tmp", file});
 }
 
-inline std::string cannot_open(const std::string& stream, const std::string& file) {
+inline std::string cannot_open(Text stream, Text file) {
   return calls("error", {"patch_text_file: cannot open " + stream + " stream of file %s", file});
 }
 
 // The placeholders of a toolchain's definitions, in a line that holds both after `start`.
-inline std::string fills_in_definitions(const std::string& file, const std::string& start,
-                                        const std::string& compiler, const std::string& version) {
+inline std::string fills_in_definitions(Text file, Text start, Text compiler, Text version) {
   return calls("path", {file}) +
          patches(file, "{INSTALL_NOX_INSTALLDIR}", compiler,
                  {start + "{INSTALL_NOX_INSTALLDIR} {INSTALL_NOX_VERSION}"}) +
@@ -230,31 +219,29 @@ inline std::string fills_in_definitions(const std::string& file, const std::stri
 }
 
 // An environment script of one line.
-inline std::string fills_in_script(const std::string& file, const std::string& line,
-                                   const std::string& ndk_dir) {
+inline std::string fills_in_script(Text file, Text line, Text ndk_dir) {
   return calls("path", {file}) + patches(file, "<NDK_DIR>", ndk_dir, {line});
 }
 
 // get_toolchains_path and get_compiler_path, below the directory that VORN_INSTALL_DIR and
 // NDK_COMPILER_SUBDIR name.
-inline std::string asks_for_toolchains(const std::string& base) {
+inline std::string asks_for_toolchains(Text base) {
   return gets("VORN_INSTALL_DIR") + gets("NDK_COMPILER_SUBDIR") +
          calls("path", {base + "/android"});
 }
-inline std::string asks_for_compiler(const std::string& base, const std::string& cnl_version) {
+inline std::string asks_for_compiler(Text base, Text cnl_version) {
   return gets("VORN_INSTALL_DIR") + gets("NDK_COMPILER_SUBDIR") + gets("NDK_CNL_VERSION_FULL") +
          calls("path", {base + "/compilers_and_libraries_" + cnl_version + "/linux"});
 }
 
-inline std::string begins_integration(const std::string& base, const std::string& cnl_version) {
+inline std::string begins_integration(Text base, Text cnl_version) {
   return logs("integrate_ndk()") + asks_for_toolchains(base) +
          asks_for_compiler(base, cnl_version) + gets("NDK_COMPILER_VERSION") +
          gets("NDK_COMPILER_PACKAGE_NUMBER");
 }
 
 // The integration script on the NDK in NDK_PATH, which path() answers with `ndk_dir`.
-inline std::string runs_script(const std::string& toolchains, const std::string& ndk_path,
-                               const std::string& ndk_dir, const std::string& output) {
+inline std::string runs_script(Text toolchains, Text ndk_path, Text ndk_dir, Text output) {
   const std::string command = "./ndk_integration.sh \"" + ndk_dir + "\" --force";
   return gets("NDK_PATH") + calls("path", {ndk_path}) +
          logs("integrate_ndk(): integration enabled, launching '%s' script.", {command}) +
