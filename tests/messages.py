@@ -13,6 +13,10 @@ def said(message):
     return f"ndk-integrate: {message}\n"
 
 
+def not_done(message):
+    return f"{NOT_DONE}{message}\n"
+
+
 def sha256(text):
     return hashlib.sha256(text.encode()).hexdigest()
 
