@@ -10,8 +10,8 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    NOT_DONE, SCRIPT_MISSING, Install, disabled, edited, log_of_install, no_ndk, no_package,
-    not_ordinary, not_selected, refused, template_missing, with_files,
+    NOT_DONE, NOT_ORDINARY, NO_PACKAGE, SCRIPT_MISSING, TEMPLATE_MISSING, Install, disabled, edited,
+    log_of_install, no_ndk, not_selected, refused, with_files,
 )
 from world import (
     CC, DISABLED, LINUX, NO_LEAK_SEARCH, ORIGINALS, SCRIPT, TEMPLATES, VARS_CSH, VARS_SH, filled,
@@ -98,7 +98,7 @@ class DryRunThatFails(DryRunTest):
             ("no NDK", without(small_tree(), "ndk/ndk-build"), no_ndk()),
             ("nothing selected", small_tree(installation("")), not_selected()),
             ("no package", small_tree(installation(VORN_INSTALL_DIR='"elsewhere"')),
-             refused(no_package("WORLD/elsewhere/cc"))),
+             refused(NO_PACKAGE.format("WORLD/elsewhere/cc"))),
         ]:
             with self.subTest(case):
                 self.assert_dry(self.world(tree), report)
@@ -123,7 +123,7 @@ class DryRunThatFails(DryRunTest):
                 report = Install(
                     files=with_files(**{file: "missing"}),
                     diffs=diffs(file),
-                    failed=template_missing(file),
+                    failed=TEMPLATE_MISSING.format(file),
                 )
                 self.assert_dry(self.world(without(small_tree(), file)), report)
 
@@ -131,7 +131,7 @@ class DryRunThatFails(DryRunTest):
         for file in TEMPLATES:
             with self.subTest(file):
                 world = self.world({**without(small_tree(), file), file + "/": ""})
-                self.assert_dry(world, refused(not_ordinary(file)))
+                self.assert_dry(world, refused(NOT_ORDINARY.format(file)))
 
     def test_without_permission(self):
         for name in [CC, LINUX + "/bin"]:

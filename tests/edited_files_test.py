@@ -6,9 +6,7 @@ import shutil
 import unittest
 
 from end_to_end import EndToEndTest
-from messages import (
-    NOT_DONE, Install, Undo, edited, edited_just_now, kept_original, refused,
-)
+from messages import EDITED_JUST_NOW, NOT_DONE, Install, Undo, edited, kept_original, refused
 from plugins import SELECT_FIRST_COMPONENT, fake_plugin
 from world import (
     ANDROID, COMPONENT, DISABLED, ORIGINALS, SCRIPT, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH,
@@ -103,7 +101,7 @@ class Edit(EditedTest):
             std::ofstream("{world.path(VARS_SH)}", std::ios::app) << "# mine\\n";
             std::ofstream(copy + ".tmp") << "ndk='x'\\n\\n";
             file_move(copy + ".tmp", copy);""")
-        expected = f"{NOT_DONE}{edited_just_now(VARS_SH)}\n"
+        expected = f"{NOT_DONE}{EDITED_JUST_NOW.format(VARS_SH)}\n"
         self.assertEqual((outcome.code, outcome.err), (1, expected))
         self.assertEqual(world.read(VARS_SH), ORIGINALS[VARS_SH] + "# mine\n")
 

@@ -8,8 +8,7 @@ import subprocess
 import unittest
 
 from messages import (
-    LOG_NOT_WHOLE, cannot_load, cannot_use, log_of_good_ndk, log_of_ndk,
-    log_of_search, said,
+    LOG_NOT_WHOLE, cannot_load, cannot_use, log_of_good_ndk, log_of_ndk, log_of_search, said,
 )
 from plugins import fake_plugin, throwing_plugin
 from verdicts import (

@@ -9,7 +9,7 @@ import subprocess
 import tempfile
 import unittest
 
-from messages import incomplete_copy, not_done
+from messages import INCOMPLETE_COPY, not_done
 from sweep import Case, QuickWorld, Sweep, SweepTest, outside_store, say
 from world import MANIFEST, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH
 
@@ -99,7 +99,7 @@ class Squeeze(Sweep):
             if message != "":
                 self.fail(how, f"says {message}")
             return
-        begin, end = (re.escape(text) for text in not_done(incomplete_copy("FILE")).split("FILE"))
+        begin, end = (re.escape(text) for text in not_done(INCOMPLETE_COPY.format("FILE")).split("FILE"))
         found = re.fullmatch(f"{begin}(.*){end}", message)
         named = os.path.relpath(found[1], self.world.dir) if found else None
         if done.returncode != 1 or named not in [*TEMPLATES, MANIFEST]:

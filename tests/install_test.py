@@ -7,8 +7,8 @@ import unittest
 from end_to_end import EndToEndTest
 from messages import (
     ALL_IN_PLACE, LOG_NOT_WHOLE, LOG_OF_CHOICE, NDK_NOT_SUPPORTED, NDK_NOT_WRITABLE, NO_NDK,
-    Install, bad_ndk, cannot_open_log, disabled, log, log_of_good_ndk, log_of_install, log_of_ndk,
-    log_of_script, log_of_search, no_ndk, no_ndk_found, not_selected, template_missing,
+    TEMPLATE_MISSING, Install, bad_ndk, cannot_open_log, disabled, log, log_of_good_ndk,
+    log_of_install, log_of_ndk, log_of_script, log_of_search, no_ndk, no_ndk_found, not_selected,
 )
 from world import (
     COMPONENT, DISABLED, KEPT, SCRIPT, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH,
@@ -279,7 +279,7 @@ class ComponentSelection(EndToEndTest):
         report = Install(
             version="5.0",
             files=dict.fromkeys(files, "missing"),
-            failed=template_missing(files[0]),
+            failed=TEMPLATE_MISSING.format(files[0]),
         )
         self.assert_installs(self.small_world(toml), report=report, changed={STORE: "755 /"})
 

@@ -6,7 +6,7 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    NO_NDK, Install, bad_ndk, cannot_read_installation, no_ndk, no_ndk_found, no_package,
+    NO_NDK, NO_PACKAGE, Install, bad_ndk, cannot_read_installation, no_ndk, no_ndk_found,
     not_selected, refused, said,
 )
 from world import COMPONENT, DISABLED, filled, installation, small_tree, without
@@ -374,7 +374,7 @@ class Directories(EndToEndTest):
             with self.subTest(value):
                 world = self.small_world(installation(VORN_INSTALL_DIR=value))
                 outcome = world.install(DISABLED, cwd="/")
-                self.assert_told(refused(no_package(f"{expected}/cc")), outcome, kept=True)
+                self.assert_told(refused(NO_PACKAGE.format(f"{expected}/cc")), outcome, kept=True)
 
     def test_file_elsewhere(self):
         dirs = {"NDK_DEFAULT_SEARCH_PATH_LINUX": '["../ndk"]', "VORN_INSTALL_DIR": '"../package"'}

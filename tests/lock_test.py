@@ -10,7 +10,7 @@ import subprocess
 import unittest
 
 from end_to_end import EndToEndTest
-from messages import LEFT_BEHIND, NOTHING_TO_UNDO, Install, Undo, locked, not_done
+from messages import LEFT_BEHIND, LOCKED, NOTHING_TO_UNDO, Install, Undo, not_done
 from world import LOCK, MANIFEST, NO_LEAK_SEARCH, PROGRAM, SCRIPT, filled, script
 
 UNDONE = [Undo(), NOTHING_TO_UNDO]  # what an undo in the right moment tells
@@ -93,7 +93,7 @@ class LockTest(EndToEndTest):
 
     def assert_all_stop(self, world, holder):
         """install and undo say who holds the lock, and change nothing."""
-        self.assert_both_refuse(world, locked(holder))
+        self.assert_both_refuse(world, LOCKED.format(holder))
 
 
 class Lock(LockTest):
@@ -190,7 +190,7 @@ class ConcurrentRuns(LockTest):
     def assert_done_or_stopped(self, world, command, process):
         code, out, err = self.end_of(world, process)
         told = f"{command}, exit code {code}\n{out}{err}"
-        begin, end = (re.escape(text) for text in not_done(locked("HOLDER")).split("HOLDER"))
+        begin, end = (re.escape(text) for text in not_done(LOCKED.format("HOLDER")).split("HOLDER"))
         if re.fullmatch(rf"{begin}(process \d+|{LEFT_BEHIND}){end}", err):
             self.assertEqual(code, 1, told)
         elif command == "install":

@@ -21,13 +21,18 @@ def sha256(text):
     return hashlib.sha256(text.encode()).hexdigest()
 
 
-# --- The NDK and the component ---
+# --- The NDK and the component. A "{}" stands for the file, the directory or the like ---
 
 NO_NDK = "it is no NDK directory"
 NDK_NOT_WRITABLE = "it is an NDK, but you may not write there"
 NDK_NOT_SUPPORTED = "its release is not among NDK_SUPPORTED_VERSIONS"
 NOTHING_ASKS = "no selected component asks for the NDK integration"
 NO_COMPILER = f"{NOTHING_ASKS}, so which compiler is meant cannot be told"
+SHELL_SURPRISE = (
+    "the name of the NDK directory {} holds a character that the shell would not leave alone "
+    '(", $, `, \\ or a control character); make a link with a plain name to it (ln -s) and give '
+    "that with --ndk"
+)
 
 
 def bad_ndk(why, ndk=NDK):
@@ -46,48 +51,54 @@ def nothing_selected(patterns="-ndk-"):
     return f"{NOTHING_ASKS}: {why}"
 
 
-def shell_surprise(ndk):
-    return (
-        f"the name of the NDK directory {ndk} holds a character that the shell would not leave "
-        'alone (", $, `, \\ or a control character); make a link with a plain name to it (ln -s) '
-        "and give that with --ndk"
-    )
+# --- The compiler package and what is kept of it ---
+
+NO_PACKAGE = (
+    "the compiler package is not installed: there is no directory {} "
+    "(VORN_INSTALL_DIR followed by the component's subdir)"
+)
+BAD_ROOT = (
+    "the compiler's directory, VORN_INSTALL_DIR followed by the component's subdir, is '{}'; "
+    "expected an absolute one below /"
+)
+TEMPLATE_MISSING = (
+    "the template WORLD/{} is missing: is the compiler package installed there whole?"
+)
+NOT_ORDINARY = "the template WORLD/{} is no ordinary file"
+ON_OTHER_FILE_SYSTEM = "the template WORLD/{} is on another file system than WORLD/package/cc"
+IS_LINK = (
+    "WORLD/{} is a link, which filling in the template would replace or write through; put an "
+    "ordinary file there or remove it"
+)
+EDITED_JUST_NOW = "WORLD/{} was changed by someone else just now; it is left as it is"
+INCOMPLETE_COPY = "incomplete copy of {}: is the disk full?"
+SCRIPT_MISSING = (
+    f"the integration script ./ndk_integration.sh is missing or not executable in WORLD/{ANDROID}"
+)
+STORE_NOT_A_DIRECTORY = f"WORLD/{STORE} is no directory; ndk-integrate keeps originals there"
+MANIFEST_MISSING = (
+    f"WORLD/{MANIFEST} is missing, which says whose originals are in WORLD/{KEPT_ORIGINALS}; "
+    "put it back, or remove that directory to give the originals up"
+)
+BAD_MANIFEST = f"cannot use WORLD/{MANIFEST}: {{}}; the originals are in WORLD/{KEPT_ORIGINALS}"
+NEWER_MANIFEST = BAD_MANIFEST.format("it was written by a newer ndk-integrate")
+MANIFEST_NOT_ORDINARY = BAD_MANIFEST.format("it is no ordinary file")
+BAD_ENTRY = BAD_MANIFEST.format("the entry of '{}' is damaged")
+NOTHING_RECORDED = "no installation is recorded in WORLD/package/cc"
+UNDONE = "what the integration script did inside the NDK is the compiler package's to undo"
+LEFT_BEHIND = "a process that the integration script left behind"
+LOCKED = (
+    f"another ndk-integrate is at work on this compiler ({{}} holds WORLD/{LOCK}); "
+    "wait until it is done"
+)
 
 
-# --- The compiler package ---
+def cannot(do, file, why="Permission denied"):
+    return f"cannot {do} WORLD/{file}: {why}"
 
 
-def no_package(directory):
-    return (
-        f"the compiler package is not installed: there is no directory {directory} "
-        "(VORN_INSTALL_DIR followed by the component's subdir)"
-    )
-
-
-def bad_root(directory):
-    return (
-        "the compiler's directory, VORN_INSTALL_DIR followed by the component's subdir, is "
-        f"'{directory}'; expected an absolute one below /"
-    )
-
-
-def template_missing(file):
-    return f"the template WORLD/{file} is missing: is the compiler package installed there whole?"
-
-
-def not_ordinary(file):
-    return f"the template WORLD/{file} is no ordinary file"
-
-
-def on_other_file_system(file):
-    return f"the template WORLD/{file} is on another file system than WORLD/package/cc"
-
-
-def is_link(file):
-    return (
-        f"WORLD/{file} is a link, which filling in the template would replace or write through; "
-        "put an ordinary file there or remove it"
-    )
+def kept_original(file):
+    return f"{KEPT_ORIGINALS}/{sha256(ORIGINALS[file])}"
 
 
 def edited(file):
@@ -98,21 +109,15 @@ def edited(file):
     )
 
 
-def edited_just_now(file):
-    return f"WORLD/{file} was changed by someone else just now; it is left as it is"
+def original_damaged(file):
+    return (
+        f"the original of WORLD/{file} that is kept as WORLD/{kept_original(file)} is damaged; "
+        "reinstall the compiler package"
+    )
 
 
-def cannot(do, file, why="Permission denied"):
-    return f"cannot {do} WORLD/{file}: {why}"
-
-
-def incomplete_copy(file):
-    return f"incomplete copy of {file}: is the disk full?"
-
-
-SCRIPT_MISSING = (
-    f"the integration script ./ndk_integration.sh is missing or not executable in WORLD/{ANDROID}"
-)
+def command(ndk=NDK):
+    return f'./ndk_integration.sh "{ndk}" --force'
 
 
 def script_failed(status, ndk=NDK):
@@ -121,57 +126,10 @@ def script_failed(status, ndk=NDK):
     return f"the integration script failed with exit status {status}{hint}: {command(ndk)}"
 
 
-def command(ndk=NDK):
-    return f'./ndk_integration.sh "{ndk}" --force'
-
-
-# --- What is kept ---
-
-STORE_NOT_A_DIRECTORY = f"WORLD/{STORE} is no directory; ndk-integrate keeps originals there"
-MANIFEST_MISSING = (
-    f"WORLD/{MANIFEST} is missing, which says whose originals are in WORLD/{KEPT_ORIGINALS}; "
-    "put it back, or remove that directory to give the originals up"
-)
-NOTHING_RECORDED = "no installation is recorded in WORLD/package/cc"
-UNDONE = "what the integration script did inside the NDK is the compiler package's to undo"
-
-
-def kept_original(file):
-    return f"{KEPT_ORIGINALS}/{sha256(ORIGINALS[file])}"
-
-
-def bad_manifest(why):
-    return f"cannot use WORLD/{MANIFEST}: {why}; the originals are in WORLD/{KEPT_ORIGINALS}"
-
-
-NEWER_MANIFEST = bad_manifest("it was written by a newer ndk-integrate")
-MANIFEST_NOT_ORDINARY = bad_manifest("it is no ordinary file")
-
-
-def bad_entry(path):
-    return bad_manifest(f"the entry of '{path}' is damaged")
-
-
-def original_damaged(file):
-    return (
-        f"the original of WORLD/{file} that is kept as WORLD/{kept_original(file)} is damaged; "
-        "reinstall the compiler package"
-    )
-
-
-LEFT_BEHIND = "a process that the integration script left behind"
-
-
-def locked(holder):
-    return (
-        f"another ndk-integrate is at work on this compiler ({holder} holds WORLD/{LOCK}); "
-        "wait until it is done"
-    )
-
-
 # --- The program ---
 
 LOG_NOT_WHOLE = said("warning: the log file /dev/full could not be written whole")
+NOT_FOUND = "cannot open shared object file: No such file or directory"
 
 
 def misunderstood(what):
@@ -190,7 +148,7 @@ def cannot_open_log(file, why="No such file or directory"):
     return said(f"cannot open the log file {file}: {why}")
 
 
-def cannot_load(file, why="cannot open shared object file: No such file or directory"):
+def cannot_load(file, why=NOT_FOUND):
     return said(f"cannot load the plug-in {file}: {file}: {why}")
 
 

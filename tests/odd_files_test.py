@@ -8,8 +8,8 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    Install, cannot, is_link, log_of_install, not_ordinary, on_other_file_system, refused,
-    template_missing, with_files,
+    IS_LINK, NOT_ORDINARY, ON_OTHER_FILE_SYSTEM, TEMPLATE_MISSING, Install, cannot, log_of_install,
+    refused, with_files,
 )
 from world import (
     CC, DISABLED, LINUX, ORIGINALS, TEMPLATES, VARS_CSH, VARS_SH, filled, memory_directory,
@@ -27,13 +27,13 @@ class Missing(EndToEndTest):
     def test_missing(self):
         for files in [*([file] for file in TEMPLATES), [VARS_SH, VARS_CSH]]:
             with self.subTest(files):
-                report, changed = lacking("missing", template_missing(files[0]), *files)
+                report, changed = lacking("missing", TEMPLATE_MISSING.format(files[0]), *files)
                 for form in [[], ["--json"]]:
                     world = self.world(without(small_tree(), *files))
                     self.assert_installs(world, *form, report=report, changed=changed)
 
     def test_missing_and_quiet(self):
-        report, changed = lacking("missing", template_missing(VARS_SH), VARS_SH)
+        report, changed = lacking("missing", TEMPLATE_MISSING.format(VARS_SH), VARS_SH)
         outcome = self.world(without(small_tree(), VARS_SH)).install("-q")
         self.assert_outcome(outcome, code=1, err=report.err(), changed=changed)
 
@@ -68,7 +68,7 @@ class NotOrdinary(EndToEndTest):
             for inside in ["/", "/inside"]:
                 with self.subTest(file + inside):
                     world = self.world({**without(small_tree(), file), file + inside: ""})
-                    self.assert_odd(world, not_ordinary(file))
+                    self.assert_odd(world, NOT_ORDINARY.format(file))
 
     def test_link(self):
         # Also one in the place of the file that the plug-in would write beside it.
@@ -78,18 +78,18 @@ class NotOrdinary(EndToEndTest):
                     world = self.small_world(**{"target": "<NDK_DIR>\n", "dir/": "", name: ""})
                     os.remove(world.path(name))
                     world.write(name, f"-> {world.path(target)}")
-                    self.assert_odd(world, is_link(name))
+                    self.assert_odd(world, IS_LINK.format(name))
 
     def test_link_without_integration(self):
         world = self.world({**without(small_tree(), VARS_SH), "target": "<NDK_DIR>\n"})
         world.write(VARS_SH, f"-> {world.path('target')}")
-        self.assert_odd(world, is_link(VARS_SH), DISABLED)
+        self.assert_odd(world, IS_LINK.format(VARS_SH), DISABLED)
 
     def test_link_made_after_installation(self):
         world = self.installed_world()
         os.rename(world.path(VARS_SH), world.path("moved.sh"))
         world.write(VARS_SH, f"-> {world.path('moved.sh')}")
-        self.assert_odd(world, is_link(VARS_SH))
+        self.assert_odd(world, IS_LINK.format(VARS_SH))
         # What the link points to is not this package's.
         world.undo()
         self.assertEqual(world.read("moved.sh"), "ndk='WORLD/ndk'\n\n")
@@ -103,7 +103,7 @@ class NotOrdinary(EndToEndTest):
         world = self.world(small_tree(), where=memory_directory())
         shutil.move(world.path(LINUX), other)
         world.write(LINUX, f"-> {other}/linux")
-        self.assert_odd(world, on_other_file_system(VARS_SH))
+        self.assert_odd(world, ON_OTHER_FILE_SYSTEM.format(VARS_SH))
 
     def test_linked_directories(self):
         # Only the template itself counts.

@@ -5,7 +5,7 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    NO_NDK, Install, bad_ndk, no_ndk, said, script_failed, template_missing, with_files,
+    NO_NDK, TEMPLATE_MISSING, Install, bad_ndk, no_ndk, said, script_failed, with_files,
 )
 from world import (
     ANDROID, COMPONENT, DISABLED, LINUX, ORIGINALS, OTHER_NDK, SCRIPT, VARS_CSH, VARS_SH, changes,
@@ -40,7 +40,7 @@ class Repeat(EndToEndTest):
         world = self.world(without(small_tree(), VARS_SH))
         missing = with_files(**{VARS_SH: "missing"})
         self.assert_told(
-            Install(files=missing, failed=template_missing(VARS_SH)),
+            Install(files=missing, failed=TEMPLATE_MISSING.format(VARS_SH)),
             world.install(),
             changed=without(filled(first=True), VARS_SH),
         )

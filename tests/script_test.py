@@ -5,9 +5,7 @@ import os
 import unittest
 
 from end_to_end import EndToEndTest
-from messages import (
-    Install, disabled, log_of_install, refused, script_failed, shell_surprise,
-)
+from messages import SHELL_SURPRISE, Install, disabled, log_of_install, refused, script_failed
 from world import (
     ANDROID, DISABLED, LINUX, SCRIPT, SETUP_32, SETUP_64, VARS_SH, filled, installation,
     script, small_tree, without,
@@ -120,7 +118,7 @@ class ShellSurprises(EndToEndTest):
         return world
 
     def assert_surprises(self, world, shown, *options, **how):
-        report = refused(shell_surprise(f"WORLD/{shown}"), ndk=f"WORLD/{shown}")
+        report = refused(SHELL_SURPRISE.format(f"WORLD/{shown}"), ndk=f"WORLD/{shown}")
         outcomes = [world.install(*options, *form, **how) for form in [[], ["--dry-run"]]]
         self.assert_told(report, *outcomes, kept=True)
 
@@ -135,7 +133,7 @@ class ShellSurprises(EndToEndTest):
             with self.subTest(code):
                 world = self.world_with_ndk(chr(code))
                 shown = {9: "\\t", 10: "\\n", 13: "\\r"}.get(code, f"\\x{code:02x}")
-                report = refused(shell_surprise(f"WORLD/{shown}"), ndk=f"WORLD/{shown}")
+                report = refused(SHELL_SURPRISE.format(f"WORLD/{shown}"), ndk=f"WORLD/{shown}")
                 self.assert_told(report, world.install("--ndk", world.path(chr(code))), kept=True)
 
     def test_other_ways_to_name_it(self):

@@ -10,8 +10,8 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    MANIFEST_MISSING, MANIFEST_NOT_ORDINARY, NEWER_MANIFEST, NOT_DONE, STORE_NOT_A_DIRECTORY,
-    bad_entry, bad_manifest, bad_root, cannot, kept_original, not_undone, original_damaged, refused,
+    BAD_ENTRY, BAD_MANIFEST, BAD_ROOT, MANIFEST_MISSING, MANIFEST_NOT_ORDINARY, NEWER_MANIFEST,
+    NOT_DONE, STORE_NOT_A_DIRECTORY, cannot, kept_original, not_undone, original_damaged, refused,
     sha256,
 )
 from world import (
@@ -79,7 +79,7 @@ class DamagedManifest(EndToEndTest):
             with self.subTest(text):
                 world = self.installed_world()
                 world.write(MANIFEST, text)
-                begin, end = map(re.escape, bad_manifest("WHY").split("WHY"))
+                begin, end = map(re.escape, BAD_MANIFEST.format("WHY").split("WHY"))
                 for outcome in [world.install(), world.install("--dry-run"), world.undo()]:
                     self.assertRegex(outcome.err, rf"\A{NOT_DONE}{begin}[^\n]+{end}\n\Z")
                     self.assertEqual((outcome.code, outcome.changes, outcome.kept), (1, {}, {}))
@@ -123,7 +123,7 @@ class DamagedManifest(EndToEndTest):
                 manifest = json.loads(world.read(MANIFEST))
                 manifest["files"][path] = {**good, **changed}
                 world.write(MANIFEST, json.dumps(manifest))
-                self.assert_both_refuse(world, bad_entry(path))
+                self.assert_both_refuse(world, BAD_ENTRY.format(path))
 
 
 class DamagedOriginal(EndToEndTest):
@@ -178,7 +178,7 @@ class CompilerDirectory(EndToEndTest):
             with self.subTest(root):
                 component = COMPONENT.replace('"/cc"', subdir)
                 toml = installation(component, VORN_INSTALL_DIR=install_dir)
-                self.assert_both_refuse(self.world(small_tree(toml)), bad_root(root))
+                self.assert_both_refuse(self.world(small_tree(toml)), BAD_ROOT.format(root))
 
 
 @unittest.skipUnless(shutil.which("strace"), "strace is not installed")

@@ -6,8 +6,8 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    LOG_OF_CHOICE, NO_COMPILER, NOTHING_TO_UNDO, Undo, cannot_read_installation, log,
-    not_expected, not_undone,
+    LOG_OF_CHOICE, NOTHING_TO_UNDO, NO_COMPILER, Undo, cannot_read_installation, log, not_expected,
+    not_undone,
 )
 from world import (
     DISABLED, LINUX, ORIGINALS, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, World,
