@@ -158,22 +158,10 @@ class Search(VerdictTest):
 # --- The usual places ---
 
 MACHINE_WIDE = ("/usr/lib/", "/usr/local/lib/", "/opt/")
-MACHINE_WIDE_NDKS = [
-    "/usr/lib/android-sdk",
-    "/usr/lib/android-ndk",
-    "/usr/local/lib/android",
-    "/opt/android-sdk",
-    "/opt/android-ndk",
-]
-VARIABLES = [
-    "HOME",
-    "ANDROID_NDK_HOME",
-    "ANDROID_NDK_ROOT",
-    "ANDROID_NDK",
-    "ANDROID_NDK_LATEST_HOME",
-    "ANDROID_HOME",
-    "ANDROID_SDK_ROOT",
-]
+MACHINE_WIDE_NDKS = ["/usr/lib/android-sdk", "/usr/lib/android-ndk", "/usr/local/lib/android"]
+MACHINE_WIDE_NDKS += ["/opt/android-sdk", "/opt/android-ndk"]
+VARIABLES = ["HOME", "ANDROID_NDK_HOME", "ANDROID_NDK_ROOT", "ANDROID_NDK"]
+VARIABLES += ["ANDROID_NDK_LATEST_HOME", "ANDROID_HOME", "ANDROID_SDK_ROOT"]
 SDK_NDKS = "home/Android/Sdk/ndk/"
 
 

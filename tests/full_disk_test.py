@@ -99,7 +99,7 @@ class Squeeze(Sweep):
             if message != "":
                 self.fail(how, f"says {message}")
             return
-        begin, end = (re.escape(text) for text in not_done(INCOMPLETE_COPY.format("FILE")).split("FILE"))
+        begin, end = map(re.escape, not_done(INCOMPLETE_COPY).split("{}"))
         found = re.fullmatch(f"{begin}(.*){end}", message)
         named = os.path.relpath(found[1], self.world.dir) if found else None
         if done.returncode != 1 or named not in [*TEMPLATES, MANIFEST]:

@@ -190,7 +190,7 @@ class ConcurrentRuns(LockTest):
     def assert_done_or_stopped(self, world, command, process):
         code, out, err = self.end_of(world, process)
         told = f"{command}, exit code {code}\n{out}{err}"
-        begin, end = (re.escape(text) for text in not_done(LOCKED.format("HOLDER")).split("HOLDER"))
+        begin, end = map(re.escape, not_done(LOCKED).split("{}"))
         if re.fullmatch(rf"{begin}(process \d+|{LEFT_BEHIND}){end}", err):
             self.assertEqual(code, 1, told)
         elif command == "install":

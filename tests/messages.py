@@ -163,8 +163,21 @@ def cannot_read_installation(file="WORLD/installation.toml", why="No such file o
 # --- What install and undo tell ---
 
 
+class Told:
+    """What a command tells, in lines and as JSON."""
+
+    failed = ""  # why
+
+    @property
+    def code(self):
+        return 1 if self.failed else 0
+
+    def err(self):
+        return not_done(self.failed) if self.failed else ""
+
+
 @dataclasses.dataclass
-class Install:
+class Install(Told):
     """What `install` tells; the defaults tell a whole installation in the small tree."""
 
     ndk: str = NDK  # "" where none is found
@@ -175,7 +188,6 @@ class Install:
     # Of each file the number of placeholders, or "missing" or "failed".
     files: dict = dataclasses.field(default_factory=lambda: dict(zip(TEMPLATES, [2, 2, 1, 1])))
     enabled: bool = True
-    runs: bool = True  # the script
     printed: str = None
     status: int = 0
     diffs: list = None  # of a dry run
@@ -183,12 +195,8 @@ class Install:
     failed: str = ""  # why
     outcome: str = "failed"  # in that case
 
-    @property
-    def code(self):
-        return 1 if self.failed else 0
-
     def _ran(self):
-        return self.enabled and self.runs and self.files != {} and self.diffs is None
+        return self.enabled and self.files != {} and self.diffs is None
 
     def _printed(self):
         return f"ran with {self.ndk} --force\n" if self.printed is None else self.printed
@@ -214,7 +222,7 @@ class Install:
             what = f"{self.component} (version {self.version}, package number 42)"
             lines.append(f"component: {what}")
         lines += [self._file_line(file, found) for file, found in self.files.items()]
-        if self.enabled and self.runs and self.files:
+        if self.enabled and self.files:
             lines.append(f"{'script' if self.diffs is None else 'would run'}: {command(self.ndk)}")
         return "".join(line + "\n" for line in lines)
 
@@ -231,9 +239,6 @@ class Install:
             script = "".join(f"script printed: {line}\n" for line in lines)
             script += f"script exit status: {self.status}\n" if self.status else ""
         return self.steps() + script + "".join(self.diffs or []) + self.result()
-
-    def err(self):
-        return f"{NOT_DONE}{self.failed}\n" if self.failed else ""
 
     def json(self):
         done = "integrated" if self.enabled else "disabled"
@@ -291,7 +296,7 @@ def not_selected(patterns="-ndk-", **how):
 
 
 @dataclasses.dataclass
-class Undo:
+class Undo(Told):
     """What `undo` tells; the defaults tell that every file is put back."""
 
     # Of each file "restored", "original" or "gone".
@@ -305,10 +310,6 @@ class Undo:
         "gone": "not put back, its directory is gone (its original stays kept)",
     }
 
-    @property
-    def code(self):
-        return 1 if self.failed else 0
-
     def _message(self):
         return self.failed or (NOTHING_RECORDED if self.outcome == "nothing-to-undo" else UNDONE)
 
@@ -320,9 +321,6 @@ class Undo:
         told = sorted(self.files.items())
         lines = [f"{self.LINES[result]}: WORLD/{file}\n" for file, result in told]
         return "".join(lines) + self.result()
-
-    def err(self):
-        return f"{NOT_DONE}{self.failed}\n" if self.failed else ""
 
     def json(self):
         return {

@@ -79,7 +79,7 @@ class DamagedManifest(EndToEndTest):
             with self.subTest(text):
                 world = self.installed_world()
                 world.write(MANIFEST, text)
-                begin, end = map(re.escape, BAD_MANIFEST.format("WHY").split("WHY"))
+                begin, end = map(re.escape, BAD_MANIFEST.split("{}"))
                 for outcome in [world.install(), world.install("--dry-run"), world.undo()]:
                     self.assertRegex(outcome.err, rf"\A{NOT_DONE}{begin}[^\n]+{end}\n\Z")
                     self.assertEqual((outcome.code, outcome.changes, outcome.kept), (1, {}, {}))

@@ -334,7 +334,10 @@ class Outcome:
 
     def json(self):
         """The object that it told, in one line; None when it did not."""
-        return json.loads(self.out) if self.out.count("\n") == 1 else None
+        try:
+            return json.loads(self.out) if self.out.count("\n") == 1 else None
+        except ValueError:
+            return None
 
     def readable(self):
         """The same, with an object that takes one line of its own shown in many."""
@@ -345,7 +348,7 @@ class Outcome:
 
 
 def pretty(value):
-    return json.dumps(value, indent=1, ensure_ascii=False) + "\n"
+    return json.dumps(value, indent=1, ensure_ascii=False, sort_keys=True) + "\n"
 
 
 def example_world(name="world"):
