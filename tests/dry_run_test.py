@@ -10,7 +10,8 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    NOT_DONE, NOT_ORDINARY, NO_PACKAGE, SCRIPT_MISSING, TEMPLATE_MISSING, Install, disabled, edited,
+    DRY, NOT_DONE, NOT_ORDINARY, NO_PACKAGE, SCRIPT_MISSING, TEMPLATE_MISSING, Install, disabled,
+    edited,
     log_of_install, no_ndk, not_selected, refused, with_files,
 )
 from world import (
@@ -224,7 +225,7 @@ class Diff(EndToEndTest):
         toml = world.path("installation.toml")
         dry = world.start("install", toml, "--dry-run", "-q", *options)
         self.assertEqual((dry.returncode, dry.stderr), (0, b""))
-        diff = dry.stdout[dry.stdout.index(b"--- ") :].partition(b"dry run, ")[0]
+        diff = dry.stdout[dry.stdout.index(b"--- ") :].partition(DRY.encode())[0]
         patch = ["patch", "--batch", "-p1", "-d", "/"]
         done = subprocess.run(patch, input=diff, capture_output=True, check=False)
         self.assertEqual(done.returncode, 0, done)

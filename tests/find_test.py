@@ -32,38 +32,28 @@ class Search(VerdictTest):
         return self.untouched(tree, *trees)
 
     def test_order(self):
-        world = self.three({"file": ""}, ndk("11", name="bundle"))
-        searches = {
-            "stops at the first good one": (
-                ["half", "gone", "good", "older", "half"], [HALF, GONE, GOOD]
-            ),
-            "all": (
-                ["half", "older", "gone", "good", "half"], [HALF, OLDER, GONE, GOOD, HALF], "--all"
-            ),
-            "none good": (
-                ["half", "file", "gone"], [HALF, not_a_directory("WORLD/file"), GONE]
-            ),
-            "all, none good": (
-                ["half", "file", "gone"], [HALF, not_a_directory("WORLD/file"), GONE], "--all"
-            ),
-            "twice": (["half", "half", "good", "good"], [HALF, HALF, GOOD]),
-            "all, twice": (["half", "half", "good", "good"], [HALF, HALF, GOOD, GOOD], "--all"),
-        }
-        for name, (names, verdicts, *options) in searches.items():
-            with self.subTest(name):
-                self.assert_find(world, verdicts, "--search", world.list(*names), *options)
-
-    def test_repeated(self):
-        world = self.three()
-        search = ["--search", world.list("half", "gone"), "--search", world.path("older")]
-        search += ["--search", world.path("good")]
-        self.assert_find(world, [HALF, GONE, OLDER], *search)
-        self.assert_find(world, [HALF, GONE, OLDER, GOOD], *search, "--all")
-
-    def test_empty_entries(self):
-        world = self.three()
-        search = [f"--search=;;{world.list('half')};;{world.list('good')};"]
-        self.assert_find(world, [HALF, GOOD], *search, "--search", "", "--search", ";")
+        world = self.three({"file": ""})
+        in_vain = [HALF, not_a_directory("WORLD/file"), GONE]
+        repeated = ["--search", world.list("half", "gone"), "--search", world.path("older")]
+        repeated += ["--search", world.path("good")]
+        empty = [f"--search=;;{world.list('half')};;{world.list('good')};", "--search", ""]
+        first_good = world.list("half", "gone", "good", "older", "half")
+        every = world.list("half", "older", "gone", "good", "half")
+        none_good = world.list("half", "file", "gone")
+        twice = world.list("half", "half", "good", "good")
+        for options, verdicts in [
+            (["--search", first_good], [HALF, GONE, GOOD]),
+            (["--search", every, "--all"], [HALF, OLDER, GONE, GOOD, HALF]),
+            (["--search", none_good], in_vain),
+            (["--search", none_good, "--all"], in_vain),
+            (["--search", twice], [HALF, HALF, GOOD]),
+            (["--search", twice, "--all"], [HALF, HALF, GOOD, GOOD]),
+            (repeated, [HALF, GONE, OLDER]),
+            ([*repeated, "--all"], [HALF, GONE, OLDER, GOOD]),
+            ([*empty, "--search", ";"], [HALF, GOOD]),
+        ]:
+            with self.subTest(options):
+                self.assert_find(world, verdicts, *options)
 
     def test_as_given(self):
         world = self.three()
@@ -117,22 +107,19 @@ class Search(VerdictTest):
 
     def test_supported(self):
         world = self.three(ndk("11", name="bundle"))
-        search = ["--search", world.list("good", "bundle", "half", "older", "good")]
-        search += ["--supported", "r10e;r11c"]
-        others = unsupported("r10e, r11c", path="WORLD/good")
-        verdicts = [others, update_unknown(path="WORLD/bundle"), HALF, OLDER]
-        self.assert_find(world, verdicts, *search)
-        self.assert_find(world, [*verdicts, others], *search, "--all")
-
-    def test_none_supported(self):
-        world = self.three()
-        search = ["--search", world.list("good", "older"), "--supported", "r10d;r10e"]
-        verdicts = [
-            unsupported("r10d, r10e", path="WORLD/good"),
-            unsupported("r10d, r10e", "r11c", "11.2.2725575", "WORLD/older"),
-        ]
-        self.assert_find(world, verdicts, *search)
-        self.assert_find(world, verdicts, *search, "--all")
+        some = ["--search", world.list("good", "bundle", "half", "older", "good")]
+        some += ["--supported", "r10e;r11c"]
+        other = unsupported("r10e, r11c", path="WORLD/good")
+        verdicts = [other, update_unknown(path="WORLD/bundle"), HALF, OLDER]
+        none = ["--search", world.list("good", "older"), "--supported", "r10d;r10e"]
+        older = unsupported("r10d, r10e", "r11c", "11.2.2725575", "WORLD/older")
+        for options, expected in [
+            (some, verdicts),
+            ([*some, "--all"], [*verdicts, other]),
+            (none, [unsupported("r10d, r10e", path="WORLD/good"), older]),
+            ([*none, "--all"], [unsupported("r10d, r10e", path="WORLD/good"), older]),
+        ]:
+            self.assert_find(world, expected, *options)
 
     def test_examples(self):
         world = self.untouched()
@@ -457,7 +444,7 @@ class CommonOptions(VerdictTest):
         world = self.untouched(ndk(), {"empty/": ""})
         empty = no_launcher("WORLD/empty")
         search = ["--search", world.list("empty", "ndk")]
-        in_vain = said("WORLD/gone: no such directory") + not_found(1)
+        in_vain = said(f"WORLD/gone: {GONE.message}") + not_found(1)
         self.assert_runs(world, [
             (["check", world.path("ndk"), "-q"], 0),
             (["check", world.path("empty"), "-q"], 1, empty.line),

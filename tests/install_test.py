@@ -166,9 +166,7 @@ class NdkPreset(EndToEndTest):
         self.assert_installs(self.world({**tree, "ndk/ndk-build.cmd": ""}))
 
     def test_search_path_ignored(self):
-        self.assert_installs(
-            self.small_world(with_ndk(NDK_DEFAULT_SEARCH_PATH_LINUX='"other"'))
-        )
+        self.assert_installs(self.small_world(with_ndk(NDK_DEFAULT_SEARCH_PATH_LINUX='"other"')))
 
     def test_bad(self):
         tree = small_tree(with_ndk())

@@ -7,7 +7,7 @@ import tempfile
 import unittest
 
 from end_to_end import EndToEndTest
-from messages import cannot_load
+from messages import Install, cannot_load
 from plugins import CXX
 from world import LIBRARY, example_world
 
@@ -77,8 +77,8 @@ class InstalledTree(EndToEndTest):
             with self.subTest(prefix):
                 world, outcome = self.install_example(prefix)
                 self.assertEqual((outcome.code, outcome.err), (0, ""))
-                done = "done: the compiler is integrated into WORLD/ndk/android-ndk-r11c"
-                self.assertEqual(outcome.out.splitlines()[-1], done)
+                done = Install(ndk="WORLD/ndk/android-ndk-r11c").result()
+                self.assertEqual(outcome.out.splitlines(True)[-1], done)
                 compiler = "WORLD/package/compiler/compilers_and_libraries_2005.3.42/linux"
                 definition = "ndk/android-ndk-r11c/toolchains/x86_64-nox5.0.3.42/setup.mk"
                 self.assertIn(f"\n{compiler}\n", world.read(definition))

@@ -6,6 +6,7 @@ import hashlib
 from world import ANDROID, KEPT_ORIGINALS, LOCK, MANIFEST, ORIGINALS, STORE, TEMPLATES
 
 NOT_DONE = "ndk-integrate: not done: "
+DRY = "dry run, nothing is changed; after an installation"
 NDK = "WORLD/ndk"
 
 
@@ -229,8 +230,7 @@ class Install(Told):
     def result(self):
         if self.failed:
             return ""
-        dry = "dry run, nothing is changed; after an installation"
-        return f"{'done' if self.diffs is None else dry}: {self._result()}\n"
+        return f"{'done' if self.diffs is None else DRY}: {self._result()}\n"
 
     def out(self):
         script = ""

@@ -112,9 +112,7 @@ class NotOrdinary(EndToEndTest):
             os.rename(world.path(name), world.path(name) + ".real")
             world.write(name, f"-> {os.path.basename(name)}.real")
         self.assertEqual(world.install().code, 0)
-        self.assertEqual(
-            {file: "644 " + world.read(file) for file in TEMPLATES}, filled()
-        )
+        self.assertEqual({file: "644 " + world.read(file) for file in TEMPLATES}, filled())
         self.assertEqual(world.undo().code, 0)
         self.assertEqual({file: world.read(file) for file in TEMPLATES}, ORIGINALS)
 

@@ -97,9 +97,7 @@ class NdkOption(EndToEndTest):
     def test_from_another_directory(self):
         world = self.fresh_world()
         report = Install(**{**OTHER, "ndk": "WORLD/ndk/../other ndk"})
-        self.assert_installs(
-            world, "--ndk", "../other ndk", report=report, cwd=world.path("ndk")
-        )
+        self.assert_installs(world, "--ndk", "../other ndk", report=report, cwd=world.path("ndk"))
 
     def test_absolute_and_stronger_than_the_file(self):
         for changed in [{}, {"NDK_PATH": '"ndk"'}]:

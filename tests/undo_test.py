@@ -132,9 +132,7 @@ class MissingFiles(UndoTest):
         world = self.small_world(**{VARS_SH: (0o750, ORIGINALS[VARS_SH])})
         world.install()
         os.remove(world.path(VARS_SH))
-        self.assert_undone(
-            world, changed={**restored(), VARS_SH: f"750 {ORIGINALS[VARS_SH]}"}
-        )
+        self.assert_undone(world, changed={**restored(), VARS_SH: f"750 {ORIGINALS[VARS_SH]}"})
 
     def test_directory(self):
         # What is in it stays kept, for a directory that comes back, as a disk does.
