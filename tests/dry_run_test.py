@@ -11,8 +11,7 @@ import unittest
 from end_to_end import EndToEndTest
 from messages import (
     DRY, NOT_DONE, NOT_ORDINARY, NO_PACKAGE, SCRIPT_MISSING, TEMPLATE_MISSING, Install, disabled,
-    edited,
-    log_of_install, no_ndk, not_selected, refused, with_files,
+    edited, log_of_install, no_ndk, not_selected, refused, with_files,
 )
 from world import (
     CC, DISABLED, LINUX, NO_LEAK_SEARCH, ORIGINALS, SCRIPT, TEMPLATES, VARS_CSH, VARS_SH, filled,

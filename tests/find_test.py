@@ -12,9 +12,9 @@ from messages import (
 )
 from plugins import fake_plugin, throwing_plugin
 from verdicts import (
-    NEVER, VerdictTest, found_json, found_lines, json_line, missing, ndk,
-    no_launcher, no_source_properties, not_a_directory, not_found, not_writable, ok, pre_r11,
-    unknown_revision, unreadable, unsupported, update_unknown,
+    NEVER, VerdictTest, found_json, found_lines, json_line, missing, ndk, no_launcher,
+    no_source_properties, not_a_directory, not_found, not_writable, ok, pre_r11, unknown_revision,
+    unreadable, unsupported, update_unknown,
 )
 from world import AS_NOBODY, EXAMPLES, NO_LEAK_SEARCH, PIPE
 

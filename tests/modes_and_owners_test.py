@@ -104,7 +104,9 @@ class OrdinaryUser(EndToEndTest):
     def test_install_and_undo(self):
         world = self.small_world()
         user = {"unprivileged": True}
-        self.assertEqual(world.install("--dry-run", **user).changes, {})
+        dry = world.install("--dry-run", **user)
+        self.assertEqual((dry.code, dry.err, dry.changes, dry.kept), (0, "", {}, {}), dry)
+        self.assertTrue(dry.out.endswith(Install(diffs=[]).result()), dry)
         self.assert_installs(world, **user)
         self.assert_installs(world, changed={}, **user)
         self.assert_told(Undo(), world.undo(**user), changed=restored())

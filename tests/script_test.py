@@ -7,8 +7,8 @@ import unittest
 from end_to_end import EndToEndTest
 from messages import SHELL_SURPRISE, Install, disabled, log_of_install, refused, script_failed
 from world import (
-    ANDROID, DISABLED, LINUX, SCRIPT, SETUP_32, SETUP_64, VARS_SH, filled, installation,
-    script, small_tree, without,
+    ANDROID, DISABLED, LINUX, SCRIPT, SETUP_32, SETUP_64, VARS_SH, filled, installation, script,
+    small_tree, without,
 )
 
 SHELL_SURPRISES = {
