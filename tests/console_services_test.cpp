@@ -16,11 +16,11 @@
 
 #include "console_host/base/durable_file.h"
 #include "console_host/base/errors.h"
-#include "console_host/package/installation_file.h"
 #include "console_host/base/escaping.h"
 #include "console_host/base/paths.h"
-#include "console_host/package/integration.h"
+#include "console_host/package/installation_file.h"
 #include "console_host/services/log.h"
+#include "console_host/services/service_observer.h"
 #include "console_host/services/session.h"
 #include "host/host.h"
 #include "tests/temporary_directory.h"
@@ -474,17 +474,6 @@ TEST(GetCommandOutput, MissingCommand) {
   EXPECT_TRUE(holds(output, "./there-is-no-such-command")) << output;
 }
 
-TEST(GetCommandOutput, StatusKeptForTheReport) {
-  const TemporaryDirectory compiler;
-  Store store(compiler.path());
-  const Integration integration(Integration::Mode::kCommit, store, compiler.path() + "/staged");
-  EXPECT_EQ(get_command_output("echo failing; exit 7", nullptr, true, ""), "failing\n");
-  ASSERT_TRUE(integration.script());
-  EXPECT_EQ(integration.script()->command, "echo failing; exit 7");
-  EXPECT_EQ(integration.script()->exit_status, 7);
-  EXPECT_EQ(integration.script()->output, "failing\n");
-}
-
 TEST(GetCommandOutput, ArgumentsWithoutMeaning) {
   EXPECT_EQ(get_command_output("exit 7", nullptr, true, ""), "");
   EXPECT_EQ(get_command_output("cat; echo text", nullptr, false, "anything"), "text\n");
@@ -679,99 +668,83 @@ TEST(Components, CompilerIsTheOneAskedForItsSubdir) {
   Installation installation;
   installation.components = {{"a", "", "", "", true, true}, {"b", "", "", "", true, true}};
   Session session(installation);
-  EXPECT_EQ(session.compiler(), nullptr);
+  EXPECT_EQ(session.compiler_info(), nullptr);
   Component* const second = session.handle()->tsd.components()[1];
   second->getSelected();
   second->installCondition();
-  EXPECT_EQ(session.compiler(), nullptr);
+  EXPECT_EQ(session.compiler_info(), nullptr);
   second->subdir();
-  EXPECT_EQ(session.compiler(), second);
+  EXPECT_EQ(session.compiler_info()->id, "b");
 }
 
-// --- what the services report about an integration ---
+// --- What the services tell their observer ---
 
-// The files of an integration as "path, placeholders, result" texts.
-Texts files_of(const Integration& integration) {
-  const std::map<PatchedFile::Result, std::string> names = {
-      {PatchedFile::Result::kPatched, "patched"},
-      {PatchedFile::Result::kMissing, "missing"},
-      {PatchedFile::Result::kFailed, "failed"}};
-  Texts texts;
-  for (const PatchedFile& file : integration.files()) {
-    texts.push_back(file.path + ", " + std::to_string(file.placeholders) + ", " +
-                    names.at(file.result));
+// Notes what it is told, one text each, and answers as it is set to.
+class RecordingObserver : public ServiceObserver {
+ public:
+  std::string path_asked(const std::string& path) override { return note("path " + path); }
+  void replaced(const std::string& line, const std::string& from, std::size_t count,
+                const std::string& result) override {
+    note("replaced " + std::to_string(count) + " " + from + " in " + line + ": " + result);
   }
-  return texts;
-}
-
-// An installed compiler, and one integration into it.
-class IntegrationTest : public testing::Test {
- protected:
-  explicit IntegrationTest(Integration::Mode mode = Integration::Mode::kDryRun)
-      : integration(mode, store, staging.path()) {}
-
-  // What the plug-in does to a file in one pass: `patched` comes from `from` in the line `line`.
-  void patch(const std::string& file, const std::string& line, const std::string& from,
-             const std::string& to) {
-    const std::string staged = path(file);
-    staging.write(staged.substr(staging.path().size()) + ".tmp",
-                  replaceAllSubstrings(line, from, to) + "\n\n");
-    file_move(staged + ".tmp", staged);
+  void moved(const std::string& to, bool done) override {
+    note((done ? "moved " : "not moved ") + to.substr(to.rfind('/')));
   }
+  void open_failed() override { note("open failed"); }
+  bool may_run(const std::string& command) override {
+    note("may run " + command);
+    return runs;
+  }
+  void ran(const std::string& command, const ProcessResult& result) override {
+    note("ran " + command + ": " + std::to_string(result.exit_status) + " " + result.output);
+  }
+  std::string log_line(std::string line) const override { return "real " + line; }
 
-  TemporaryDirectory compiler;
-  TemporaryDirectory staging;
-  Store store{compiler.path()};
-  Integration integration;
+  bool runs = true;
+  Texts told;
+
+ private:
+  std::string note(const std::string& text) {
+    told.push_back(text);
+    return text;
+  }
 };
 
-TEST_F(IntegrationTest, StagedCopyStandsForTheFile) {
-  compiler.write("/setup.mk", "old");
-  const std::string staged = path(compiler.path() + "//setup.mk");
-  EXPECT_EQ(staged, staging.path() + "/0");
-  EXPECT_EQ(staging.read("/0"), "old");
-  EXPECT_EQ(path(compiler.path() + "/setup.mk"), staged);
+TEST(ObservedServices, EachTellsWhatItIsAsked) {
+  const TemporaryDirectory dir;
+  dir.write("/from", "");
+  RecordingObserver observer;
+  const ObservedServices observed(observer);
+  EXPECT_EQ(path("//a//"), "path /a");
+  EXPECT_EQ(replaceAllSubstrings("XXZ", "X", "y"), "yyZ");
+  file_move(dir.path() + "/from", dir.path() + "/to");
+  logged([&] { file_move(dir.path() + "/from", dir.path() + "/to"); });
+  EXPECT_EQ(logged([] { error("cannot open %s", "it"); }), "real ERROR: cannot open it\n");
+  EXPECT_EQ(get_command_output("echo failing; exit 7", nullptr, true, ""), "failing\n");
+  EXPECT_EQ(observer.told, (Texts{"path /a", "replaced 2 X in XXZ: yyZ", "moved /to",
+                                  "not moved /to", "open failed", "may run echo failing; exit 7",
+                                  "ran echo failing; exit 7: 7 failing\n"}));
 }
 
-TEST_F(IntegrationTest, OtherPathsAsAlways) {
-  compiler.write("/dir/file", "text");
-  EXPECT_EQ(path(compiler.path() + "/dir/"), compiler.path() + "/dir");
-  EXPECT_EQ(path(compiler.path() + "/missing"), compiler.path() + "/missing");
-  EXPECT_EQ(path("/etc/hosts"), "/etc/hosts");
-  EXPECT_EQ(path(""), "");
+TEST(ObservedServices, CommandThatMustNotRun) {
+  const TemporaryDirectory dir;
+  RecordingObserver observer;
+  observer.runs = false;
+  const ObservedServices observed(observer);
+  EXPECT_EQ(get_command_output("touch " + dir.path() + "/ran", nullptr, true, ""), "");
+  EXPECT_FALSE(fs::exists(dir.path() + "/ran"));
 }
 
-TEST_F(IntegrationTest, TwoPassesOverOneFile) {
-  const std::string file = compiler.path() + "/setup.mk";
-  compiler.write("/setup.mk", "XXZ\n");
-  patch(file, "XXZ", "X", "y");
-  staging.write("/0.tmp", replaceAllSubstrings("yyZ", "Z", "y") + "\n\n\n");
-  file_move(path(file) + ".tmp", path(file));
-  integration.finish();
-  EXPECT_EQ(files_of(integration), Texts{file + ", 2, patched"});
-  EXPECT_EQ(compiler.read("/setup.mk"), "XXZ\n");
+TEST(ObservedServices, OneAtATime) {
+  RecordingObserver first;
+  RecordingObserver second;
+  EXPECT_EQ(service_observer(), nullptr);
+  {
+    const ObservedServices observed(first);
+    EXPECT_THROW(ObservedServices{second}, std::logic_error);
+    EXPECT_EQ(service_observer(), &first);
+  }
+  EXPECT_EQ(service_observer(), nullptr);
 }
-
-TEST_F(IntegrationTest, CopyCutShort) {
-  compiler.write("/setup.mk", "X\nsecond\n");
-  patch(compiler.path() + "/setup.mk", "X", "X", "y");
-  EXPECT_THROW(integration.finish(), IncompleteCopy);
-}
-
-TEST_F(IntegrationTest, FileThatCannotBePatched) {
-  compiler.write("/there", "text");
-  const std::string log = logged([&] {
-    path(compiler.path() + "/missing");
-    error("cannot open input stream");
-    path(compiler.path() + "/there");
-    error("cannot open output stream");
-  });
-  EXPECT_EQ(files_of(integration), (Texts{compiler.path() + "/missing, 0, missing",
-                                          compiler.path() + "/there, 0, failed"}));
-}
-
-TEST_F(IntegrationTest, OneAtATime) { EXPECT_EQ(service_observer(), &integration); }
-
-TEST(Integration, NoneUnderWay) { EXPECT_EQ(service_observer(), nullptr); }
 
 }  // namespace

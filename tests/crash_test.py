@@ -20,7 +20,7 @@ import unittest
 
 from sweep import Case, QuickWorld, Sweep, SweepTest, outside_store, say
 from world import (
-    CC, LOCK, MANIFEST, NO_LEAK_SEARCH, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH,
+    CC, MANIFEST, NO_LEAK_SEARCH, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH,
     text_of,
 )
 
@@ -137,9 +137,10 @@ def kill_at(world, command, call):
     done = world.command(command, before=strace, env=NO_LEAK_SEARCH)
     if done.returncode != -9:
         raise AssertionError(f"not killed at {call}: {done}")
-    if os.path.exists(world.path(LOCK)):
-        with open(world.path(LOCK), "rb") as lock:
-            fcntl.flock(lock, fcntl.LOCK_EX)
+    if os.path.exists(world.path(STORE)):
+        lock = os.open(world.path(STORE), os.O_RDONLY)
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        os.close(lock)
 
 
 def cut_short(world, tree, last):
@@ -148,7 +149,7 @@ def cut_short(world, tree, last):
     if last is None or last.name not in ("write", "writev") or last.written() < 2:
         return None
     name = os.path.relpath(last.file(), world.dir)
-    if name == LOCK or name not in tree:
+    if name not in tree:
         return None
     mode, data = tree[name]
     lost = (last.written() + 1) // 2

@@ -3,7 +3,7 @@
 import dataclasses
 import hashlib
 
-from world import ANDROID, KEPT_ORIGINALS, LOCK, MANIFEST, ORIGINALS, STORE, TEMPLATES
+from world import ANDROID, KEPT_ORIGINALS, MANIFEST, ORIGINALS, STORE, TEMPLATES
 
 NOT_DONE = "ndk-integrate: not done: "
 DRY = "dry run, nothing is changed; after an installation"
@@ -24,11 +24,9 @@ def sha256(text):
 
 # --- The NDK and the component. A "{}" stands for the file, the directory or the like ---
 
-NO_NDK = "it is no NDK directory"
-NDK_NOT_WRITABLE = "it is an NDK, but you may not write there"
-NDK_NOT_SUPPORTED = "its release is not among NDK_SUPPORTED_VERSIONS"
+NDK_NOT_WRITABLE = "an NDK, but you may not write there: run as a user who may, or use a copy"
 NOTHING_ASKS = "no selected component asks for the NDK integration"
-NO_COMPILER = f"{NOTHING_ASKS}, so which compiler is meant cannot be told"
+NO_COMPILER = f"which compiler is meant cannot be told, because {NOTHING_ASKS}: {{}}"
 SHELL_SURPRISE = (
     "the name of the NDK directory {} holds a character that the shell would not leave alone "
     '(", $, `, \\ or a control character); make a link with a plain name to it (ln -s) and give '
@@ -36,20 +34,39 @@ SHELL_SURPRISE = (
 )
 
 
+NO_NDK_FOUND = "no NDK was found: {}"
+NONE_GOOD = (
+    "no NDK was found: none of the {} directories in NDK_DEFAULT_SEARCH_PATH_LINUX can be used"
+)
+
+
 def bad_ndk(why, ndk=NDK):
-    return f"NDK_PATH is {ndk}, but {why}; -v shows what was found there"
-
-
-def no_ndk_found(searched=NDK, supported="r11b;r11c"):
-    return (
-        f"no NDK was found: none of the directories in NDK_DEFAULT_SEARCH_PATH_LINUX ({searched}) "
-        f"is a writable NDK of a supported release ({supported}); -v shows what was found in each"
-    )
+    return f"NDK_PATH is {ndk}, which cannot be used: {why}"
 
 
 def nothing_selected(patterns="-ndk-"):
-    why = f"none has one of {patterns} in its id" if patterns else "NDK_COMPONENT_PATTERNS is empty"
-    return f"{NOTHING_ASKS}: {why}"
+    why = f"no component's id holds one of {patterns}"
+    return f"{NOTHING_ASKS}: {why if patterns else 'NDK_COMPONENT_PATTERNS names no pattern'}"
+
+
+MISLEADING = (
+    "NDK_INTEGRATION_ENABLED is '{}', which leaves the integration disabled: only 'yes', in small "
+    "letters and without blanks, enables it"
+)
+
+
+def judgement(path, status, reason, message):
+    """A directory that was judged, as JSON; where its release counts, that of the small tree."""
+    known = status != "nok"
+    return {
+        "schema": 1,
+        "path": path,
+        "status": status,
+        "reason": reason,
+        "release": "r11c" if known else None,
+        "revision": "11.2.2725575" if known else None,
+        "message": message,
+    }
 
 
 # --- The compiler package and what is kept of it ---
@@ -65,31 +82,32 @@ BAD_ROOT = (
 TEMPLATE_MISSING = (
     "the template WORLD/{} is missing: is the compiler package installed there whole?"
 )
-NOT_ORDINARY = "the template WORLD/{} is no ordinary file"
+NOT_ORDINARY = "the template WORLD/{} is not an ordinary file"
 ON_OTHER_FILE_SYSTEM = "the template WORLD/{} is on another file system than WORLD/package/cc"
 IS_LINK = (
-    "WORLD/{} is a link, which filling in the template would replace or write through; put an "
-    "ordinary file there or remove it"
+    "the template WORLD/{} is a link, which filling it in would replace or write through; put an "
+    "ordinary file there"
 )
+NOT_FILLED_IN = "the template WORLD/{} could not be filled in; -v shows more"
+NOT_WRITABLE = "you may not write in WORLD/{}"
 EDITED_JUST_NOW = "WORLD/{} was changed by someone else just now; it is left as it is"
 INCOMPLETE_COPY = "incomplete copy of {}: is the disk full?"
 SCRIPT_MISSING = (
     f"the integration script ./ndk_integration.sh is missing or not executable in WORLD/{ANDROID}"
 )
-STORE_NOT_A_DIRECTORY = f"WORLD/{STORE} is no directory; ndk-integrate keeps originals there"
+STORE_NOT_A_DIRECTORY = f"WORLD/{STORE} is not a directory; ndk-integrate keeps originals there"
 MANIFEST_MISSING = (
     f"WORLD/{MANIFEST} is missing, which says whose originals are in WORLD/{KEPT_ORIGINALS}; "
     "put it back, or remove that directory to give the originals up"
 )
 BAD_MANIFEST = f"cannot use WORLD/{MANIFEST}: {{}}; the originals are in WORLD/{KEPT_ORIGINALS}"
 NEWER_MANIFEST = BAD_MANIFEST.format("it was written by a newer ndk-integrate")
-MANIFEST_NOT_ORDINARY = BAD_MANIFEST.format("it is no ordinary file")
+MANIFEST_NOT_ORDINARY = BAD_MANIFEST.format("it is not an ordinary file")
 BAD_ENTRY = BAD_MANIFEST.format("the entry of '{}' is damaged")
-NOTHING_RECORDED = "no installation is recorded in WORLD/package/cc"
+NOTHING_RECORDED = f"no installation of 5.0.3.42 is recorded in WORLD/{STORE}"
 UNDONE = "what the integration script did inside the NDK is the compiler package's to undo"
-LEFT_BEHIND = "a process that the integration script left behind"
 LOCKED = (
-    f"another ndk-integrate is at work on this compiler ({{}} holds WORLD/{LOCK}); "
+    f"another ndk-integrate is at work on this compiler ({{}} holds WORLD/{STORE}); "
     "wait until it is done"
 )
 
@@ -133,16 +151,16 @@ LOG_NOT_WHOLE = said("warning: the log file /dev/full could not be written whole
 NOT_FOUND = "cannot open shared object file: No such file or directory"
 
 
-def misunderstood(what):
-    return f"{what}\nRun with --help for more information.\n"
+def misunderstood(what, command=""):
+    return said(f"{what}; see ndk-integrate {command}{' ' if command else ''}--help")
 
 
-def not_expected(argument):
-    return misunderstood(f"The following argument was not expected: {argument}")
+def not_expected(argument, command=""):
+    return misunderstood(f"The following argument was not expected: {argument}", command)
 
 
-def value_missing(option):
-    return misunderstood(f"{option}: 1 required TEXT missing")
+def value_missing(option, command=""):
+    return misunderstood(f"{option}: 1 required TEXT missing", command)
 
 
 def cannot_open_log(file, why="No such file or directory"):
@@ -195,6 +213,21 @@ class Install(Told):
     changed: bool = True
     failed: str = ""  # why
     outcome: str = "failed"  # in that case
+    nothing_to_do: bool = False  # in that case
+    problem: bool = False  # whether that stood against the installation before it began
+    candidates: tuple = ()
+    warnings: tuple = ()
+    dry: bool = False
+
+    @property
+    def code(self):
+        return 4 if self.nothing_to_do else super().code
+
+    def err(self):
+        """What stands on standard error; candidates are told only where there are several."""
+        warnings = "".join(said(f"warning: {warning}") for warning in self.warnings)
+        end = said(f"nothing to do here: {self.failed}") if self.nothing_to_do else super().err()
+        return warnings + end
 
     def _ran(self):
         return self.enabled and self.files != {} and self.diffs is None
@@ -238,22 +271,30 @@ class Install(Told):
             lines = self._printed().splitlines()
             script = "".join(f"script printed: {line}\n" for line in lines)
             script += f"script exit status: {self.status}\n" if self.status else ""
-        return self.steps() + script + "".join(self.diffs or []) + self.result()
+        diffs = "" if self.failed else "".join(self.diffs or [])
+        return self.steps() + script + diffs + self.result()
 
     def json(self):
         done = "integrated" if self.enabled else "disabled"
-        script = {
-            "command": command(self.ndk), "exit_status": self.status, "output": self._printed()
+        dry = self.dry or self.diffs is not None
+        ran = {
+            "command": command(self.ndk),
+            "exit_status": None if dry else self.status,
+            "output": "" if dry else self._printed(),
         }
         return {
             "schema": 1,
             "outcome": self.outcome if self.failed else done,
-            "changed": self.changed and self.diffs is None,
+            "dry_run": dry,
+            "changed": self.changed,
             "ndk": self.ndk or None,
             "release": self.release if self.ndk else None,
             "component": self.component or None,
+            "candidates": list(self.candidates),
             "files": self._json_of_files(),
-            "script": script if self._ran() else None,
+            "script": ran if self.enabled and self.files != {} else None,
+            "problems": [self.failed] if self.problem else [],
+            "warnings": list(self.warnings),
             "message": self.failed or self._result(),
         }
 
@@ -286,20 +327,26 @@ def refused(message, **how):
     return Install(**{"failed": message, "changed": False, "files": {}, **how})
 
 
-def no_ndk(message=None, **how):
-    message = message or no_ndk_found()
+def stands_against(message, **how):
+    """A problem, which ends an installation before it works on a file."""
+    return refused(message, problem=True, **how)
+
+
+def no_ndk(message, **how):
     return refused(message, **{"ndk": "", "component": "", "outcome": "no-ndk", **how})
 
 
 def not_selected(patterns="-ndk-", **how):
-    return refused(nothing_selected(patterns), component="", outcome="not-selected", **how)
+    message = nothing_selected(patterns)
+    how = {"component": "", "outcome": "not-selected", "nothing_to_do": True, **how}
+    return refused(message, **how)
 
 
 @dataclasses.dataclass
 class Undo(Told):
     """What `undo` tells; the defaults tell that every file is put back."""
 
-    # Of each file "restored", "original" or "gone".
+    # Of each file "restored", "original", "gone" or "shared".
     files: dict = dataclasses.field(default_factory=lambda: dict.fromkeys(TEMPLATES, "restored"))
     failed: str = ""  # why
     outcome: str = "undone"
@@ -326,6 +373,7 @@ class Undo(Told):
         return {
             "schema": 1,
             "outcome": "failed" if self.failed else self.outcome,
+            "dry_run": False,
             "changed": "restored" in self.files.values(),
             "files": [
                 {"path": f"WORLD/{file}", "result": self.files[file]} for file in sorted(self.files)

@@ -26,6 +26,9 @@ FAKE_PLUGIN = {
     "unintegrate_ndk": 'extern "C" int unintegrate_ndk(session_t*) { return 0; }',
     "get_version": "ndk_version_t get_version(const std::string&) { return {}; }",
     "ndk_version_string": "std::string ndk_version_string(ndk_version_t) { return {}; }",
+    "get_toolchains_path": "std::string get_toolchains_path(session_t*) { return {}; }",
+    "get_compiler_path": "std::string get_compiler_path(session_t*) { return {}; }",
+    "get_compiler_full_version": "std::string get_compiler_full_version(session_t*) { return {}; }",
 }
 
 # Throws what the variable THROWN says; with "place", the name of the directory it was loaded from.

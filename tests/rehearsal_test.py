@@ -1,19 +1,19 @@
 """ndk-integrate install knows before it touches, end to end: all problems are named, nothing is
 changed, no script runs. And what it warns of."""
 
+import json
 import os
 import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    NOTHING_ASKS, Install, not_done, said, is_link, not_ordinary, template_missing, SCRIPT_MISSING,
-    edited,
+    IS_LINK, MISLEADING, NONE_GOOD, NOTHING_ASKS, NOT_FILLED_IN, NOT_ORDINARY, NOT_WRITABLE,
+    SCRIPT_MISSING, TEMPLATE_MISSING, edited, not_done, refused, said,
 )
 from plugins import SELECT_FIRST_COMPONENT, fake_plugin
 from world import (
-    ANDROID, CC, COMPONENT, DISABLED, KEPT, LINUX, NDK_PROPERTIES, ORIGINALS, OTHER_NDK, SCRIPT,
-    SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, filled, installation, small_tree,
-    without,
+    ANDROID, COMPONENT, DISABLED, LINUX, MANIFEST, ORIGINALS, OTHER_NDK, SCRIPT, SETUP_32, SETUP_64,
+    STORE, TEMPLATES, VARS_CSH, VARS_SH, installation, small_tree, without,
 )
 
 OPTIONAL = "--optional"
@@ -29,7 +29,7 @@ class Problems(EndToEndTest):
     def assert_problems(self, world, *texts, options=(), **how):
         """All of them are named, for people and for programs, and nothing is changed."""
         told = world.install(*options, **how)
-        steps = Install().steps_before_templates()
+        steps = refused("").steps()
         self.assert_outcome(told, 1, steps, problems(*texts), kept=True)
         found = world.install("--json", *options, **how)
         self.assert_outcome(found, 1, found.out, kept=True)
@@ -41,7 +41,7 @@ class Problems(EndToEndTest):
         tree.update({SETUP_32: "-> elsewhere", VARS_SH + "/": "", SCRIPT: (0o644, "")})
         world = self.world(without(tree, SETUP_64, VARS_SH))
         self.assert_problems(
-            world, template_missing(SETUP_64), is_link(SETUP_32), not_ordinary(VARS_SH),
+            world, TEMPLATE_MISSING.format(SETUP_64), IS_LINK.format(SETUP_32), NOT_ORDINARY.format(VARS_SH),
             SCRIPT_MISSING,
         )
 
@@ -49,12 +49,12 @@ class Problems(EndToEndTest):
         world = self.installed_world(runs=RUNS)
         world.append(VARS_SH, "mine\n")
         os.remove(world.path(SETUP_64))
-        self.assert_problems(world, edited(VARS_SH), template_missing(SETUP_64))
+        self.assert_problems(world, edited(VARS_SH), TEMPLATE_MISSING.format(SETUP_64))
 
     def test_directories_that_may_not_be_written(self):
         tree = small_tree(runs=RUNS, **{f"{LINUX}/bin/": (0o555, ""), ANDROID + "/": (0o555, "")})
         world = self.world(tree)
-        texts = [f"you may not write in WORLD/{LINUX}/bin", SCRIPT_MISSING]
+        texts = [NOT_WRITABLE.format(LINUX + "/bin"), SCRIPT_MISSING]
         world.chmod(SCRIPT, 0o644)
         self.assert_problems(world, *texts, unprivileged=True)
 
@@ -107,8 +107,6 @@ class WrongVersion(EndToEndTest):
 
 class Warnings(EndToEndTest):
     def test_warnings(self):
-        enabled = "NDK_INTEGRATION_ENABLED is '{}', which leaves the integration disabled: only "
-        enabled += "'yes', in small letters and without blanks, enables it"
         for case, options, tree, warning in [
             ("no placeholder", [], {VARS_SH: "nothing\n"},
              f"no placeholder was found in the template WORLD/{VARS_SH}; nothing is filled in there"),
@@ -117,8 +115,8 @@ class Warnings(EndToEndTest):
              "in there"),
             ("a misspelt placeholder", [], {SETUP_64: ORIGINALS[SETUP_64] + "{INSTALL_NOX_X"},
              f"WORLD/{SETUP_64} still holds {{INSTALL_ afterwards, which nothing fills in there"),
-            ("Yes", ["--set=NDK_INTEGRATION_ENABLED=Yes"], {}, enabled.format("Yes")),
-            ("true", ["--set=NDK_INTEGRATION_ENABLED=true"], {}, enabled.format("true")),
+            ("Yes", ["--set=NDK_INTEGRATION_ENABLED=Yes"], {}, MISLEADING.format("Yes")),
+            ("true", ["--set=NDK_INTEGRATION_ENABLED=true"], {}, MISLEADING.format("true")),
             ("a blank in the path", ["--ndk", "world/other ndk"], OTHER_NDK,
              "the path of the NDK, WORLD/other ndk, holds a blank, which ndk-build refuses"),
         ]:
@@ -156,15 +154,13 @@ class NothingToDo(EndToEndTest):
 
     def test_no_ndk(self):
         tree = {"empty/": "", "old/ndk-build": "", "old/RELEASE.TXT": "r10e\n"}
-        searched = 'NDK_DEFAULT_SEARCH_PATH_LINUX=["none", "empty", "old"]'
         world = self.world({**small_tree(), **tree})
         world.write("installation.toml", installation(
             NDK_DEFAULT_SEARCH_PATH_LINUX='["none", "empty", "old"]'
         ))
         self.assert_nothing_to_do(
             world, "no-ndk",
-            "no NDK was found: none of the 3 directories in NDK_DEFAULT_SEARCH_PATH_LINUX can be "
-            "used",
+            NONE_GOOD.format(3),
             lines=said("WORLD/none: no such directory")
             + said("WORLD/empty: has neither ndk-build nor ndk-build.cmd")
             + said("WORLD/old: an NDK from before r11 (RELEASE.TXT says r10e): it has no "
@@ -184,8 +180,8 @@ class NothingToDo(EndToEndTest):
         for components, options, why in [
             (COMPONENT, ["--set=NDK_COMPONENT_PATTERNS=;"],
              "NDK_COMPONENT_PATTERNS names no pattern"),
-            (COMPONENT, ["--set=NDK_COMPONENT_PATTERNS=-NDK-;x"],
-             "no component's id holds one of -NDK-;x"),
+            (COMPONENT, ["--set=NDK_COMPONENT_PATTERNS=-NDK-;y"],
+             "no component's id holds one of -NDK-;y"),
             ("", [], "no component's id holds one of -ndk-"),
             (COMPONENT + "selected = false\n", [],
              "nox-ndk-5 is not selected (selected = false)"),
@@ -262,7 +258,7 @@ std::string get_toolchains_path(session_t* s) {
             integrate_ndk=self.LOSES_A_LETTER,
         )
         told = world.install("--plugin", plugin, "-q")
-        why = f"the template WORLD/{SETUP_32} could not be filled in; -v shows more"
+        why = NOT_FILLED_IN.format(SETUP_32)
         self.assert_outcome(told, 1, err=not_done(why), kept=True)
 
 
@@ -271,13 +267,13 @@ class Status(EndToEndTest):
         command = ["status", world.path("installation.toml"), *options]
         told, found = world.run(*command), world.run(*command, "--json")
         self.assertEqual((told.code, told.err, told.changes, told.kept), (0, "", {}, {}), told)
-        json = found.json()
-        self.assertEqual(json["outcome"], outcome, found)
+        object = found.json()
+        self.assertEqual(object["outcome"], outcome, found)
         self.assertEqual(
-            {file["path"]: file["state"] for file in json["files"]},
+            {file["path"]: file["state"] for file in object["files"]},
             {f"WORLD/{file}": state for file, state in (files or {}).items()},
         )
-        self.assertEqual({key: json[key] for key in expected}, expected)
+        self.assertEqual({key: object[key] for key in expected}, expected)
         return told.out
 
     def test_nothing_installed(self):
@@ -326,7 +322,7 @@ class Status(EndToEndTest):
         del manifest["installations"]
         for file in manifest["files"].values():
             del file["installations"]
-        world.write_manifest(manifest)
+        world.write(MANIFEST, json.dumps(manifest))
         self.assert_status(world, "installed", dict.fromkeys(TEMPLATES, "result"), ndk=None)
         self.assertEqual(world.undo().code, 0)
 

@@ -4,7 +4,7 @@ import os
 import unittest
 
 from end_to_end import EndToEndTest
-from messages import NO_NDK, Install, bad_ndk, no_ndk, said
+from messages import Install, bad_ndk, judgement, no_ndk, said
 from world import (
     ANDROID, COMPONENT, DISABLED, LINUX, ORIGINALS, OTHER_NDK, SCRIPT, VARS_CSH, VARS_SH, changes,
     example_world, filled, installation, script, small_tree, without,
@@ -112,7 +112,9 @@ class NdkOption(EndToEndTest):
 
     def test_no_ndk(self):
         world = self.installed_world()
-        report = no_ndk(bad_ndk(NO_NDK, "WORLD/package"))
+        why = "has neither ndk-build nor ndk-build.cmd"
+        judged = judgement("WORLD/package", "nok", "no-launcher", why)
+        report = no_ndk(bad_ndk(why, "WORLD/package"), candidates=[judged])
         self.assert_refused(world, report, options=["--ndk", world.path("package")])
 
     def test_empty(self):

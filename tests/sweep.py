@@ -9,7 +9,7 @@ import tempfile
 import unittest
 
 from world import (
-    LINUX, LOCK, SCRIPT, SETUP_32, SETUP_64, STORE, TEMPLATES, World, installation,
+    LINUX, SCRIPT, SETUP_32, SETUP_64, STORE, TEMPLATES, World, installation,
     memory_directory, text_of,
 )
 
@@ -138,7 +138,7 @@ class Sweep:
         undone = {name: case.undone.get(name) for name in TEMPLATES}
         self.expect("templates after undo", undone, case.originals)
         kept = sorted(name for name in case.undone if name.startswith(STORE))
-        if kept != [STORE, LOCK]:
+        if kept:
             self.fail("undo", f"leaves {kept}")
 
     def recover(self, how, tree):

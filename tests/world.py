@@ -4,6 +4,7 @@ an installation.toml, runs of the program in it, and everything that a run did a
 import copy
 import json
 import os
+import re
 import shutil
 import stat
 import subprocess
@@ -30,7 +31,6 @@ TEMPLATES = [SETUP_64, SETUP_32, VARS_SH, VARS_CSH]  # in the order in which the
 
 KEPT = ".ndk-integrate"  # the program's own directory in a compiler's
 STORE = f"{CC}/{KEPT}"
-LOCK = STORE + "/lock"
 MANIFEST = STORE + "/manifest.json"
 KEPT_ORIGINALS = STORE + "/originals"
 
@@ -97,7 +97,7 @@ def filled(ndk="WORLD/ndk", first=False):
         VARS_SH: f"644 ndk='{ndk}'\n\n",
         VARS_CSH: f"644 set ndk = '{ndk}'\n\n",
     }
-    return {**files, STORE: "755 /"} if first else files
+    return {**files, STORE: "700 /"} if first else files
 
 
 def restored(*files):
@@ -189,7 +189,7 @@ class World:
 
     def snapshot(self):
         """What is below the directory: (mode, bytes) of a file, (mode, None) of a directory, (mode,
-        text) of anything else. The lock file's content, process numbers, is left out."""
+        text) of anything else. The times in the manifest are left out."""
         tree = {}
         for above, dirs, files in os.walk(self.dir):
             for name in dirs + files:
@@ -204,7 +204,7 @@ class World:
                 elif stat.S_ISREG(mode):
                     data = "(not readable)\n"
                     if os.access(path, os.R_OK):
-                        data = b"" if inside == LOCK else self.bytes(path)
+                        data = without_times(self.bytes(path)) if inside == MANIFEST else self.bytes(path)
                 tree[inside] = (stat.S_IMODE(mode), data)
         return tree
 
@@ -268,6 +268,9 @@ class World:
     def undo(self, *options, **how):
         return self.run("undo", self.path("installation.toml"), *options, **how)
 
+    def manifest(self):
+        return json.loads(self.bytes(MANIFEST))
+
     def copy_program(self, library_dir=None):
         """Copies the program to TOP/bin, and the plug-in, if asked for, to TOP/library_dir."""
         program = os.path.join(self.top, "bin", "ndk-integrate")
@@ -287,6 +290,10 @@ class World:
             for name in [".", *dirs, *files]:
                 os.lchown(os.path.join(above, name), NOBODY, NOBODY)
         return program or self.copy_program(library_dir="bin")
+
+
+def without_times(manifest):
+    return re.sub(rb'"time": "[^"]*"', b'"time": ""', manifest)
 
 
 def is_kept(name):
