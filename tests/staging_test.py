@@ -50,7 +50,15 @@ AS_ROOT = unittest.skipUnless(os.geteuid() == 0, "only root may give files away"
 
 VARS_SH_FOR_SCRIPT = os.path.relpath(VARS_SH, ANDROID)  # from where the script runs
 
-SHARED_MEMORY = "/dev/shm"  # on most systems a file system of its own
+
+def directory_of_another_file_system():
+    """None where there is no second file system that can be written to."""
+    here = os.stat(tempfile.gettempdir()).st_dev
+    for directory in ("/dev/shm", "/var/tmp"):
+        if os.access(directory, os.W_OK) and os.stat(directory).st_dev != here:
+            return directory
+    return None
+
 
 # A second NDK, for --ndk.
 OTHER_NDK = {"other ndk/ndk-build": "", "other ndk/source.properties": "Pkg.Revision = 11.1.1\n"}
@@ -1807,14 +1815,12 @@ class Links(StagingTest):
         world.undo()
         self.assertEqual(world.read("moved.sh"), "ndk='WORLD/ndk'\n\n")
 
-    @unittest.skipUnless(
-        os.path.isdir(SHARED_MEMORY)
-        and os.stat(SHARED_MEMORY).st_dev != os.stat(tempfile.gettempdir()).st_dev,
-        "there is no second file system",
-    )
+    @unittest.skipUnless(directory_of_another_file_system(), "there is no second file system")
     def test_linked_directory_on_other_file_system(self):
         # A copy could not take a template's place in one step.
-        other = tempfile.TemporaryDirectory(prefix="ndk_integrate_test.", dir=SHARED_MEMORY)
+        other = tempfile.TemporaryDirectory(
+            prefix="ndk_integrate_test.", dir=directory_of_another_file_system()
+        )
         self.addCleanup(other.cleanup)
         world = World(self, small_tree())
         shutil.move(world.path(LINUX), os.path.join(other.name, "linux"))
