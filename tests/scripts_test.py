@@ -1,6 +1,9 @@
 """The scripts: nothing passes without having looked."""
 
 import os
+import platform
+import pty
+import re
 import shutil
 import subprocess
 import tempfile
@@ -115,6 +118,96 @@ class Steps(ScriptsTest):
         os.mkdir(temporary)
         self.steps("step one true", "step two false", TMPDIR=temporary)
         self.assertEqual(os.listdir(temporary), [])
+
+
+@unittest.skipUnless("Debian" in platform.freedesktop_os_release()["NAME"], "only Debian installs")
+class Setup(ScriptsTest):
+    """On a machine that has nothing of what the demo needs; sudo only keeps a record."""
+
+    QUESTION = "Install these packages with sudo? [Y/n] "
+    TOOLS = "cat date dirname env fold grep mktemp rm sed sh sleep"
+
+    def setUp(self):
+        super().setUp()
+        for tool in self.TOOLS.split():
+            found = shutil.which(tool)
+            self.program(tool, f'exec {found} "$@"')
+        self.user(1000)
+        self.sudo('echo "$*" >>record')
+
+    def user(self, number):
+        self.program("id", f"echo {number}")
+
+    def sudo(self, script):
+        self.program("sudo", script)
+
+    def run_setup(self, *options, typed=None):
+        """What was printed, and what was run as root. `typed` at a terminal, if not None."""
+        command = ["/bin/sh", "scripts/setup", *options, "demo"]
+        how = {"cwd": self.dir, "env": {"PATH": os.path.join(self.dir, "programs"), "TERM": "dumb"}}
+        if typed is None:
+            done = subprocess.run(
+                command, **how, stdin=subprocess.DEVNULL, capture_output=True, check=False
+            )
+            printed = done.stderr
+        else:
+            ours, terminal = pty.openpty()
+            os.write(ours, typed.encode())
+            subprocess.run(
+                command, **how, stdin=terminal, stdout=terminal, stderr=terminal, check=False
+            )
+            os.close(terminal)
+            printed = b""
+            while block := self.read(ours):
+                printed += block
+            os.close(ours)
+        record = os.path.join(self.dir, "record")
+        if not os.path.exists(record):
+            return printed.decode(), []
+        with open(record, encoding="utf-8") as file:
+            return printed.decode(), re.findall("apt-get (?:-o [^ ]* )?([a-z]*)", file.read())
+
+    @staticmethod
+    def read(terminal):
+        try:
+            return os.read(terminal, 4096)
+        except OSError:  # all is read, and the program has ended
+            return b""
+
+    def test_terminal(self):
+        installed = ["update", "install"]
+        for typed, run in [("\n", installed), ("y\n", installed), ("n\n", [])]:
+            with self.subTest(typed):
+                self.write("record", "")
+                printed, was_run = self.run_setup(typed=typed)
+                self.assertRegex(printed, r"(?s)to be installed.* g\+\+ cmake .*\[Y/n\]")
+                self.assertEqual(was_run, run)
+
+    def test_terminal_and_yes(self):
+        printed, run = self.run_setup("--yes", typed="")
+        self.assertNotIn(self.QUESTION, printed)
+        self.assertIn(" g++ cmake ", printed)
+        self.assertEqual(run, ["update", "install"])
+
+    def test_no_terminal(self):
+        printed, run = self.run_setup()
+        self.assertIn(" g++ cmake ", printed)
+        self.assertEqual(run, ["update", "install"])
+
+    def test_no_terminal_and_sudo_wants_password(self):
+        self.sudo("exit 1")
+        printed, run = self.run_setup()
+        self.assertIn("as root run:\n  apt-get install --no-install-recommends g++ cmake ", printed)
+        self.assertEqual(run, [])
+
+    def test_root(self):
+        self.user(0)
+        self.sudo("exit 1")
+        self.program("apt-get", 'echo "apt-get $*" >>record')
+        printed, run = self.run_setup(typed="")
+        self.assertNotIn(self.QUESTION, printed)
+        self.assertIn(" g++ cmake ", printed)
+        self.assertEqual(run, ["update", "install"])
 
 
 if __name__ == "__main__":
