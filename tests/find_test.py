@@ -7,9 +7,9 @@ import stat
 import subprocess
 import unittest
 
-from ndk_integrate_world import EXAMPLES, LIBRARY, EndToEndTest, World, fake_plugin, throwing_plugin
+from ndk_integrate_world import EXAMPLES, LIBRARY, ROOT, EndToEndTest, World, fake_plugin, throwing_plugin
 
-RELEASES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "data", "ndk-releases.tsv")
+RELEASES = os.path.join(ROOT, "console_host", "ndk", "ndk-releases.tsv")
 NEVER = "10"  # seconds after which a run hangs; an ordinary one takes a few milliseconds
 
 LAUNCHER = {"ndk/ndk-build": ""}
