@@ -204,8 +204,10 @@ void rehearse(const Plugin& plugin, Session& session, const Compiler& compiler, 
   for (const std::string& problem : rehearsal.problems()) {
     add_unless_there(report.problems, problem);
   }
-  const std::vector<std::string> warnings = rehearsal.warnings();
-  report.warnings.insert(report.warnings.end(), warnings.begin(), warnings.end());
+  if (report.problems.empty()) {
+    const std::vector<std::string> warnings = rehearsal.warnings();
+    report.warnings.insert(report.warnings.end(), warnings.begin(), warnings.end());
+  }
   report.command = rehearsal.command();
   if (report.is_dry_run || !report.problems.empty()) {
     log.release();

@@ -150,8 +150,10 @@ Json json_of_script(const Report& report) {
 
 void tell_programs(const Report& report) {
   Json candidates = Json::array();
-  for (const Judgement& judgement : report.candidates) {
-    candidates.push_back(to_json(judgement));
+  if (report.outcome == Report::Outcome::kNoNdk) {
+    for (const Judgement& judgement : report.candidates) {
+      candidates.push_back(to_json(judgement));
+    }
   }
   say_json({{"schema", 1},
             {"outcome", word_of(report.outcome)},

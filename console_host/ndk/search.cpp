@@ -201,7 +201,7 @@ std::vector<Judgement> judge_until_found(const Plugin& plugin,
 std::vector<Judgement> search(const Plugin& plugin, Session& session) {
   std::vector<Candidate> candidates;
   for (const std::string& dir : split(session.get("NDK_DEFAULT_SEARCH_PATH_LINUX"), ";")) {
-    candidates.push_back({dir, dir});
+    candidates.push_back({dir, dir, "NDK_DEFAULT_SEARCH_PATH_LINUX"});
   }
   return run_search(
       plugin, session, candidates.size(), [&](std::size_t number, const std::string& status) {
