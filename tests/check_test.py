@@ -4,7 +4,7 @@ import os
 import unittest
 
 from verdicts import (
-    LAUNCHER, NEVER, VerdictTest, missing, ndk, no_launcher, no_source_properties,
+    LAUNCHER, NEVER, PROGRAM, VerdictTest, missing, ndk, no_launcher, no_source_properties,
     not_a_directory, not_writable, ok, pre_r11, properties, rewritten, unknown_revision, unreadable,
     unsupported, update_unknown, with_properties,
 )
@@ -271,7 +271,7 @@ class RealReleases(VerdictTest):
         for name, form in self.FORMS.items():
             with self.subTest(name):
                 world = self.untouched(*({
-                    f"{revision}/ndk-build": "",
+                    f"{revision}/ndk-build": PROGRAM,
                     f"{revision}/source.properties": form(release, revision),
                 } for release, revision in releases))
                 search = world.list(*(revision for _, revision in releases))

@@ -2,6 +2,7 @@
 
 import json
 import os
+import re
 
 import jsonschema
 
@@ -59,10 +60,10 @@ class Verdict:
             "revision": revision,
             "message": message,
             "source": None,
-            "prerelease": "-" in (revision or "") and status == "ok",
+            "prerelease": bool(re.search("-[a-z]", revision or "")),
             "notes": [],
         }
-        if self.json["prerelease"]:
+        if self.json["prerelease"] and status != "nok":
             self.noted("beta", "a beta, not a release")
 
     @property
@@ -105,12 +106,12 @@ def ok(release="r21e", revision="21.4.7075529", path="WORLD/ndk"):
     return Verdict("ok", "ok", f"{release} ({revision})", path, release, revision)
 
 
-def missing(path="WORLD/ndk"):
-    return Verdict("nok", "missing", "no such directory", path)
+def missing(path="WORLD/ndk", hint=""):
+    return Verdict("nok", "missing", "no such directory" + hint, path)
 
 
-def not_a_directory(path="WORLD/ndk"):
-    return Verdict("nok", "not-a-directory", "is a file, not a directory", path)
+def not_a_directory(path="WORLD/ndk", hint=""):
+    return Verdict("nok", "not-a-directory", "is a file, not a directory" + hint, path)
 
 
 def unreadable(why="permission denied", path="WORLD/ndk"):
@@ -129,9 +130,19 @@ def no_launcher(path="WORLD/ndk", *release):
     return Verdict("nok", "no-launcher", "has neither ndk-build nor ndk-build.cmd", path, *release)
 
 
-def no_source_properties(path="WORLD/ndk"):
+def no_source_properties(path="WORLD/ndk", hint=""):
     message = "has ndk-build but no source.properties: an incomplete download?"
-    return Verdict("nok", "no-source-properties", message, path)
+    return Verdict("nok", "no-source-properties", message + hint, path)
+
+
+def parent_of_ndks(meant, path="WORLD/ndk"):
+    message = f"holds NDKs but is not one itself; did you mean {meant}?"
+    return Verdict("nok", "parent-of-ndks", message, path)
+
+
+def blank_in_path(verdict):
+    message = "its path holds a blank, with which ndk-build does not work: "
+    return verdict.noted("blank-in-path", message + "move it, or make a link with another name")
 
 
 def not_writable(release="r21e", revision="21.4.7075529", path="WORLD/ndk"):
@@ -163,7 +174,10 @@ def json_line(value):
 
 
 def first_good(verdicts):
-    return next((verdict.path for verdict in verdicts if verdict.ok), None)
+    """A beta only where nothing else is good."""
+    paths = [verdict.path for verdict in verdicts if verdict.ok and not verdict.json["prerelease"]]
+    paths += [verdict.path for verdict in verdicts if verdict.ok]
+    return paths[0] if paths else None
 
 
 def found_lines(verdicts):
@@ -194,7 +208,10 @@ def not_found(count, nearest=None):
 
 def only_release(verdicts):
     """The one of these whose release can be told, as long as there is no other."""
-    told = [one for one in verdicts if one.json["release"] or (one.json["revision"] or "").isdigit()]
+    told = [
+        one for one in verdicts
+        if one.json["release"] or re.fullmatch("[0-9]{1,9}", one.json["revision"] or "")
+    ]
     return told[0] if told else None
 
 
