@@ -14,6 +14,7 @@
 #include "console_host/commands/find.h"
 #include "console_host/commands/install.h"
 #include "console_host/commands/output.h"
+#include "console_host/commands/release.h"
 #include "console_host/commands/status.h"
 #include "console_host/commands/undo.h"
 #include "console_host/ndk/plugin.h"
@@ -38,6 +39,8 @@ struct Options {
   std::string host_check;
   FindOptions find;
   CheckOptions check;
+  std::string release;
+  bool release_json = false;
   bool json = false;  // whether the command line asks for JSON, also where it is wrong otherwise
 };
 
@@ -140,16 +143,19 @@ ExitCode run_status(const Options& options) {
 }
 
 ExitCode run_find(const Options& options) {
-  require_directories(options.find);
+  require_understood(options.find);
   return run_with_plugin(options, [&](const Plugin& plugin) { return find(plugin, options.find); });
 }
 
 ExitCode run_check(const Options& options) {
-  if (options.check.dir.empty()) {
-    throw UsageError("check: the directory's name is empty");
-  }
+  require_understood(options.check);
   return run_with_plugin(options,
                          [&](const Plugin& plugin) { return check(plugin, options.check); });
+}
+
+ExitCode run_release(const Options& options) {
+  return run_command(options,
+                     [&] { return convert_release(options.release, options.release_json); });
 }
 
 ExitCode run_check_host(const Options& options) {
@@ -167,15 +173,41 @@ void describe_common_options(CLI::App& app, Options& options) {
   app.add_flag("-q", options.quiet, "Print the result and what went wrong, no steps");
 }
 
-void add_json_flag(CLI::App& command, bool& json) {
-  command.add_flag("--json", json, "Print one JSON object");
+CLI::Option* add_json_flag(CLI::App& command, bool& json) {
+  return command.add_flag("--json", json, "Print one JSON object");
 }
 
 void add_supported_option(CLI::App& command, std::optional<std::string>& supported) {
   command
-      .add_option("--supported", supported,
-                  "Releases that are supported, as r10e;r11c; any readable one without this")
+      .add_option(
+          "--supported", supported,
+          "Releases that are asked for, as r10e;r11c, r21*, r21..r25, r21+ or 27.0.12077973; any "
+          "readable one without this")
       ->option_text("LIST");
+}
+
+void add_project_options(CLI::App& find, FindOptions& options) {
+  CLI::Option* project =
+      find.add_option("--project", options.project,
+                      "Look for what a project pins in DIR and above, instead of from here")
+          ->option_text("DIR");
+  find.add_flag("--no-project", options.no_project, "Do not look for what a project pins")
+      ->excludes(project);
+}
+
+void add_choosing_options(CLI::App& find, FindOptions& options) {
+  find.add_flag("--newest", options.newest, "Take the newest good one, not the first");
+  find.add_flag("--prerelease", options.prerelease, "Take a beta as readily as a release");
+  find.add_flag("--read-only", options.read_only, "Accept an NDK that you cannot write to");
+  CLI::Option* lock =
+      find.add_option("--lock", options.lock, "Write down in FILE which NDK was found")
+          ->option_text("FILE");
+  find.add_option("--locked", options.locked, "Find exactly the NDK that FILE says")
+      ->option_text("FILE")
+      ->excludes(lock);
+  find.add_option("--format", options.format,
+                  "Print only this line for the NDK found, as '{path}\\t{release}\\t{revision}'")
+      ->option_text("FORMAT");
 }
 
 void describe_find(CLI::App& app, Options& options, Action& action) {
@@ -187,7 +219,9 @@ void describe_find(CLI::App& app, Options& options, Action& action) {
   add_supported_option(*find, options.find.supported);
   find->add_flag("--all", options.find.all,
                  "Judge every directory, not only up to the first good one");
-  add_json_flag(*find, options.find.json);
+  add_project_options(*find, options.find);
+  add_choosing_options(*find, options.find);
+  add_json_flag(*find, options.find.json)->excludes("--format");
   describe_common_options(*find, options);
   find->callback([&] { action = [&] { return run_find(options); }; });
 }
@@ -196,9 +230,21 @@ void describe_check(CLI::App& app, Options& options, Action& action) {
   CLI::App* check = app.add_subcommand("check", "Judge one directory");
   check->add_option("DIR", options.check.dir, "The directory")->option_text(" ")->required();
   add_supported_option(*check, options.check.supported);
+  check->add_flag("--read-only", options.check.read_only, "Accept an NDK that you cannot write to");
   add_json_flag(*check, options.check.json);
   describe_common_options(*check, options);
   check->callback([&] { action = [&] { return run_check(options); }; });
+}
+
+void describe_release(CLI::App& app, Options& options, Action& action) {
+  CLI::App* release =
+      app.add_subcommand("release", "Convert a release, r21e, to its numbers, 21.4, and back");
+  release->add_option("RELEASE", options.release, "The release or the revision")
+      ->option_text(" ")
+      ->required();
+  add_json_flag(*release, options.release_json);
+  describe_common_options(*release, options);
+  release->callback([&] { action = [&] { return run_release(options); }; });
 }
 
 void add_installation(CLI::App& command, Options& options) {
@@ -279,6 +325,7 @@ ExitCode run(int argc, char** argv, Options& options) {
   describe_common_options(app, options);
   describe_find(app, options, action);
   describe_check(app, options, action);
+  describe_release(app, options, action);
   describe_install(app, options, action);
   describe_undo(app, options, action);
   describe_status(app, options, action);

@@ -4,13 +4,13 @@ import os
 import unittest
 
 from verdicts import (
-    LAUNCHER, NEVER, VerdictTest, json_line, missing, ndk, no_launcher, no_source_properties,
+    LAUNCHER, NEVER, PROGRAM, VerdictTest, missing, ndk, no_launcher, no_source_properties,
     not_a_directory, not_writable, ok, pre_r11, properties, rewritten, unknown_revision, unreadable,
     unsupported, update_unknown, with_properties,
 )
-from world import PIPE
+from world import PIPE, ROOT
 
-RELEASES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "data", "ndk-releases.tsv")
+RELEASES = os.path.join(ROOT, "console_host", "ndk", "ndk-releases.tsv")
 REAL = ndk(name="real")
 PROPERTIES = {"ndk/source.properties": properties("21.4.7075529")}
 OLD = {"ndk/RELEASE.TXT": "r10e\n"}
@@ -91,12 +91,13 @@ class Directory(VerdictTest):
         })
 
     def test_no_launcher(self):
+        half = no_launcher("WORLD/ndk", "r21e", "21.4.7075529")
         self.assert_verdicts({
             "empty directory": ({"ndk/": ""}, no_launcher()),
-            "source.properties only": (PROPERTIES, no_launcher()),
-            "source.properties and RELEASE.TXT": ({**PROPERTIES, **OLD}, no_launcher()),
-            "directory": ({"ndk/ndk-build/": "", **PROPERTIES}, no_launcher()),
-            "dangling link": ({"ndk/ndk-build": "-> nowhere", **PROPERTIES}, no_launcher()),
+            "source.properties only": (PROPERTIES, half),
+            "source.properties and RELEASE.TXT": ({**PROPERTIES, **OLD}, half),
+            "directory": ({"ndk/ndk-build/": "", **PROPERTIES}, half),
+            "dangling link": ({"ndk/ndk-build": "-> nowhere", **PROPERTIES}, half),
         })
 
     def test_no_source_properties(self):
@@ -211,7 +212,7 @@ class Release(VerdictTest):
         for revision, shown, verdict in [
             (b"\x1b[31mx\x7f\0", r"\x1b[31mx\x7f\x00", unknown_revision("\x1b[31mx\x7f\0")),
             (b"21.4.\x1b[31m", r"21.4.\x1b[31m", ok("r21e", "21.4.\x1b[31m")),
-            (b"21.4.\xff\xfe", r"21.4.\xff\xfe", ok("r21e", "21.4.\ufffd\ufffd")),
+            (b"21.4.\xff\xfe", r"21.4.\xff\xfe", ok("r21e", "21.4.\ufffdff\ufffdfe")),
         ]:
             with self.subTest(revision):
                 world = self.untouched(with_properties(b"Pkg.Revision = " + revision + b"\n"))
@@ -220,20 +221,16 @@ class Release(VerdictTest):
                 command = ["check", world.path("ndk")]
                 self.assert_outcome(world.run(*command), code, line.line)
                 outcome = world.run(*command, "--json")
-                self.assert_outcome(outcome, code, json_line(verdict.json))
+                self.assert_outcome(outcome, code, verdict.check_json)
                 outcome = world.run("find", "--search", world.path("ndk"))
-                self.assertEqual(outcome.out.splitlines(True)[0], line.line)
+                self.assertEqual(outcome.out.splitlines(True)[0], line.lines_of("find"))
 
     def test_unsupported(self):
-        nearly = "R21e; r21e;21e;r21e*;r21"
         none = unsupported("the supported releases: there are none")
         self.assert_verdicts({
             "others": (ndk(), unsupported("r10e, r11c"), "--supported", "r10e;r11c"),
             "other": (ndk(), unsupported("r21"), "--supported", "r21"),
             "empty entries": (ndk(), unsupported("r10e, r11c"), "--supported", ";r10e;;r11c;"),
-            "nearly the same": (
-                ndk(), unsupported("R21e,  r21e, 21e, r21e*, r21"), "--supported", nearly
-            ),
             "none": (ndk(), none, "--supported", ""),
             "no entry": (ndk(), none, "--supported", ";"),
             "one of several": (ndk(), ok(), "--supported", "r10e;r21e;r11c"),
@@ -242,7 +239,7 @@ class Release(VerdictTest):
                 "--supported", "r11c",
             ),
             # Whatever makes the plug-in accept it is what it takes the release for.
-            "accepted": (ndk("21.4 rc1"), ok("r21e", "21.4 rc1"), "--supported", "r21e"),
+            "accepted": (ndk("21.4 x"), ok("r21e", "21.4 x"), "--supported", "r21e"),
             "accepted zero": (ndk("x.y"), ok("r0", "x.y"), "--supported", "r0"),
         })
 
@@ -274,7 +271,7 @@ class RealReleases(VerdictTest):
         for name, form in self.FORMS.items():
             with self.subTest(name):
                 world = self.untouched(*({
-                    f"{revision}/ndk-build": "",
+                    f"{revision}/ndk-build": PROGRAM,
                     f"{revision}/source.properties": form(release, revision),
                 } for release, revision in releases))
                 search = world.list(*(revision for _, revision in releases))
@@ -298,14 +295,14 @@ class Name(VerdictTest):
     def test_leading_dash(self):
         world = self.untouched(ndk(name="-x"))
         outcome = world.run("check", "--json", "--", "-x", cwd=world.dir)
-        self.assert_outcome(outcome, out=json_line(ok(path="-x").json))
+        self.assert_outcome(outcome, out=ok(path="-x").check_json)
 
     def test_line_end(self):
         world = self.untouched({"a\nb/": ""})
         outcome = world.run("check", world.path("a\nb"))
         self.assert_outcome(outcome, 1, no_launcher("WORLD/a\\nb").line)
         outcome = world.run("check", world.path("a\nb"), "--json")
-        self.assert_outcome(outcome, 1, json_line(no_launcher("WORLD/a\nb").json))
+        self.assert_outcome(outcome, 1, no_launcher("WORLD/a\nb").check_json)
 
     def test_working_directory_that_is_gone(self):
         world = self.untouched(ndk())

@@ -3,6 +3,7 @@ the options that all commands share."""
 
 import json
 import os
+import re
 import shutil
 import subprocess
 import unittest
@@ -12,9 +13,9 @@ from messages import (
 )
 from plugins import fake_plugin, throwing_plugin
 from verdicts import (
-    NEVER, VerdictTest, found_json, found_lines, json_line, missing, ndk, no_launcher,
-    no_source_properties, not_a_directory, not_found, not_writable, ok, pre_r11, unknown_revision,
-    unreadable, unsupported, update_unknown,
+    NEVER, VerdictTest, blank_in_path, found_json, found_lines, json_line, missing, ndk, no_launcher,
+    no_source_properties, not_a_directory, not_found, not_writable, ok, parent_of_ndks,
+    pre_r11, unknown_revision, unreadable, unsupported, update_unknown,
 )
 from world import AS_NOBODY, EXAMPLES, NO_LEAK_SEARCH, PIPE
 
@@ -58,8 +59,8 @@ class Search(VerdictTest):
     def test_as_given(self):
         world = self.three()
         names = ["gone", "half/", "./half", "../world/half", "half//", ".", "good/"]
-        reasons = [missing, *[no_source_properties] * 4, no_launcher]
-        verdicts = [reason(name) for reason, name in zip(reasons, names)] + [ok(path="good/")]
+        verdicts = [missing("gone"), *map(no_source_properties, names[1:5])]
+        verdicts += [parent_of_ndks("WORLD/good", "."), ok(path="good/")]
         search = ["--search", ";".join(names)]
         self.assert_find(world, verdicts, *search, cwd=world.dir)
         self.assert_find(world, verdicts, *search, "--all", cwd=world.dir)
@@ -68,17 +69,21 @@ class Search(VerdictTest):
         for name in ["a blank", " ", "[good]", "[a,b]", "{}", "%%", "a=b", "-x", "'q'", '"', "é"]:
             with self.subTest(name):
                 world = self.untouched(ndk(name=name))
-                verdict = ok(path=f"WORLD/{name}")
+                verdict, relative = ok(path=f"WORLD/{name}"), ok(path=name)
+                if " " in name:
+                    verdict, relative = (blank_in_path(one) for one in (verdict, relative))
                 self.assert_check(world, verdict, path=world.path(name))
                 self.assert_find(world, [verdict], "--search", world.path(name))
-                self.assert_find(world, [ok(path=name)], f"--search={name}", cwd=world.dir)
+                self.assert_find(world, [relative], f"--search={name}", cwd=world.dir)
 
     def test_name_with_line_end(self):
         world = self.untouched(ndk(name="two\nlines\t\r\x1b"), {"two\nparts/": ""})
         search = ["--search", world.list("two\nparts", "two\nlines\t\r\x1b")]
-        shown = [no_launcher("WORLD/two\\nparts"), ok(path="WORLD/two\\nlines\\t\\r\\x1b")]
+        good_one = ok(path="WORLD/two\\nlines\\t\\r\\x1b")
+        shown = [no_launcher("WORLD/two\\nparts"), blank_in_path(good_one)]
         self.assert_outcome(world.run("find", *search), out=found_lines(shown))
-        verdicts = [no_launcher("WORLD/two\nparts"), ok(path="WORLD/two\nlines\t\r\x1b")]
+        good_one = ok(path="WORLD/two\nlines\t\r\x1b")
+        verdicts = [no_launcher("WORLD/two\nparts"), blank_in_path(good_one)]
         self.assert_outcome(world.run("find", *search, "--json"), out=found_json(verdicts))
 
     def test_name_that_is_no_utf8(self):
@@ -86,10 +91,10 @@ class Search(VerdictTest):
         name = os.path.join(os.fsencode(world.dir), b"\xff\xc3")
         os.rename(os.fsencode(world.path("good")), name)
         shown = ok(path="WORLD/\\xff\\xc3")
-        in_json = ok(path="WORLD/\ufffd\ufffd")
+        in_json = ok(path="WORLD/\ufffdff\ufffdc3")
         for command, out in [
             (["check", name], shown.line),
-            (["check", name, "--json"], json_line(in_json.json)),
+            (["check", name, "--json"], in_json.check_json),
             (["find", "--search", name], found_lines([shown])),
             (["find", "--search", name, "--json"], found_json([in_json])),
             (["find", "--search", name, "--json", "--all"], found_json([in_json])),
@@ -113,13 +118,13 @@ class Search(VerdictTest):
         verdicts = [other, update_unknown(path="WORLD/bundle"), HALF, OLDER]
         none = ["--search", world.list("good", "older"), "--supported", "r10d;r10e"]
         older = unsupported("r10d, r10e", "r11c", "11.2.2725575", "WORLD/older")
-        for options, expected in [
+        for options, expected, *near in [
             (some, verdicts),
             ([*some, "--all"], [*verdicts, other]),
-            (none, [unsupported("r10d, r10e", path="WORLD/good"), older]),
-            ([*none, "--all"], [unsupported("r10d, r10e", path="WORLD/good"), older]),
+            (none, [unsupported("r10d, r10e", path="WORLD/good"), older], older),
+            ([*none, "--all"], [unsupported("r10d, r10e", path="WORLD/good"), older], older),
         ]:
-            self.assert_find(world, expected, *options)
+            self.assert_find(world, expected, *options, nearest=near[0] if near else None)
 
     def test_examples(self):
         world = self.untouched()
@@ -148,7 +153,21 @@ MACHINE_WIDE = ("/usr/lib/", "/usr/local/lib/", "/opt/")
 MACHINE_WIDE_NDKS = ["/usr/lib/android-sdk", "/usr/lib/android-ndk", "/usr/local/lib/android"]
 MACHINE_WIDE_NDKS += ["/opt/android-sdk", "/opt/android-ndk"]
 VARIABLES = ["HOME", "ANDROID_NDK_HOME", "ANDROID_NDK_ROOT", "ANDROID_NDK"]
-VARIABLES += ["ANDROID_NDK_LATEST_HOME", "ANDROID_HOME", "ANDROID_SDK_ROOT"]
+VARIABLES += ["ANDROID_NDK_PATH", "ANDROID_NDK_LATEST_HOME", "NDK_HOME", "NDK_ROOT"]
+VARIABLES += ["ANDROID_HOME", "ANDROID_SDK_ROOT"]
+SOURCES = {
+    "sdk/": "the SDK in ANDROID_HOME",
+    "sdk_root/": "the SDK in ANDROID_SDK_ROOT",
+    "home/Android/Sdk/": "the SDK in ~/Android/Sdk",
+    "home/android-ndk-": "~/android-ndk-*",
+    "ndk_home": "ANDROID_NDK_HOME",
+    "ndk_root": "ANDROID_NDK_ROOT",
+    "ndk_path": "ANDROID_NDK_PATH",
+    "ndk": "ANDROID_NDK",
+    "latest": "ANDROID_NDK_LATEST_HOME",
+    "other_home": "NDK_HOME",
+    "other_root": "NDK_ROOT",
+}
 SDK_NDKS = "home/Android/Sdk/ndk/"
 
 
@@ -160,42 +179,60 @@ def environment(world, variables):
 
 
 def good(path, revision="21.4.7075529", release="r21e"):
-    return ok(release, revision, f"WORLD/{path}")
+    return ok(release, revision, f"WORLD/{path}").from_(source_of(path))
+
+
+def source_of(path):
+    """Where a directory of the world is expected to come from."""
+    return next(source for start, source in SOURCES.items() if path.startswith(start))
+
+
+def placed(verdict):
+    """The verdict on a directory of the world in one of the usual places."""
+    return verdict.from_(source_of(verdict.path.removeprefix("WORLD/")))
 
 
 class DefaultSearch(VerdictTest):
-    def assert_found(self, world, verdicts, **variables):
+    def assert_found(self, world, verdicts, err="", **variables):
         """`find --all` tells `verdicts` in this order, not counting the machine's own NDKs."""
         outcome = world.run("find", "--all", **environment(world, variables))
         lines = outcome.out.splitlines(keepends=True)
         outcome.out = "".join(line for line in lines if not line.startswith(MACHINE_WIDE))
-        self.assert_outcome(outcome, out=found_lines(verdicts))
+        self.assert_outcome(outcome, out=found_lines(verdicts), err=err)
 
-    def assert_found_releases(self, releases, **variables):
+    def assert_found_releases(self, releases, err="", **variables):
         """NDKs, each with a revision and its release, are found in this order."""
         rows = releases.items()
         trees = [ndk(revision, path) for path, (revision, _) in sorted(rows)]
         verdicts = [good(path, revision, release) for path, (revision, release) in rows]
-        self.assert_found(self.untouched(*trees), verdicts, **variables)
+        self.assert_found(self.untouched(*trees), verdicts, err, **variables)
 
     def test_order(self):
         places = {
             "ANDROID_NDK_HOME": "ndk_home",
             "ANDROID_NDK_ROOT": "ndk_root",
             "ANDROID_NDK": "ndk",
+            "ANDROID_NDK_PATH": "ndk_path",
             "ANDROID_NDK_LATEST_HOME": "latest",
+            "NDK_HOME": "other_home",
+            "NDK_ROOT": "other_root",
             "ANDROID_HOME": "sdk",
             "ANDROID_SDK_ROOT": "sdk_root",
             "HOME": "home",
         }
-        names = ["ndk_home", "ndk_root", "ndk", "latest"]
+        variables = ["ndk_home", "ndk_root", "ndk", "ndk_path", "other_home", "other_root"]
+        names = [*variables[:4], "latest", *variables[4:]]
         sdks = ["sdk", "sdk_root", "home/Android/Sdk"]
         names += [f"{sdk}/ndk/a" for sdk in sdks] + [f"{sdk}/ndk-bundle" for sdk in sdks]
         names.append("home/android-ndk-a")
         # The order of the revisions is not the order of the places.
         numbers = {name: 20 + 7 * i % 11 for i, name in enumerate(names)}
         releases = {name: (f"{number}.1", f"r{number}b") for name, number in numbers.items()}
-        self.assert_found_releases(releases, **places)
+        named = zip("_HOME _ROOT  _PATH".split(" "), variables)
+        told = [f"ANDROID_NDK{end} is WORLD/{name}" for end, name in named]
+        told += ["NDK_HOME is WORLD/other_home", "NDK_ROOT is WORLD/other_root"]
+        differ = said("warning: the environment names different NDKs: " + ", ".join(told))
+        self.assert_found_releases(releases, err=differ, **places)
 
     def test_first_good_one(self):
         world = self.untouched(
@@ -203,7 +240,12 @@ class DefaultSearch(VerdictTest):
             ndk(name=SDK_NDKS + "21.4.7075529"),
             ndk("11.2.2725575", SDK_NDKS + "11.2.2725575"),
         )
-        verdicts = [HALF, good(SDK_NDKS + "21.4.7075529")]
+        hint = f"; did you mean WORLD/{SDK_NDKS}21.4.7075529?"
+        verdicts = [
+            no_source_properties("WORLD/half", hint).from_("ANDROID_NDK_ROOT"),
+            missing("WORLD/gone", hint).from_("ANDROID_NDK"),
+            good(SDK_NDKS + "21.4.7075529"),
+        ]
         variables = {"HOME": "home", "ANDROID_NDK_ROOT": "half", "ANDROID_NDK": "gone"}
         self.assert_find(world, verdicts, **environment(world, variables))
 
@@ -248,7 +290,8 @@ class DefaultSearch(VerdictTest):
         variables["ANDROID_HOME"] = "sdk"
         self.assert_found(world, [good("sdk/ndk/21.4.7075529")], **variables)
         variables.update(ANDROID_NDK_ROOT="ndk_home", ANDROID_NDK="sdk/ndk/latest")
-        self.assert_found(world, [good("ndk_home")], **variables)
+        verdict = ok(path="WORLD/ndk_home").from_("ANDROID_NDK_ROOT")
+        self.assert_found(world, [verdict], **variables)
 
     def test_stray_files(self):
         stray = {
@@ -261,7 +304,12 @@ class DefaultSearch(VerdictTest):
             "file": "",
         }
         world = self.untouched(ndk(name=SDK_NDKS + "21.4.7075529"), stray)
-        verdicts = [good(SDK_NDKS + "21.4.7075529"), no_launcher(f"WORLD/{SDK_NDKS}.installer")]
+        verdicts = [
+            not_a_directory("WORLD/file", f"; did you mean WORLD/{SDK_NDKS}21.4.7075529?")
+            .from_("ANDROID_NDK"),
+            good(SDK_NDKS + "21.4.7075529"),
+            placed(no_launcher(f"WORLD/{SDK_NDKS}.installer")),
+        ]
         self.assert_found(world, verdicts, HOME="home", ANDROID_NDK="file")
 
     def test_half_downloaded(self):
@@ -272,11 +320,11 @@ class DefaultSearch(VerdictTest):
             ndk("9.0.1", SDK_NDKS + "9.0.1"),
         )
         verdicts = [
-            update_unknown(path=f"WORLD/{SDK_NDKS}bundle"),
+            placed(update_unknown(path=f"WORLD/{SDK_NDKS}bundle")),
             good(SDK_NDKS + "9.0.1", "9.0.1", "r9"),
-            unknown_revision("x", path=f"WORLD/{SDK_NDKS}x"),
-            no_launcher(f"WORLD/{SDK_NDKS}22.0.1"),
-            no_source_properties(f"WORLD/{SDK_NDKS}99.0.1"),
+            placed(unknown_revision("x", path=f"WORLD/{SDK_NDKS}x")),
+            placed(no_launcher(f"WORLD/{SDK_NDKS}22.0.1")),
+            placed(no_source_properties(f"WORLD/{SDK_NDKS}99.0.1")),
         ]
         self.assert_found(world, verdicts, HOME="home")
 
@@ -291,7 +339,8 @@ class DefaultSearch(VerdictTest):
         world = self.untouched(ndk(name="sdk/ndk-bundle"), ndk(name="home/android-ndk-r21e"))
         empty = {name: "" for name in VARIABLES}
         self.assert_found(world, [good("home/android-ndk-r21e")], **{**empty, "HOME": "home"})
-        self.assert_found(world, [good("sdk/ndk-bundle")], ANDROID_SDK_ROOT="sdk")
+        bundle = ok(path="WORLD/sdk/ndk-bundle").from_("the SDK in ANDROID_SDK_ROOT")
+        self.assert_found(world, [bundle], ANDROID_SDK_ROOT="sdk")
 
     def test_unreadable_places(self):
         closed = {"sdk/ndk/": (0, ""), SDK_NDKS + "b/": (0, "")}
@@ -304,9 +353,9 @@ class DefaultSearch(VerdictTest):
             how["program"] = world.give_to_nobody()
             how["before"] += AS_NOBODY
         verdicts = [
-            GOOD,
-            unreadable(path="WORLD/sdk/ndk"),  # cannot be listed
-            unreadable(path=f"WORLD/{SDK_NDKS}b"),
+            ok(path="WORLD/good").from_("ANDROID_NDK_LATEST_HOME"),
+            placed(unreadable(path="WORLD/sdk/ndk")),  # cannot be listed
+            placed(unreadable(path=f"WORLD/{SDK_NDKS}b")),
         ]
         outcome = world.run("find", "--all", "--json", **how)
         told = json.loads(outcome.out)
@@ -322,7 +371,7 @@ class DefaultSearch(VerdictTest):
     def test_nothing_there(self):
         world = self.untouched({"home/": ""})
         err = said("no NDK found: no directory in any of the usual places; --search names others")
-        for variables in [{}, {"HOME": "home"}, {"HOME": "gone", "ANDROID_NDK": "gone"}]:
+        for variables in [{}, {"HOME": "home"}, {"HOME": "gone"}]:
             for option in [[], ["--all"]]:
                 how = environment(world, variables)
                 self.assert_outcome(world.run("find", *option, **how), 1, err=err)
@@ -338,6 +387,16 @@ mount --bind usr-local-lib /usr/local/lib &&
 mount -t overlay overlay -o lowerdir=usr-lib:/usr/lib /usr/lib &&
 exec "$@"
 """
+
+
+def place_of(path):
+    """Where a directory of the other machine is expected to come from."""
+    sdk = next((sdk for sdk in ["WORLD/home/Android/Sdk", *MACHINE_WIDE_NDKS[:1],
+                                "/usr/local/lib/android/sdk", "/opt/android-sdk"]
+                if path.startswith(sdk + "/")), None)
+    if sdk:
+        return "the SDK in " + sdk.replace("WORLD/home", "~")
+    return re.sub("WORLD/home", "~", re.sub("android-ndk-.*", "android-ndk-*", path))
 
 
 class MachineWidePlaces(VerdictTest):
@@ -374,7 +433,7 @@ class MachineWidePlaces(VerdictTest):
             "home/android-ndk-a": "WORLD/home/android-ndk-a",
         }
         verdicts = [
-            not_writable(path=path) if path.startswith("/usr/lib/") else ok(path=path)
+            (not_writable if path.startswith("/usr/lib/") else ok)(path=path).from_(place_of(path))
             for path in names.values()
         ]
         self.assert_found(verdicts, *(ndk(name=name) for name in names), HOME="home")
@@ -382,10 +441,10 @@ class MachineWidePlaces(VerdictTest):
     def test_unpacked_archives(self):
         stray = {"opt/android-ndk-r30.part/": "", "opt/android-ndk-r8.zip": "", "opt/other/": ""}
         verdicts = [
-            ok("r10", "10.0.1", "/opt/android-ndk"),
-            ok("r21", "21.0.1", "/opt/android-ndk-r21"),
-            ok("r9", "9.0.1", "/opt/android-ndk-r9"),
-            no_launcher("/opt/android-ndk-r30.part"),
+            ok("r10", "10.0.1", "/opt/android-ndk").from_("/opt/android-ndk"),
+            ok("r21", "21.0.1", "/opt/android-ndk-r21").from_("/opt/android-ndk-*"),
+            ok("r9", "9.0.1", "/opt/android-ndk-r9").from_("/opt/android-ndk-*"),
+            no_launcher("/opt/android-ndk-r30.part").from_("/opt/android-ndk-*"),
         ]
         self.assert_found(
             verdicts,
@@ -422,7 +481,7 @@ class CommonOptions(VerdictTest):
         line_end = no_launcher("WORLD/a\\nb").line
         self.assert_runs(world, [
             (["check", path, "-v"], 0, ok().line, GOOD_LOG),
-            (["-v", "check", path, "--json"], 0, json_line(ok().json), GOOD_LOG),
+            (["-v", "check", path, "--json"], 0, ok().check_json, GOOD_LOG),
             (["find", "--search", world.list("gone", "ndk", "behind"), "-v"], 0, found, FIND_LOG),
             (["check", world.path("a\nb"), "-v"], 1, line_end, empty_log("WORLD/a\\nb")),
         ])
@@ -444,11 +503,11 @@ class CommonOptions(VerdictTest):
         world = self.untouched(ndk(), {"empty/": ""})
         empty = no_launcher("WORLD/empty")
         search = ["--search", world.list("empty", "ndk")]
-        in_vain = said(f"WORLD/gone: {GONE.message}") + not_found(1)
+        in_vain = said(f"WORLD/gone: {GONE.message} [from --search]") + not_found(1)
         self.assert_runs(world, [
             (["check", world.path("ndk"), "-q"], 0),
             (["check", world.path("empty"), "-q"], 1, empty.line),
-            (["check", world.path("ndk"), "-q", "--json"], 0, json_line(ok().json)),
+            (["check", world.path("ndk"), "-q", "--json"], 0, ok().check_json),
             (["find", *search, "-q"], 0, "WORLD/ndk\n"),
             (["-q", "find", *search, "--all"], 0, "WORLD/ndk\n"),
             (["find", *search, "-q", "--json"], 0, found_json([empty, ok()])),
@@ -508,7 +567,10 @@ class PlugIn(VerdictTest):
         for command in [["check", world.path("ndk")], ["find", "--search", world.path("ndk")]]:
             for form in [[], ["--json"]]:
                 outcome = world.run(*command, *form, "--plugin", gone)
-                self.assert_outcome(outcome, 3, err=cannot_load("TOP/gone.so"))
+                err = cannot_load("TOP/gone.so")
+                failure = {"schema": 1, "outcome": "no-plugin", "changed": False}
+                failure["message"] = err.removeprefix("ndk-integrate: ").rstrip("\n")
+                self.assert_outcome(outcome, 3, json_line(failure) if form else "", err)
         for name in ["detect_ndk", "validate_ndk_path"]:
             fake = fake_plugin(world, leave_out=name)
             outcome = world.run("check", world.path("ndk"), "--plugin", fake)

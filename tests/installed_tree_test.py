@@ -45,6 +45,7 @@ class InstalledTree(EndToEndTest):
                 "include/host_check/host_check.h": "file",
                 "include/ndk_utils/ndk_utils.h": "file",
                 "share/man/man1/ndk-integrate.1": "file",
+                "share/ndk-integrate/ndk-integrate.schema.json": "file",
             },
         )
 

@@ -66,6 +66,9 @@ def judgement(path, status, reason, message):
         "release": "r11c" if known else None,
         "revision": "11.2.2725575" if known else None,
         "message": message,
+        "source": "NDK_DEFAULT_SEARCH_PATH_LINUX",
+        "prerelease": False,
+        "notes": [],
     }
 
 

@@ -75,7 +75,7 @@ def small_tree(toml=None, runs='echo "ran with $*"', **changes):
     """An r11c, and a compiler package whose files hold the placeholders and nothing else."""
     return {
         "installation.toml": installation() if toml is None else toml,
-        "ndk/ndk-build": "",
+        "ndk/ndk-build": script(""),
         "ndk/source.properties": "Pkg.Desc = Android NDK\nPkg.Revision = 11.2.2725575\n",
         SCRIPT: script(runs),
         **ORIGINALS,

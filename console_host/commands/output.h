@@ -28,7 +28,7 @@ void print(const std::string& text);
 // `text`, or null.
 Json optional_text(const std::optional<std::string>& text);
 
-// One JSON object on standard output. What is not UTF-8 in it becomes U+FFFD.
+// One JSON object on standard output. What is not UTF-8 in it is written as utf8_text() does.
 void say_json(const Json& object);
 
 // A line on standard error: what went wrong.

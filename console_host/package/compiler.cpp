@@ -1,7 +1,6 @@
 #include "console_host/package/compiler.h"
 
 #include <algorithm>
-#include <cctype>
 #include <regex>
 #include <set>
 #include <stdexcept>
@@ -12,16 +11,6 @@
 #include "console_host/base/text.h"
 
 namespace ndk_integrate {
-
-namespace {
-
-std::string lower_case(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
-}
-
-}  // namespace
 
 std::string why_not_selected(const Session& session) {
   const std::string patterns = session.get("NDK_COMPONENT_PATTERNS");
