@@ -6,11 +6,14 @@ import shutil
 import unittest
 
 from end_to_end import EndToEndTest
-from messages import EDITED_JUST_NOW, NOT_DONE, Install, Undo, edited, kept_original, refused
+from messages import (
+    EDITED_JUST_NOW, NOT_DONE, Install, Undo, edited, kept_original, not_done, not_undone, refused,
+    stands_against,
+)
 from plugins import SELECT_FIRST_COMPONENT, fake_plugin
 from world import (
     ANDROID, COMPONENT, DISABLED, ORIGINALS, SCRIPT, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH,
-    VARS_SH, filled, installation, restored, script,
+    VARS_SH, World, filled, installation, restored, script,
 )
 
 # What a plug-in of a test does with one file: only asked which files there are, nothing.
@@ -26,7 +29,8 @@ WORKS_ON = """
 
 class EditedTest(EndToEndTest):
     def assert_edit_refused(self, world, file=VARS_SH):
-        self.assert_both_refuse(world, edited(file))
+        self.assert_refused(world, stands_against(edited(file)))
+        self.assert_refused(world, not_undone(edited(file)), World.undo)
 
     def install_with(self, world, works, *options):
         """Installs with a plug-in that `works` on a copy of a file, with these lines of C++."""
@@ -49,7 +53,9 @@ class Edit(EditedTest):
     def test_other_ndk(self):
         world = self.installed_world()
         world.append(VARS_SH, "# mine\n")
-        report = refused(edited(VARS_SH), ndk="WORLD/other ndk", release="r11b", revision="11.1.1")
+        report = Install.other_ndk(
+            files={}, failed=edited(VARS_SH), problem=True, changed=False
+        )
         self.assert_refused(world, report, options=["--ndk", world.path("other ndk")])
 
     def test_emptied_file(self):

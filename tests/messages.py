@@ -55,6 +55,10 @@ MISLEADING = (
 )
 
 
+BLANK = "the path of the NDK, {}, holds a blank, which ndk-build refuses"
+OTHER = {"ndk": "WORLD/other ndk", "release": "r11b", "revision": "11.1.1"}
+
+
 def judgement(path, status, reason, message):
     """A directory that was judged, as JSON; where its release counts, that of the small tree."""
     known = status != "nok"
@@ -186,6 +190,7 @@ class Told:
     """What a command tells, in lines and as JSON."""
 
     failed = ""  # why
+    problem = False  # whether that stood against the installation before it began
 
     @property
     def code(self):
@@ -218,6 +223,12 @@ class Install(Told):
     candidates: tuple = ()
     warnings: tuple = ()
     dry: bool = False
+
+    @classmethod
+    def other_ndk(cls, **how):
+        """The same for the other NDK, which has a blank in its path."""
+        ndk = OTHER["ndk"]
+        return cls(**{"warnings": [BLANK.format(ndk)], **OTHER, **how})
 
     @property
     def code(self):
@@ -305,11 +316,11 @@ class Install(Told):
         for file, found in self.files.items():
             objects.append({
                 "path": f"WORLD/{file}",
-                "placeholders": 0 if found == "missing" else placeholders[file],
+                "placeholders": placeholders[file] if isinstance(found, int) else 0,
                 "result": "patched" if isinstance(found, int) else found,
             })
             if self.diffs is not None:
-                objects[-1]["diff"] = "" if found == "missing" else next(diffs)
+                objects[-1]["diff"] = next(diffs) if isinstance(found, int) else ""
         return objects
 
 
@@ -350,30 +361,34 @@ class Undo(Told):
     files: dict = dataclasses.field(default_factory=lambda: dict.fromkeys(TEMPLATES, "restored"))
     failed: str = ""  # why
     outcome: str = "undone"
+    dry: bool = False
 
     LINES = {
         "restored": "put back",
         "original": "was the original already",
         "gone": "not put back, its directory is gone (its original stays kept)",
+        "shared": "stays, another version of the compiler uses it",
     }
 
     def _message(self):
         return self.failed or (NOTHING_RECORDED if self.outcome == "nothing-to-undo" else UNDONE)
 
     def result(self):
-        word = "done" if self.outcome == "undone" else "nothing to undo"
+        done = "dry run, nothing is changed; after an undo" if self.dry else "done"
+        word = done if self.outcome == "undone" else "nothing to undo"
         return "" if self.failed else f"{word}: {self._message()}\n"
 
     def out(self):
+        lines = {**self.LINES, **({"restored": "would put back"} if self.dry else {})}
         told = sorted(self.files.items())
-        lines = [f"{self.LINES[result]}: WORLD/{file}\n" for file, result in told]
-        return "".join(lines) + self.result()
+        told = [f"{lines[result]}: WORLD/{file}\n" for file, result in told]
+        return "".join(told) + self.result()
 
     def json(self):
         return {
             "schema": 1,
             "outcome": "failed" if self.failed else self.outcome,
-            "dry_run": False,
+            "dry_run": self.dry,
             "changed": "restored" in self.files.values(),
             "files": [
                 {"path": f"WORLD/{file}", "result": self.files[file]} for file in sorted(self.files)

@@ -26,7 +26,7 @@ class KeptFiles(EndToEndTest):
     def test_names(self):
         world = self.installed_world()
         names = sorted(os.listdir(world.path(STORE)))
-        self.assertEqual(names, ["lock", "manifest.json", "originals"])
+        self.assertEqual(names, ["manifest.json", "originals"])
 
     def test_manifest(self):
         world = self.installed_world()
@@ -40,9 +40,15 @@ class KeptFiles(EndToEndTest):
                 "mode": "644",
                 "results": [sha256(world.bytes(file).decode())],
                 "placeholders": placeholders,
+                "installations": ["5.0.3.42"],
             }
-        manifest = json.loads(world.bytes(MANIFEST))
-        self.assertEqual(manifest, {"schema": 1, "files": expected})
+        manifest = world.manifest()
+        time = manifest["installations"]["5.0.3.42"].pop("time")
+        self.assertRegex(time, r"\A\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ\Z")
+        record = {"ndk": world.path("ndk"), "release": "r11c", "component": "nox-ndk-5"}
+        installations = {"5.0.3.42": {**record, "finished": True}}
+        expected = {"schema": 1, "installations": installations, "files": expected}
+        self.assertEqual(manifest, expected)
 
     def test_originals(self):
         # The two toolchain definitions are the same, and kept once. Those of an earlier package
