@@ -12,6 +12,8 @@ COMMON_OPTIONS = """\
   -v                          Show the installation log on standard error
   -q                          Print the result and what went wrong, no steps
 
+Exit codes: 0 done; 1 not done, the message says why; 2 wrong usage or a wrong file; 3 the plug-in \
+cannot be loaded; 4 nothing to do here: no NDK can be used, or no component asks for one.
 """
 SUPPORTED = (
     "  --supported LIST            Releases that are supported, as r10e;r11c; any readable one "
@@ -49,11 +51,13 @@ class Help(EndToEndTest):
 
     def test_mentions(self):
         common = ["-h", "--help", "--log FILE", "--plugin FILE", "-v", "-q", "--version"]
-        of_install = ["INSTALLATION.toml", "--ndk DIR", "--set NAME=VALUE", "--dry-run", "--json"]
+        common.append("Exit codes: 0 done; 1 not done")
+        of_installation = ["INSTALLATION.toml", "--set NAME=VALUE", "--json"]
         for command, texts in [
-            ([], ["install", "undo", "find", "check", "check-host"]),
-            (["install"], of_install),
-            (["undo"], ["INSTALLATION.toml", "--json"]),
+            ([], ["install", "undo", "status", "find", "check", "check-host"]),
+            (["install"], [*of_installation, "--ndk DIR", "--dry-run", "--optional"]),
+            (["undo"], [*of_installation, "--dry-run"]),
+            (["status"], of_installation),
         ]:
             with self.subTest(command):
                 outcome = self.world().run(*command, "--help")
@@ -72,26 +76,25 @@ class WrongUsage(EndToEndTest):
         for command, err in [
             ([], misunderstood("A subcommand is required")),
             (["remove"], said("unknown command 'remove'; see ndk-integrate --help")),
-            (["install"], misunderstood("INSTALLATION.toml is required")),
-            (["install", "a.toml", "more"], not_expected("more")),
-            (["install", "a.toml", "--force"], not_expected("--force")),
-            (["install", "a.toml", "--log"], value_missing("--log")),
-            (["install", "a.toml", "--plugin"], value_missing("--plugin")),
-            (["install", "a.toml", "--ndk"], value_missing("--ndk")),
-            (["install", "a.toml", "--set"], value_missing("--set")),
-            (["check"], misunderstood("DIR is required")),
+            (["install"], misunderstood("INSTALLATION.toml is required", "install")),
+            (["install", "a.toml", "more"], not_expected("more", "install")),
+            (["install", "a.toml", "--force"], not_expected("--force", "install")),
+            (["install", "a.toml", "--log"], value_missing("--log", "install")),
+            (["install", "a.toml", "--plugin"], value_missing("--plugin", "install")),
+            (["install", "a.toml", "--ndk"], value_missing("--ndk", "install")),
+            (["install", "a.toml", "--set"], value_missing("--set", "install")),
+            (["check"], misunderstood("DIR is required", "check")),
             (["check", ""], said("check: the directory's name is empty")),
-            (["check", "a", "b"], not_expected("b")),
-            (["check", "a", "--all"], not_expected("--all")),
+            (["check", "a", "b"], not_expected("b", "check")),
+            (["check", "a", "--all"], not_expected("--all", "check")),
             (["check", "a", "--supported", "r9", "--supported", "r10"],
-             misunderstood("--supported: At Most 1 required but received 2")),
+             misunderstood("--supported: At Most 1 required but received 2", "check")),
             (["check", "a", "--log", "gone/log"], cannot_open_log("gone/log")),
-            (["find", "--search"], value_missing("--search")),
+            (["find", "--search"], value_missing("--search", "find")),
             (["find", "--search", ""], said("--search names no directory")),
-            (["find", "--search", ";", "--search", ";;", "--json"],
-             said("--search names no directory")),
-            (["find", "--al"], not_expected("--al")),
-            (["find", "a"], not_expected("a")),
+            (["find", "--search", ";", "--search", ";;"], said("--search names no directory")),
+            (["find", "--al"], not_expected("--al", "find")),
+            (["find", "a"], not_expected("a", "find")),
             (["find", "--search", "a", "--log", "gone/log"], cannot_open_log("gone/log")),
         ]:
             with self.subTest(command):

@@ -35,7 +35,7 @@ class EndToEndTest(unittest.TestCase):
         found, expected = "", ""
         for outcome in outcomes:
             out = pretty(report.json()) if outcome.is_json else report.out()
-            err = "" if outcome.is_json else report.err()
+            err = report.err_of_json() if outcome.is_json else report.err()
             expected += Outcome(report.code, out, log + err, changed).text(kept)
             found += outcome.readable().text(kept)
         self.assertMultiLineEqual(found, expected)

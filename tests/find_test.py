@@ -8,7 +8,7 @@ import subprocess
 import unittest
 
 from messages import (
-    LOG_NOT_WHOLE, cannot_load, cannot_use, log_of_good_ndk, log_of_ndk, log_of_search, said,
+    LOG_NOT_WHOLE, log_of_good_ndk, log_of_ndk, log_of_search, no_plugin, said,
 )
 from plugins import fake_plugin, throwing_plugin
 from verdicts import (
@@ -506,13 +506,12 @@ class PlugIn(VerdictTest):
         self.assert_outcome(outcome, 1, err=said("not done: boom"))
         gone = os.path.join(world.top, "gone.so")
         for command in [["check", world.path("ndk")], ["find", "--search", world.path("ndk")]]:
-            for form in [[], ["--json"]]:
-                outcome = world.run(*command, *form, "--plugin", gone)
-                self.assert_outcome(outcome, 3, err=cannot_load("TOP/gone.so"))
+            outcomes = [world.run(*command, *form, "--plugin", gone) for form in [[], ["--json"]]]
+            self.assert_told(no_plugin("TOP/gone.so"), *outcomes)
         for name in ["detect_ndk", "validate_ndk_path"]:
             fake = fake_plugin(world, leave_out=name)
             outcome = world.run("check", world.path("ndk"), "--plugin", fake)
-            self.assert_outcome(outcome, 3, err=cannot_use("TOP/plugin/plugin.so", name))
+            self.assert_told(no_plugin("TOP/plugin/plugin.so", function=name), outcome)
 
 
 # What would change something: files opened to be written, and every other call that writes.

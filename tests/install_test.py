@@ -6,9 +6,9 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    judgement,
-    ALL_IN_PLACE, LOG_NOT_WHOLE, LOG_OF_CHOICE, MISLEADING, NDK, NDK_NOT_WRITABLE, Install, bad_ndk, cannot_open_log, disabled, log, log_of_good_ndk,
-    log_of_install, log_of_ndk, log_of_script, log_of_search, no_ndk, not_selected,
+    ALL_IN_PLACE, BLANK, LOG_NOT_WHOLE, LOG_OF_CHOICE, MISLEADING, NDK, NDK_NOT_WRITABLE,
+    TEMPLATE_MISSING, Install, bad_ndk, cannot_open_log, disabled, judgement, log, log_of_good_ndk,
+    log_of_install, log_of_ndk, log_of_script, log_of_search, no_ndk, not_selected, stands_against,
 )
 from world import (
     COMPONENT, DISABLED, KEPT, SCRIPT, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH,
@@ -34,6 +34,7 @@ class ExampleInstallation(EndToEndTest):
 
     name = "world"
     moves = []
+    warnings = []
     ndk = "ndk/android-ndk-r11c"
     android = "package/compiler/android"
     linux = "package/compiler/compilers_and_libraries_2005.3.42/linux"
@@ -65,6 +66,7 @@ class ExampleInstallation(EndToEndTest):
         report = Install(
             ndk=f"WORLD/{self.ndk}",
             component="nox-ndk-compiler-5.0.3",
+            warnings=self.warnings,
             files=dict(zip([*definitions, *scripts], [6, 6, 1, 1])),
             printed="".join(
                 f"installed WORLD/{self.ndk}/toolchains/{name}/setup.mk\n" for name in TOOLCHAINS
@@ -112,6 +114,7 @@ class ExampleInstallationWithBlanks(ExampleInstallation):
         ("package", "the package", '"package"', '"the package"'),
     ]
     ndk = "the NDK/android ndk r11c"
+    warnings = [BLANK.format(f"WORLD/{ndk}")]
     android = "the package/a compiler/android"
     linux = "the package/a compiler/compilers_and_libraries_2005.3.42/linux"
 
@@ -318,9 +321,9 @@ class InstallationLog(EndToEndTest):
 
     def test_missing_template(self):
         world = self.world(without(small_tree(), VARS_CSH))
-        world.install("--log", world.path("install.log"))
         error = f"ERROR: patch_text_file: cannot open input stream of file WORLD/{VARS_CSH}\n"
-        self.assertMultiLineEqual(world.read("install.log"), log_of_install() + error)
+        report = stands_against(TEMPLATE_MISSING.format(VARS_CSH))
+        self.assert_told(report, world.install("-v"), log=log_of_install("") + error, kept=True)
 
     def test_not_to_be_opened(self):
         world = self.small_world()

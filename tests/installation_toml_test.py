@@ -6,7 +6,7 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    NO_PACKAGE, Install, cannot_read_installation, not_selected, refused, said,
+    BLANK, NO_PACKAGE, Install, cannot_read_installation, not_selected, refused, said,
 )
 from world import COMPONENT, DISABLED, filled, installation, small_tree, without
 
@@ -252,10 +252,11 @@ class UnreadableFile(EndToEndTest):
 class GoodInstallation(EndToEndTest):
     """Each ends in a whole installation."""
 
-    def assert_good(self, *tomls, name="world"):
+    def assert_good(self, *tomls, name="world", **told):
         for toml in tomls:
             with self.subTest(toml):
-                self.assert_installs(self.world(small_tree(toml), name=name))
+                world = self.world(small_tree(toml), name=name)
+                self.assert_installs(world, report=Install(**told))
 
     def test_array_or_text(self):
         self.assert_good(
@@ -297,7 +298,8 @@ class GoodInstallation(EndToEndTest):
         self.assert_good(installation("".join(others) + COMPONENT + skipped))
 
     def test_names_of_world(self):
-        self.assert_good(installation(), name="a world  with blanks")
+        blank = [BLANK.format("WORLD/ndk")]
+        self.assert_good(installation(), name="a world  with blanks", warnings=blank)
         self.assert_good(installation(), name="café")
         toml = installation(NDK_DEFAULT_SEARCH_PATH_LINUX=None, NDK_PATH='"ndk"')
         self.assert_good(toml, name="a;b")

@@ -92,7 +92,7 @@ class LockTest(EndToEndTest):
 
     def assert_all_stop(self, world, holder):
         """install and undo say who holds the lock, and change nothing."""
-        self.assert_both_refuse(world, LOCKED.format(holder))
+        self.assert_both_refuse(world, LOCKED.format(holder), dry=False)
 
 
 class Lock(LockTest):

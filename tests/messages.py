@@ -18,6 +18,12 @@ def not_done(message):
     return f"{NOT_DONE}{message}\n"
 
 
+def problems(*texts):
+    """What stands on standard error where several problems stand against an installation."""
+    lines = "".join(said(f"problem: {text}") for text in texts)
+    return lines + not_done(f"{len(texts)} problems, and nothing was changed")
+
+
 def sha256(text):
     return hashlib.sha256(text.encode()).hexdigest()
 
@@ -171,14 +177,6 @@ def cannot_open_log(file, why="No such file or directory"):
     return said(f"cannot open the log file {file}: {why}")
 
 
-def cannot_load(file, why=NOT_FOUND):
-    return said(f"cannot load the plug-in {file}: {file}: {why}")
-
-
-def cannot_use(file, function, what="plug-in"):
-    return said(f"cannot use the {what} {file}: it has no function {function}")
-
-
 def cannot_read_installation(file="WORLD/installation.toml", why="No such file or directory"):
     return said(f"cannot read {file}: {why}")
 
@@ -198,6 +196,36 @@ class Told:
 
     def err(self):
         return not_done(self.failed) if self.failed else ""
+
+    def err_of_json(self):
+        return ""
+
+
+@dataclasses.dataclass
+class Stopped(Told):
+    """Of a command that does not even begin."""
+
+    message: str
+    code: int = 2
+
+    def out(self):
+        return ""
+
+    def err(self):
+        return said(self.message)
+
+    err_of_json = err
+
+    def json(self):
+        outcome = {2: "wrong-usage", 3: "no-plugin"}[self.code]
+        return {"schema": 1, "outcome": outcome, "changed": False, "message": self.message}
+
+
+def no_plugin(file, why=None, function=None, what="plug-in"):
+    """A library cannot be loaded, or lacks a function."""
+    if function:
+        return Stopped(f"cannot use the {what} {file}: it has no function {function}", 3)
+    return Stopped(f"cannot load the {what} {file}: {file}: {why or NOT_FOUND}", 3)
 
 
 @dataclasses.dataclass
@@ -227,8 +255,8 @@ class Install(Told):
     @classmethod
     def other_ndk(cls, **how):
         """The same for the other NDK, which has a blank in its path."""
-        ndk = OTHER["ndk"]
-        return cls(**{"warnings": [BLANK.format(ndk)], **OTHER, **how})
+        how = {**OTHER, **how}
+        return cls(warnings=[BLANK.format(how["ndk"])], **how)
 
     @property
     def code(self):

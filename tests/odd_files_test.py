@@ -9,7 +9,7 @@ import unittest
 from end_to_end import EndToEndTest
 from messages import (
     IS_LINK, NOT_ORDINARY, NOT_WRITABLE, ON_OTHER_FILE_SYSTEM, TEMPLATE_MISSING, cannot,
-    stands_against,
+    problems, stands_against,
 )
 from world import (
     CC, DISABLED, LINUX, ORIGINALS, TEMPLATES, VARS_CSH, VARS_SH, filled, memory_directory,
@@ -87,7 +87,8 @@ class NotOrdinary(EndToEndTest):
         world = self.world(small_tree(), where=memory_directory())
         shutil.move(world.path(LINUX), other)
         world.write(LINUX, f"-> {other}/linux")
-        self.assert_odd(world, ON_OTHER_FILE_SYSTEM.format(VARS_SH))
+        texts = [ON_OTHER_FILE_SYSTEM.format(file) for file in [VARS_SH, VARS_CSH]]
+        self.assert_outcome(world.install("-q"), 1, err=problems(*texts), kept=True)
 
     def test_linked_directories(self):
         # Only the template itself counts.

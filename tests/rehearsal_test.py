@@ -7,10 +7,9 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    IS_LINK, MISLEADING, NONE_GOOD, NOTHING_ASKS, NOT_FILLED_IN, NOT_ORDINARY, NOT_WRITABLE,
-    SCRIPT_MISSING, TEMPLATE_MISSING, edited, not_done, refused, said,
+    IS_LINK, MISLEADING, NONE_GOOD, NOTHING_ASKS, NOT_ORDINARY, NOT_WRITABLE,
+    SCRIPT_MISSING, TEMPLATE_MISSING, edited, not_done, problems, refused, said,
 )
-from plugins import SELECT_FIRST_COMPONENT, fake_plugin
 from world import (
     ANDROID, COMPONENT, DISABLED, LINUX, MANIFEST, ORIGINALS, OTHER_NDK, SCRIPT, SETUP_32, SETUP_64,
     STORE, TEMPLATES, VARS_CSH, VARS_SH, installation, small_tree, without,
@@ -18,11 +17,6 @@ from world import (
 
 OPTIONAL = "--optional"
 RUNS = "touch it-ran"
-
-
-def problems(*texts):
-    lines = "".join(said(f"problem: {text}") for text in texts)
-    return lines + not_done(f"{len(texts)} problems, and nothing was changed")
 
 
 class Problems(EndToEndTest):
@@ -226,42 +220,6 @@ class WrongUsage(EndToEndTest):
         self.assertEqual((told.code, told.json()["outcome"]), (3, "no-plugin"), told)
 
 
-class WholeCopy(EndToEndTest):
-    # Patches as the plug-in does, and then loses a letter of the first line: every line end is there.
-    LOSES_A_LETTER = """
-#include <fstream>
-extern "C" int integrate_ndk(session_t* session) {
-  const std::string file = path(get_toolchains_path(session) + "/x86-nox5.0.3.42/setup.mk");
-  std::ifstream in(file);
-  std::string text;
-  for (std::string line; !in.fail(); ) {
-    line.clear();
-    std::getline(in, line);
-    text += replaceAllSubstrings(line, "{INSTALL_NOX_VERSION}", "5") + "\\n";
-  }
-  std::ofstream(file + ".tmp") << text.substr(1);
-  file_move(file + ".tmp", file);
-  return 0;
-}"""
-
-    def test_letter_lost(self):
-        world = self.small_world(toml=installation(NDK_INTEGRATION_ENABLED='"no"'))
-        queries = """
-std::string get_toolchains_path(session_t* s) {
-  return path(env_get_string(s, "VORN_INSTALL_DIR") + env_get_string(s, "NDK_COMPILER_SUBDIR") +
-              "/android");
-}"""
-        plugin = fake_plugin(
-            world,
-            get_toolchains_path=queries,
-            check_if_ndk_integration_files_are_to_be_installed=SELECT_FIRST_COMPONENT,
-            integrate_ndk=self.LOSES_A_LETTER,
-        )
-        told = world.install("--plugin", plugin, "-q")
-        why = NOT_FILLED_IN.format(SETUP_32)
-        self.assert_outcome(told, 1, err=not_done(why), kept=True)
-
-
 class Status(EndToEndTest):
     def assert_status(self, world, outcome, files=None, options=(), **expected):
         command = ["status", world.path("installation.toml"), *options]
@@ -339,14 +297,14 @@ class TwoVersions(EndToEndTest):
         self.assertEqual(world.install().code, 0)
         world.write("installation.toml", installation(self.other))
         self.assertEqual(world.install().code, 0)
-        undone = {file["path"]: file["result"] for file in world.undo("--json").json()["files"]}
-        self.assertEqual(undone, {
+        told = {file["path"]: file["result"] for file in world.undo("--json").json()["files"]}
+        self.assertEqual(told, {
             **{f"WORLD/{file}": "restored" for file in new.values()},
             **{f"WORLD/{file}": "shared" for file in [VARS_SH, VARS_CSH]},
         })
         world.write("installation.toml", installation())
-        undone = {file["path"]: file["result"] for file in world.undo("--json").json()["files"]}
-        self.assertEqual(undone, {f"WORLD/{file}": "restored" for file in TEMPLATES})
+        told = {file["path"]: file["result"] for file in world.undo("--json").json()["files"]}
+        self.assertEqual(told, {f"WORLD/{file}": "restored" for file in TEMPLATES})
         self.assertEqual(world.tree(), before)
 
 

@@ -87,7 +87,7 @@ class NdkOption(EndToEndTest):
 
     def test_from_another_directory(self):
         world = self.fresh_world()
-        report = Install.other_ndk(ndk="WORLD/other ndk")
+        report = Install.other_ndk(ndk="WORLD/ndk/../other ndk")
         self.assert_installs(world, "--ndk", "../other ndk", report=report, cwd=world.path("ndk"))
 
     def test_absolute_and_stronger_than_the_file(self):

@@ -11,7 +11,7 @@ from messages import (
 )
 from world import (
     DISABLED, LINUX, ORIGINALS, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, World,
-    filled, installation, restored, small_tree, without,
+    filled, installation, restored, small_tree, undone, without,
 )
 
 
@@ -32,7 +32,7 @@ class UndoneInstallation(UndoTest):
 
     def test_quiet(self):
         outcome = self.installed_world().undo("-q")
-        self.assert_outcome(outcome, out=Undo().result(), changed={**restored(), STORE: "removed"})
+        self.assert_outcome(outcome, out=Undo().result(), changed=undone())
 
     def test_same_tree_as_before(self):
         world = self.small_world()
@@ -96,9 +96,9 @@ class UndoneInstallation(UndoTest):
 
 class NothingToUndo(UndoTest):
     def test_nothing_recorded(self):
-        undone = self.installed_world()
-        undone.undo()
-        for world in [self.small_world(), undone]:
+        done = self.installed_world()
+        done.undo()
+        for world in [self.small_world(), done]:
             self.assert_refused(world, NOTHING_TO_UNDO, World.undo)
 
     def test_no_compiler(self):
@@ -154,7 +154,7 @@ class CommandLine(EndToEndTest):
         world = self.small_world(installation(VORN_INSTALL_DIR='"elsewhere"'))
         here = f"--set=VORN_INSTALL_DIR={world.path('package')}"
         self.assertEqual(world.install(here).code, 0)
-        self.assertEqual(world.undo(here).changes, {**restored(), STORE: "removed"})
+        self.assertEqual(world.undo(here).changes, undone())
 
     def test_dry_run(self):
         world = self.installed_world()

@@ -105,6 +105,11 @@ def restored(*files):
     return {file: "644 " + ORIGINALS[file] for file in files or TEMPLATES}
 
 
+def undone(*files):
+    """The same of an undo that leaves nothing behind."""
+    return {**restored(*files), STORE: "removed"}
+
+
 def memory_directory():
     """Where files are in memory and flushing them takes no time; None where there is no such."""
     ram, enough = "/dev/shm", 64 << 20
@@ -204,7 +209,9 @@ class World:
                 elif stat.S_ISREG(mode):
                     data = "(not readable)\n"
                     if os.access(path, os.R_OK):
-                        data = without_times(self.bytes(path)) if inside == MANIFEST else self.bytes(path)
+                        data = self.bytes(path)
+                    if inside.endswith(f"{KEPT}/manifest.json"):
+                        data = without_times(data)
                 tree[inside] = (stat.S_IMODE(mode), data)
         return tree
 
