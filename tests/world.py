@@ -366,7 +366,9 @@ def pretty(value):
 
 
 def example_world(name="world"):
-    """A copy of examples/."""
+    """A copy of examples/, whatever the modes of this checkout are."""
     world = World(name=name)
     shutil.copytree(EXAMPLES, world.dir, dirs_exist_ok=True)
+    for file, (mode, _) in world.snapshot().items():
+        world.chmod(file, mode & 0o755)
     return world
