@@ -1,7 +1,6 @@
 """ndk-integrate install, end to end: the real program and the real plug-in on real files."""
 
 import os
-import subprocess
 import unittest
 
 from end_to_end import EndToEndTest
@@ -16,12 +15,6 @@ from world import (
 )
 
 TOOLCHAINS = ["x86_64-nox5.0.3.42", "x86-nox5.0.3.42"]
-
-
-def output_of(*command, **how):
-    return subprocess.run(
-        command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=True, **how
-    ).stdout
 
 
 def with_ndk(**changes):
@@ -73,35 +66,6 @@ class ExampleInstallation(EndToEndTest):
             ),
         )
         self.assert_told(report, self.outcome, changed=expected)
-
-    def test_make(self):
-        makefile = (
-            "include setup.mk\n"
-            "$(info $(NOX_INSTALLDIR)/bin)\n"
-            "$(info $(NOX_VERSION))\n"
-            "all:\n\t@$(TARGET_CC) --version\n\t@$(TARGET_CXX) --version\n"
-        )
-        for name in TOOLCHAINS:
-            with self.subTest(name):
-                directory = self.here.path(f"{self.ndk}/toolchains/{name}")
-                make = ["make", "--no-print-directory", "-f", "-"]
-                printed = output_of(*make, cwd=directory, input=makefile)
-                self.assertEqual(
-                    self.here.hidden(printed),
-                    f"WORLD/{self.linux}/bin\n5.0.3.42\nnoxcc 5.0.3.42\nnoxc++ 5.0.3.42\n",
-                )
-
-    def test_shells(self):
-        for shell, command in {
-            "sh": ["sh", "-c", '. "$VARS"; echo "$ANDROID_NDK"; command -v ndk-build'],
-            "csh": ["csh", "-f", "-c", 'source "$VARS"; echo "$ANDROID_NDK"; which ndk-build'],
-        }.items():
-            with self.subTest(shell):
-                file = self.here.path(f"{self.linux}/bin/compilervars_arch.{shell}")
-                printed = output_of(*command, env={**os.environ, "VARS": file})
-                self.assertEqual(
-                    self.here.hidden(printed), f"WORLD/{self.ndk}\nWORLD/{self.ndk}/ndk-build\n"
-                )
 
 
 class ExampleInstallationWithBlanks(ExampleInstallation):

@@ -18,10 +18,13 @@ def not_done(message):
     return f"{NOT_DONE}{message}\n"
 
 
+SEVERAL = "{} problems, and nothing was changed"
+
+
 def problems(*texts):
     """What stands on standard error where several problems stand against an installation."""
     lines = "".join(said(f"problem: {text}") for text in texts)
-    return lines + not_done(f"{len(texts)} problems, and nothing was changed")
+    return lines + not_done(SEVERAL.format(len(texts)))
 
 
 def sha256(text):
@@ -101,7 +104,6 @@ IS_LINK = (
 NOT_FILLED_IN = "the template WORLD/{} could not be filled in; -v shows more"
 NOT_WRITABLE = "you may not write in WORLD/{}"
 EDITED_JUST_NOW = "WORLD/{} was changed by someone else just now; it is left as it is"
-INCOMPLETE_COPY = "incomplete copy of {}: is the disk full?"
 SCRIPT_MISSING = (
     f"the integration script ./ndk_integration.sh is missing or not executable in WORLD/{ANDROID}"
 )

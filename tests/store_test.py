@@ -4,8 +4,6 @@ somebody or something else got at it."""
 import json
 import os
 import re
-import shutil
-import subprocess
 import unittest
 
 from end_to_end import EndToEndTest
@@ -14,6 +12,7 @@ from messages import (
     NOT_DONE, STORE_NOT_A_DIRECTORY, cannot, kept_original, not_undone, original_damaged, refused,
     sha256,
 )
+from strace import needs_plain_program, needs_strace
 from world import (
     CC, COMPONENT, KEPT_ORIGINALS, MANIFEST, NO_LEAK_SEARCH, ORIGINALS, SETUP_64, STORE,
     TEMPLATES, VARS_SH, World, installation, restored, small_tree,
@@ -182,16 +181,14 @@ class CompilerDirectory(EndToEndTest):
                 self.assert_both_refuse(self.world(small_tree(toml)), BAD_ROOT.format(root))
 
 
-@unittest.skipUnless(shutil.which("strace"), "strace is not installed")
-@unittest.skipIf("GCOV_ERROR_FILE" in os.environ, "a program that counts lines is slow to trace")
+@needs_strace
+@needs_plain_program
 class FailingDisk(EndToEndTest):
     """A system call that fails at one file."""
 
     def run_with(self, world, file, inject, *command):
         strace = ["strace", "-qq", "-o", "/dev/null", "-P", world.path(file)]
         strace += ["-e", f"inject={inject}"]
-        if subprocess.run([*strace, "true"], check=False).returncode != 0:
-            self.skipTest("strace cannot trace here")
         toml = world.path("installation.toml")
         return world.run(*command, toml, before=strace, env=NO_LEAK_SEARCH)
 
