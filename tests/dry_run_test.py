@@ -8,8 +8,8 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    DRY, NOT_DONE, NOT_ORDINARY, NOT_WRITABLE, SCRIPT_MISSING, TEMPLATE_MISSING, Install, disabled,
-    edited, log_of_install, with_files,
+    DRY, IS_LINK, NOT_DONE, NOT_ORDINARY, NOT_WRITABLE, SCRIPT_MISSING, TEMPLATE_MISSING, Install,
+    cannot, disabled, edited, log_of_install, stands_against, with_files,
 )
 from strace import needs_plain_program, needs_strace, run_traced
 from world import (
@@ -90,42 +90,51 @@ class DryRun(DryRunTest):
 
 
 class Problem(DryRunTest):
-    """The outcome is the one that an installation would have; what it would work on is shown."""
+    """It is told as by an installation; what that would work on is shown. Neither does anything."""
 
-    def assert_problem(self, tree, problem, **found):
-        files = with_files(**found)
-        report = Install(files=files, diffs=diffs(*found), failed=problem, problem=True)
-        report.changed = False
-        self.assert_dry(self.world(tree), report)
+    def assert_problem(self, world, problem, file_diffs=None, unprivileged=False, **found):
+        report = Install(
+            files=with_files(**found), diffs=diffs(*found) if file_diffs is None else file_diffs,
+            failed=problem, problem=True, changed=False,
+        )
+        self.assert_dry(world, report, unprivileged=unprivileged)
+        self.assert_refused(world, stands_against(problem), unprivileged=unprivileged)
 
-    def test_each(self):
-        tree, no_script = small_tree(), without(small_tree(), SCRIPT)
-        self.assert_problem(no_script, SCRIPT_MISSING)
-        self.assert_problem({**no_script, SCRIPT: (0o644, script())}, SCRIPT_MISSING)
-        self.assert_problem({**no_script, SCRIPT + "/": ""}, SCRIPT_MISSING)
+    def test_script(self):
+        for in_its_place in [{}, {SCRIPT: (0o644, script())}, {SCRIPT + "/": ""}]:
+            with self.subTest(in_its_place):
+                world = self.world({**without(small_tree(), SCRIPT), **in_its_place})
+                self.assert_problem(world, SCRIPT_MISSING)
+
+    def test_missing_template(self):
         for file in TEMPLATES:
-            with self.subTest(file):
-                gone = without(tree, file)
-                found = {file: "missing"}
-                self.assert_problem(gone, TEMPLATE_MISSING.format(file), **found)
-                self.assert_problem({**gone, file + "/": ""}, NOT_ORDINARY.format(file), **found)
+            for text, inside in [(TEMPLATE_MISSING, {}), (NOT_ORDINARY, {f"{file}/inside": ""})]:
+                with self.subTest(file, inside=inside):
+                    world = self.world({**without(small_tree(), file), **inside})
+                    self.assert_problem(world, text.format(file), **{file: "missing"})
+
+    def test_link(self):
+        for file in TEMPLATES:
+            for target in ["target", "nowhere", "dir", "/dev/null"]:
+                with self.subTest(file, target=target):
+                    world = self.world({**without(small_tree(), file), "dir/": ""})
+                    world.write("target", "<NDK_DIR>\n")
+                    world.write(file, f"-> {world.path(target)}")
+                    self.assert_refused(world, stands_against(IS_LINK.format(file)))
 
     def test_edited_file(self):
         world = self.installed_world()
         world.append(VARS_SH, "export MINE=1\n")
-        report = Install(
-            files=with_files(**{VARS_SH: "failed"}), diffs=[""] * 3, failed=edited(VARS_SH),
-            problem=True, changed=False,
-        )
-        self.assert_dry(world, report)
+        self.assert_problem(world, edited(VARS_SH), [""] * 3, **{VARS_SH: "failed"})
 
     def test_without_permission(self):
         for name in [CC, LINUX + "/bin"]:
             with self.subTest(name):
                 world = self.small_world(**{name + "/": (0o555, "")})
-                report = Install(diffs=diffs(), failed=NOT_WRITABLE.format(name), problem=True)
-                report.changed = False
-                self.assert_dry(world, report, unprivileged=True)
+                self.assert_problem(world, NOT_WRITABLE.format(name), unprivileged=True)
+        world = self.small_world(**{VARS_SH: (0o200, ORIGINALS[VARS_SH])})
+        report = stands_against(cannot("read", VARS_SH))
+        self.assert_refused(world, report, unprivileged=True)
 
 
 class TemporaryDirectory(EndToEndTest):

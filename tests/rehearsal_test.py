@@ -3,16 +3,20 @@ changed, no script runs. And what it warns of."""
 
 import json
 import os
+import shutil
+import tempfile
 import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    IS_LINK, MISLEADING, NONE_GOOD, NOTHING_ASKS, NOT_ORDINARY, NOT_WRITABLE,
-    SCRIPT_MISSING, TEMPLATE_MISSING, edited, not_done, problems, refused, said,
+    BLANK, IS_LINK, MISLEADING, NONE_GOOD, NOTHING_ASKS, NOT_ORDINARY, NOT_WRITABLE,
+    ON_OTHER_FILE_SYSTEM, SCRIPT_MISSING, TEMPLATE_MISSING, Stopped, cannot, edited, not_done,
+    problems, refused, said, stands_against,
 )
 from world import (
-    ANDROID, COMPONENT, DISABLED, LINUX, MANIFEST, ORIGINALS, OTHER_NDK, SCRIPT, SETUP_32, SETUP_64,
-    STORE, TEMPLATES, VARS_CSH, VARS_SH, installation, small_tree, without,
+    ANDROID, CC, COMPONENT, DISABLED, LINUX, MANIFEST, ORIGINALS, OTHER_NDK, SCRIPT, SETUP_32,
+    SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, filled, installation, memory_directory,
+    small_tree, without,
 )
 
 OPTIONAL = "--optional"
@@ -35,8 +39,8 @@ class Problems(EndToEndTest):
         tree.update({SETUP_32: "-> elsewhere", VARS_SH + "/": "", SCRIPT: (0o644, "")})
         world = self.world(without(tree, SETUP_64, VARS_SH))
         self.assert_problems(
-            world, TEMPLATE_MISSING.format(SETUP_64), IS_LINK.format(SETUP_32), NOT_ORDINARY.format(VARS_SH),
-            SCRIPT_MISSING,
+            world, TEMPLATE_MISSING.format(SETUP_64), IS_LINK.format(SETUP_32),
+            NOT_ORDINARY.format(VARS_SH), SCRIPT_MISSING,
         )
 
     def test_edited_and_missing(self):
@@ -52,18 +56,45 @@ class Problems(EndToEndTest):
         world.chmod(SCRIPT, 0o644)
         self.assert_problems(world, *texts, unprivileged=True)
 
-    def test_nothing_is_left_of_the_store(self):
-        world = self.world(without(small_tree(runs=RUNS), SETUP_64))
-        world.install()
-        self.assertFalse(os.path.exists(world.path(STORE)))
 
-    def test_log(self):
-        """The lines of the rehearsal, with the real names."""
-        world = self.world(without(small_tree(runs=RUNS), SETUP_64))
-        told = world.install("-v").err
-        cannot_open = f"ERROR: patch_text_file: cannot open input stream of file WORLD/{SETUP_64}\n"
-        self.assertEqual(told.count(cannot_open), 2, told)
-        self.assertEqual(told.count("integrate_ndk()\n"), 1, told)
+class Links(EndToEndTest):
+    def test_link_without_integration(self):
+        world = self.world({**without(small_tree(), VARS_SH), "target": "<NDK_DIR>\n"})
+        world.write(VARS_SH, f"-> {world.path('target')}")
+        report = stands_against(IS_LINK.format(VARS_SH), enabled=False)
+        self.assert_refused(world, report, options=[DISABLED])
+
+    def test_link_made_after_installation(self):
+        world = self.installed_world()
+        os.rename(world.path(VARS_SH), world.path("moved.sh"))
+        world.write(VARS_SH, f"-> {world.path('moved.sh')}")
+        self.assert_refused(world, stands_against(IS_LINK.format(VARS_SH)))
+        # What the link points to is not this package's.
+        world.undo()
+        self.assertEqual(world.read("moved.sh"), "ndk='WORLD/ndk'\n\n")
+
+    def test_linked_directory_on_other_file_system(self):
+        # A copy could not take a template's place in one step.
+        here = tempfile.gettempdir()
+        if memory_directory() is None or os.stat(memory_directory()).st_dev == os.stat(here).st_dev:
+            self.skipTest("there is no second file system")
+        other = self.enterContext(tempfile.TemporaryDirectory(prefix="ndk_integrate_test."))
+        world = self.world(small_tree(), where=memory_directory())
+        shutil.move(world.path(LINUX), other)
+        world.write(LINUX, f"-> {other}/linux")
+        texts = [ON_OTHER_FILE_SYSTEM.format(file) for file in [VARS_SH, VARS_CSH]]
+        self.assert_outcome(world.install("-q"), 1, err=problems(*texts), kept=True)
+
+    def test_linked_directories(self):
+        # Only the template itself counts.
+        world = self.small_world()
+        for name in ["package", CC, LINUX]:
+            os.rename(world.path(name), world.path(name) + ".real")
+            world.write(name, f"-> {os.path.basename(name)}.real")
+        self.assertEqual(world.install().code, 0)
+        self.assertEqual({file: "644 " + world.read(file) for file in TEMPLATES}, filled())
+        self.assertEqual(world.undo().code, 0)
+        self.assertEqual({file: world.read(file) for file in TEMPLATES}, ORIGINALS)
 
 
 class WrongVersion(EndToEndTest):
@@ -112,7 +143,7 @@ class Warnings(EndToEndTest):
             ("Yes", ["--set=NDK_INTEGRATION_ENABLED=Yes"], {}, MISLEADING.format("Yes")),
             ("true", ["--set=NDK_INTEGRATION_ENABLED=true"], {}, MISLEADING.format("true")),
             ("a blank in the path", ["--ndk", "world/other ndk"], OTHER_NDK,
-             "the path of the NDK, WORLD/other ndk, holds a blank, which ndk-build refuses"),
+             BLANK.format("WORLD/other ndk")),
         ]:
             for dry in [["--dry-run"], []]:
                 with self.subTest(case, dry=dry):
@@ -202,22 +233,23 @@ class NothingToDo(EndToEndTest):
 
 
 class WrongUsage(EndToEndTest):
-    def test_json(self):
+    def test_both_forms(self):
         world = self.small_world("[session]\nX = 1\n")
-        for command in [
-            ["install"], ["undo", "--json", "--x"], ["status", world.path("none"), "--json"],
-            ["install", world.path("installation.toml"), "--json"], ["nonsense", "--json"],
+        variables = "NDK_PATH, NDK_DEFAULT_SEARCH_PATH_LINUX, NDK_SUPPORTED_VERSIONS, "
+        variables += "NDK_INTEGRATION_ENABLED, NDK_COMPONENT_PATTERNS, VORN_INSTALL_DIR"
+        wrong = f"unknown key 'X' in [session], expected one of {variables}"
+        not_there = cannot("read", "none", "No such file or directory")
+        for command, message in [
+            (["install"], "INSTALLATION.toml is required; see ndk-integrate install --help"),
+            (["undo", "a", "--x"],
+             "The following argument was not expected: --x; see ndk-integrate undo --help"),
+            (["status", world.path("none")], not_there),
+            (["install", world.path("installation.toml")], f"WORLD/installation.toml:2: {wrong}"),
+            (["nonsense"], "unknown command 'nonsense'; see ndk-integrate --help"),
         ]:
             with self.subTest(command):
-                told = world.run(*command, *([] if "--json" in command else ["--json"]))
-                self.assertEqual((told.code, told.changes), (2, {}), told)
-                self.assertEqual(told.json()["outcome"], "wrong-usage")
-                self.assertEqual(told.err, said(world.hidden(told.json()["message"])))
-
-    def test_plugin_that_is_missing(self):
-        world = self.small_world()
-        told = world.install("--json", "--plugin", world.path("none.so"))
-        self.assertEqual((told.code, told.json()["outcome"]), (3, "no-plugin"), told)
+                told = [world.run(*command, *form) for form in [[], ["--json"]]]
+                self.assert_told(Stopped(message), *told, kept=True)
 
 
 class Status(EndToEndTest):
@@ -283,29 +315,6 @@ class Status(EndToEndTest):
         world.write(MANIFEST, json.dumps(manifest))
         self.assert_status(world, "installed", dict.fromkeys(TEMPLATES, "result"), ndk=None)
         self.assertEqual(world.undo().code, 0)
-
-
-class TwoVersions(EndToEndTest):
-    """In one directory; each installation knows its own files."""
-
-    other = COMPONENT.replace("nox-ndk-5", "nox-ndk-6").replace("5.0.3", "5.1.3")
-
-    def test_each_undone_by_itself(self):
-        new = {SETUP_64: SETUP_64.replace("5.0.3", "5.1.3"), SETUP_32: SETUP_32.replace("5.0.3", "5.1.3")}
-        world = self.small_world(**{file: ORIGINALS[old] for old, file in new.items()})
-        before = world.tree()
-        self.assertEqual(world.install().code, 0)
-        world.write("installation.toml", installation(self.other))
-        self.assertEqual(world.install().code, 0)
-        told = {file["path"]: file["result"] for file in world.undo("--json").json()["files"]}
-        self.assertEqual(told, {
-            **{f"WORLD/{file}": "restored" for file in new.values()},
-            **{f"WORLD/{file}": "shared" for file in [VARS_SH, VARS_CSH]},
-        })
-        world.write("installation.toml", installation())
-        told = {file["path"]: file["result"] for file in world.undo("--json").json()["files"]}
-        self.assertEqual(told, {f"WORLD/{file}": "restored" for file in TEMPLATES})
-        self.assertEqual(world.tree(), before)
 
 
 if __name__ == "__main__":

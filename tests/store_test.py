@@ -166,11 +166,6 @@ class OddDirectory(EndToEndTest):
                     message = message.replace(f"{STORE} ", f"{KEPT_ORIGINALS} ")
                 self.assert_refused(world, refused(message))
 
-    def test_not_writable(self):
-        world = self.small_world(**{CC + "/": (0o555, "")})
-        report = stands_against(NOT_WRITABLE.format(CC))
-        self.assert_refused(world, report, unprivileged=True)
-
 
 class CompilerDirectory(EndToEndTest):
     def test_bad_root(self):
