@@ -7,8 +7,8 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    EDITED_JUST_NOW, NOT_FILLED_IN, Install, Undo, edited, kept_original, not_done, not_undone, refused,
-    stands_against,
+    EDITED_JUST_NOW, NOT_FILLED_IN, Install, Undo, edited, kept_original, not_done, not_undone,
+    refused, stands_against,
 )
 from plugins import filling_plugin
 from world import (

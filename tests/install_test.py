@@ -5,13 +5,13 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    ALL_IN_PLACE, BLANK, LOG_NOT_WHOLE, LOG_OF_CHOICE, MISLEADING, NDK, NDK_NOT_WRITABLE,
-    TEMPLATE_MISSING, Install, bad_ndk, cannot_open_log, disabled, judgement, log, log_of_good_ndk,
-    log_of_install, log_of_ndk, log_of_script, log_of_search, no_ndk, not_selected, stands_against,
+    ALL_IN_PLACE, BLANK, LOG_NOT_WHOLE, LOG_OF_CHOICE, MISLEADING, TEMPLATE_MISSING, Install,
+    cannot_open_log, disabled, log, log_of_good_ndk, log_of_install, log_of_ndk, log_of_script,
+    log_of_search, stands_against,
 )
 from world import (
-    COMPONENT, DISABLED, KEPT, SCRIPT, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH,
-    example_world, filled, installation, small_tree, without,
+    COMPONENT, DISABLED, KEPT, SCRIPT, TEMPLATES, VARS_CSH, VARS_SH, example_world, filled,
+    installation, small_tree, without,
 )
 
 TOOLCHAINS = ["x86_64-nox5.0.3.42", "x86-nox5.0.3.42"]
@@ -100,16 +100,6 @@ class WholeInstallation(EndToEndTest):
         outcome = world.run("install", "installation.toml", cwd=world.dir)
         self.assert_told(Install(), outcome, changed=filled(first=True))
 
-    def test_relative_file_elsewhere(self):
-        world = self.world({**small_tree(), "elsewhere/": ""})
-        file = "../../world/./installation.toml"
-        outcome = world.run("install", file, cwd=world.path("elsewhere"))
-        here = "WORLD/elsewhere/../../world/."
-        out = Install().out().replace("WORLD", here)
-        changed = filled(first=True)
-        changed = {name: entry.replace("WORLD", here) for name, entry in changed.items()}
-        self.assert_outcome(outcome, out=out, changed=changed)
-
     def test_leftover_tmp_file(self):
         # Files are patched elsewhere, so this one is in nobody's way.
         leftovers = {VARS_SH + ".tmp": "left by an earlier run\n"}
@@ -135,27 +125,6 @@ class NdkPreset(EndToEndTest):
     def test_search_path_ignored(self):
         self.assert_installs(self.small_world(with_ndk(NDK_DEFAULT_SEARCH_PATH_LINUX='"other"')))
 
-    def test_bad(self):
-        tree = small_tree(with_ndk())
-        supported = with_ndk(NDK_SUPPORTED_VERSIONS='["r10e", "r21e"]')
-        why = {
-            "no launcher": ("nok", "no-launcher", "has neither ndk-build nor ndk-build.cmd"),
-            "unsupported": (
-                "unsupported", "unsupported-release", "r11c (11.2.2725575) is not among r10e, r21e"
-            ),
-            "not writable": ("notwritable", "not-writable", NDK_NOT_WRITABLE),
-        }
-        for case, changed in [
-            ("no launcher", without(tree, "ndk/ndk-build")),
-            ("unsupported", {**tree, "installation.toml": supported}),
-            ("not writable", {**tree, "ndk/": (0o555, "")}),
-        ]:
-            with self.subTest(case):
-                world = self.world(changed)
-                judged = judgement(NDK, *why[case])
-                report = no_ndk(bad_ndk(why[case][2]), candidates=[judged])
-                self.assert_refused(world, report, unprivileged=case == "not writable")
-
 
 class NdkSearched(EndToEndTest):
     """NDK_PATH found by a search. What is told where none is found: rehearsal_test.py."""
@@ -177,9 +146,6 @@ class IntegrationDisabled(EndToEndTest):
                 world = self.small_world(installation(NDK_INTEGRATION_ENABLED=value))
                 misleading = [MISLEADING.format(value.strip('"'))] if "es" in str(value) else []
                 self.assert_installs(world, report=disabled(warnings=misleading))
-
-    def test_json(self):
-        self.assert_installs(self.small_world(), DISABLED, "--json", report=disabled())
 
     def test_no_usable_ndk(self):
         off = {"NDK_INTEGRATION_ENABLED": '"no"'}
@@ -205,17 +171,6 @@ class IntegrationDisabled(EndToEndTest):
 
 
 class ComponentSelection(EndToEndTest):
-    def test_nothing_selected(self):
-        for case, components, toml, patterns in [
-            ("other letter case", COMPONENT.replace("-ndk-", "-NDK-"), {}, "-ndk-"),
-            ("without integration", "", {"NDK_INTEGRATION_ENABLED": '"no"'}, "-ndk-"),
-            ("trailing separator in the patterns", COMPONENT.replace("-ndk-", "-"),
-             {"NDK_COMPONENT_PATTERNS": '"-ndk-;"'}, "-ndk-;"),
-        ]:
-            with self.subTest(case):
-                world = self.small_world(installation(components, **toml))
-                self.assert_refused(world, not_selected(patterns))
-
     def test_first_of_several(self):
         other = COMPONENT.replace("nox-ndk-5", "ndk-free").replace("5.0.3", "9.9.9")
         last = COMPONENT.replace("nox-ndk-5", "last-ndk-one").replace("5.0.3", "8.8.8")

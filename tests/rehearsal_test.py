@@ -9,9 +9,9 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    BLANK, IS_LINK, MISLEADING, NONE_GOOD, NOTHING_ASKS, NOT_ORDINARY, NOT_WRITABLE,
-    ON_OTHER_FILE_SYSTEM, SCRIPT_MISSING, TEMPLATE_MISSING, Stopped, cannot, edited, not_done,
-    problems, refused, said, stands_against,
+    BLANK, IS_LINK, MISLEADING, NDK, NDK_NOT_WRITABLE, NONE_GOOD, NOTHING_ASKS, NOT_ORDINARY,
+    NOT_WRITABLE, ON_OTHER_FILE_SYSTEM, SCRIPT_MISSING, TEMPLATE_MISSING, Stopped, bad_ndk, cannot,
+    edited, judgement, no_ndk, not_done, problems, refused, said, stands_against,
 )
 from world import (
     ANDROID, CC, COMPONENT, DISABLED, LINUX, MANIFEST, ORIGINALS, OTHER_NDK, SCRIPT, SETUP_32,
@@ -219,11 +219,22 @@ class NothingToDo(EndToEndTest):
                 self.assert_nothing_to_do(world, "not-selected", message, *options)
 
     def test_bad_ndk_that_was_named(self):
+        tree = small_tree(installation(NDK_PATH='"ndk"', NDK_SUPPORTED_VERSIONS='"r10e;r21e"'))
+        other = "r11c (11.2.2725575) is not among r10e, r21e"
+        for changed, *judged in [
+            (without(tree, "ndk/ndk-build"), "nok", "no-launcher",
+             "has neither ndk-build nor ndk-build.cmd"),
+            (tree, "unsupported", "unsupported-release", other),
+            ({**tree, "ndk/": (0o555, "")}, "notwritable", "not-writable", NDK_NOT_WRITABLE),
+        ]:
+            with self.subTest(judged):
+                report = no_ndk(bad_ndk(judged[-1]), candidates=[judgement(NDK, *judged)])
+                user = {"unprivileged": "not-writable" in judged}
+                self.assert_refused(self.world(changed), report, options=[OPTIONAL], **user)
         world = self.small_world()
-        for options in [["--ndk", world.path("none")], [f"--set=NDK_PATH={world.path('none')}"]]:
-            told = world.install(OPTIONAL, *options)
-            why = "NDK_PATH is WORLD/none, which cannot be used: no such directory"
-            self.assert_outcome(told, 1, err=not_done(why), kept=True)
+        report = no_ndk(bad_ndk("no such directory", "WORLD/none"))
+        outcome = world.install(OPTIONAL, "--ndk", world.path("none"))
+        self.assert_told(report, outcome, kept=True)
 
     def test_system_that_fails(self):
         world = self.world({**without(small_tree(), "ndk/ndk-build"), "loop": "-> loop"})

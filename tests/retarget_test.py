@@ -4,10 +4,10 @@ import os
 import unittest
 
 from end_to_end import EndToEndTest
-from messages import Install, bad_ndk, judgement, no_ndk, said
+from messages import Install, said
 from world import (
-    ANDROID, COMPONENT, DISABLED, LINUX, ORIGINALS, OTHER_NDK, SCRIPT, VARS_CSH, VARS_SH, changes,
-    example_world, filled, installation, script, small_tree, without,
+    ANDROID, DISABLED, LINUX, OTHER_NDK, SCRIPT, VARS_CSH, VARS_SH, changes, example_world, filled,
+    installation, script, small_tree,
 )
 
 # The toolchain definitions do not name the NDK.
@@ -48,14 +48,6 @@ class Repeat(EndToEndTest):
                 world.install(*options, cwd=world.dir)
                 self.assertEqual(world.tree(kept=False), fresh.tree(kept=False))
 
-    def test_other_ndk_and_back(self):
-        world = self.installed_world()
-        once = world.tree()
-        world.install("--ndk", world.path("other ndk"))
-        world.install(DISABLED)
-        world.install()
-        self.assertEqual(world.tree(), once)
-
     def test_example(self):
         world = self.enterContext(example_world())
         before = world.tree()
@@ -82,31 +74,17 @@ class NdkOption(EndToEndTest):
             ["--set", "NDK_PATH=ndk", "--ndk", "other ndk"],
         ]:
             with self.subTest(options):
-                world = self.fresh_world()
+                world = self.fresh_world(NDK_PATH='"ndk"')
                 self.assert_installs(world, *options, report=Install.other_ndk(), cwd=world.dir)
-
-    def test_from_another_directory(self):
         world = self.fresh_world()
         report = Install.other_ndk(ndk="WORLD/ndk/../other ndk")
         self.assert_installs(world, "--ndk", "../other ndk", report=report, cwd=world.path("ndk"))
-
-    def test_absolute_and_stronger_than_the_file(self):
-        for changed in [{}, {"NDK_PATH": '"ndk"'}]:
-            world = self.fresh_world(**changed)
-            self.assert_installs(world, "--ndk", world.path("other ndk"), report=Install.other_ndk())
 
     def test_before_the_file(self):
         world = self.fresh_world()
         options = ["--ndk", world.path("other ndk"), world.path("installation.toml")]
         changed = filled("WORLD/other ndk", first=True)
         self.assert_told(Install.other_ndk(), world.run("install", *options), changed=changed)
-
-    def test_no_ndk(self):
-        world = self.installed_world()
-        why = "has neither ndk-build nor ndk-build.cmd"
-        judged = judgement("WORLD/package", "nok", "no-launcher", why)
-        report = no_ndk(bad_ndk(why, "WORLD/package"), candidates=[judged])
-        self.assert_refused(world, report, options=["--ndk", world.path("package")])
 
     def test_empty(self):
         # Not a request to search.
@@ -134,17 +112,6 @@ class SetOption(EndToEndTest):
             for before in ['"something else"', None]:
                 with self.subTest(name, before=before):
                     self.assert_set(installation(**{name: before}), f"{name}={value}")
-
-    def test_all_variables(self):
-        self.assert_set(
-            COMPONENT,
-            "NDK_PATH=",
-            "NDK_DEFAULT_SEARCH_PATH_LINUX=ndk",
-            "NDK_SUPPORTED_VERSIONS=r11c",
-            "NDK_COMPONENT_PATTERNS=-ndk-",
-            "NDK_INTEGRATION_ENABLED=yes",
-            "VORN_INSTALL_DIR=package",
-        )
 
     def test_last_counts(self):
         self.assert_set(installation(), "NDK_PATH=not there", "NDK_PATH=ndk")

@@ -10,8 +10,7 @@ from messages import (
     script_failed, stands_against,
 )
 from world import (
-    ANDROID, DISABLED, LINUX, SCRIPT, SETUP_32, SETUP_64, VARS_SH, filled, installation, script,
-    small_tree, without,
+    ANDROID, DISABLED, LINUX, SCRIPT, VARS_SH, filled, installation, script, small_tree, without,
 )
 
 SHELL_SURPRISES = {

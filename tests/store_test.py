@@ -8,7 +8,7 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    NOT_WRITABLE, stands_against, BAD_ENTRY, BAD_MANIFEST, BAD_ROOT, MANIFEST_MISSING, MANIFEST_NOT_ORDINARY, NEWER_MANIFEST,
+    BAD_ENTRY, BAD_MANIFEST, BAD_ROOT, MANIFEST_MISSING, MANIFEST_NOT_ORDINARY, NEWER_MANIFEST,
     NOT_DONE, STORE_NOT_A_DIRECTORY, cannot, kept_original, not_undone, original_damaged, refused,
     sha256,
 )
