@@ -32,40 +32,33 @@ class ExampleInstallation(EndToEndTest):
     android = "package/compiler/android"
     linux = "package/compiler/compilers_and_libraries_2005.3.42/linux"
 
-    @classmethod
-    def setUpClass(cls):
-        # One installation, and many tests that only look at what it left behind.
-        cls.here = cls.enterClassContext(example_world(cls.name))
-        toml = cls.here.read("installation.toml")
-        for old, new, quoted, quoted_new in cls.moves:
-            os.rename(cls.here.path(old), cls.here.path(new))
-            assert quoted in toml, quoted
-            toml = toml.replace(quoted, quoted_new)
-        cls.here.write("installation.toml", toml)
-        cls.before = cls.here.tree()
-        cls.outcome = cls.here.install()
-
     def test_outcome(self):
+        world = self.enterContext(example_world(self.name))
+        toml = world.read("installation.toml")
+        for old, new, quoted, quoted_new in self.moves:
+            os.rename(world.path(old), world.path(new))
+            toml = toml.replace(quoted, quoted_new)
+        world.write("installation.toml", toml)
         expected = {f"{os.path.dirname(self.android)}/{KEPT}": "700 /"}
         definitions = [f"{self.android}/{name}/setup.mk" for name in TOOLCHAINS]
         scripts = [f"{self.linux}/bin/compilervars_arch.{shell}" for shell in ["sh", "csh"]]
+        before = world.tree()
         for name, file in zip(TOOLCHAINS, definitions):
-            text = self.before[file].replace("{INSTALL_NOX_INSTALLDIR}", f"WORLD/{self.linux}")
+            text = before[file].replace("{INSTALL_NOX_INSTALLDIR}", f"WORLD/{self.linux}")
             expected[file] = text.replace("{INSTALL_NOX_VERSION}", "5.0.3.42") + "\n\n"
             expected[f"{self.ndk}/toolchains/{name}"] = "755 /"
             expected[f"{self.ndk}/toolchains/{name}/setup.mk"] = expected[file]
         for file in scripts:
-            expected[file] = self.before[file].replace("<NDK_DIR>", f"WORLD/{self.ndk}") + "\n"
+            expected[file] = before[file].replace("<NDK_DIR>", f"WORLD/{self.ndk}") + "\n"
+        printed = [f"installed WORLD/{self.ndk}/toolchains/{name}/setup.mk\n" for name in TOOLCHAINS]
         report = Install(
             ndk=f"WORLD/{self.ndk}",
             component="nox-ndk-compiler-5.0.3",
             warnings=self.warnings,
             files=dict(zip([*definitions, *scripts], [6, 6, 1, 1])),
-            printed="".join(
-                f"installed WORLD/{self.ndk}/toolchains/{name}/setup.mk\n" for name in TOOLCHAINS
-            ),
+            printed="".join(printed),
         )
-        self.assert_told(report, self.outcome, changed=expected)
+        self.assert_told(report, world.install(), changed=expected)
 
 
 class ExampleInstallationWithBlanks(ExampleInstallation):
@@ -112,31 +105,24 @@ class WholeInstallation(EndToEndTest):
         self.assert_installs(self.world({**small_tree(), **link}))
 
 
-class NdkPreset(EndToEndTest):
-    """NDK_PATH known beforehand."""
+class GoodNdk(EndToEndTest):
+    """What is told where none is good: rehearsal_test.py."""
 
-    def test_good(self):
-        self.assert_installs(self.small_world(with_ndk()))
-
-    def test_windows_launcher_only(self):
-        tree = without(small_tree(with_ndk()), "ndk/ndk-build")
-        self.assert_installs(self.world({**tree, "ndk/ndk-build.cmd": ""}))
-
-    def test_search_path_ignored(self):
-        self.assert_installs(self.small_world(with_ndk(NDK_DEFAULT_SEARCH_PATH_LINUX='"other"')))
-
-
-class NdkSearched(EndToEndTest):
-    """NDK_PATH found by a search. What is told where none is found: rehearsal_test.py."""
+    def test_preset(self):
+        no_launcher = without(small_tree(with_ndk()), "ndk/ndk-build")
+        for tree in [
+            small_tree(with_ndk()),
+            {**no_launcher, "ndk/ndk-build.cmd": ""},
+            small_tree(with_ndk(NDK_DEFAULT_SEARCH_PATH_LINUX='"other"')),
+        ]:
+            self.assert_installs(self.world(tree))
 
     def test_not_writable_passed_over(self):
         tree = small_tree(installation(NDK_DEFAULT_SEARCH_PATH_LINUX='["first", "ndk"]'))
-        first = {
-            "first/": (0o555, ""),
-            "first/ndk-build": "",
-            "first/source.properties": "Pkg.Revision = 11.2.2725575\n",
-        }
-        self.assert_installs(self.world({**tree, **first}), unprivileged=True)
+        properties = "Pkg.Revision = 11.2.2725575\n"
+        tree.update({"first/ndk-build": "", "first/source.properties": properties})
+        world = self.world({**tree, "first/": (0o555, "")})
+        self.assert_installs(world, unprivileged=True)
 
 
 class IntegrationDisabled(EndToEndTest):

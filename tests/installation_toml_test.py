@@ -7,7 +7,7 @@ from end_to_end import EndToEndTest
 from messages import (
     BLANK, NO_PACKAGE, Install, cannot_read_installation, not_selected, refused, said,
 )
-from world import COMPONENT, DISABLED, filled, installation, small_tree, without
+from world import COMPONENT, DISABLED, component_with, filled, installation, small_tree, without
 
 VARIABLES = [
     "NDK_PATH", "NDK_DEFAULT_SEARCH_PATH_LINUX", "NDK_SUPPORTED_VERSIONS",
@@ -26,13 +26,6 @@ TYPES = {
     "true": "a boolean",
     "2016-03-22": "a date or time",
 }
-
-
-def component_with(key, value):
-    """The component with another value of a key, or without it."""
-    lines = COMPONENT.splitlines(keepends=True)
-    other = f"{key} = {value}\n" if value is not None else ""
-    return "".join(other if line.startswith(key) else line for line in lines)
 
 
 class WrongInstallation(EndToEndTest):

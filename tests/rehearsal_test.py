@@ -15,8 +15,8 @@ from messages import (
 )
 from world import (
     ANDROID, CC, COMPONENT, DISABLED, LINUX, MANIFEST, ORIGINALS, OTHER_NDK, SCRIPT, SETUP_32,
-    SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, filled, installation, memory_directory,
-    small_tree, without,
+    SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, component_with, filled, installation,
+    memory_directory, small_tree, without,
 )
 
 OPTIONAL = "--optional"
@@ -104,7 +104,8 @@ class WrongVersion(EndToEndTest):
         what = {
             "version": "expected three numbers joined by dots, such as \"5.0.3\"",
             "package_number": "expected a number, such as \"42\"",
-            "subdir": "expected one without '..' as a part: it would leave the compiler's directory",
+            "subdir": "expected one without '..' as a part: it would leave the compiler's "
+            "directory",
         }
         for key, value, line in [
             ("version", "v7.1.0", 10), ("version", "7.1", 10), ("version", "1.2.3.4", 10),
@@ -114,10 +115,7 @@ class WrongVersion(EndToEndTest):
             ("subdir", "/../cc", 12),
         ]:
             with self.subTest(key=key, value=value):
-                component = "".join(
-                    f'{key} = "{value}"\n' if text.startswith(key) else text
-                    for text in COMPONENT.splitlines(keepends=True)
-                )
+                component = component_with(key, f'"{value}"')
                 world = self.small_world(installation(component))
                 message = f"WORLD/installation.toml:{line}: {key} is '{value}', {what[key]}"
                 for command in ["install", "undo", "status"]:
@@ -134,7 +132,8 @@ class Warnings(EndToEndTest):
     def test_warnings(self):
         for case, options, tree, warning in [
             ("no placeholder", [], {VARS_SH: "nothing\n"},
-             f"no placeholder was found in the template WORLD/{VARS_SH}; nothing is filled in there"),
+             f"no placeholder was found in the template WORLD/{VARS_SH}; nothing is filled in "
+             "there"),
             ("another file's placeholder", [], {VARS_SH: "<NDK_DIR> {INSTALL_NOX_VERSION}\n"},
              f"WORLD/{VARS_SH} still holds {{INSTALL_NOX_VERSION}} afterwards, which nothing fills "
              "in there"),

@@ -100,7 +100,8 @@ class NothingToUndo(UndoTest):
 
     def test_no_compiler(self):
         world = self.small_world(installation(""))
-        self.assert_refused(world, not_undone(NO_COMPILER.format("no component's id holds one of -ndk-")), World.undo)
+        report = not_undone(NO_COMPILER.format("no component's id holds one of -ndk-"))
+        self.assert_refused(world, report, World.undo)
 
     def test_originals_already(self):
         original = Undo(dict.fromkeys(TEMPLATES, "original"))

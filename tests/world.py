@@ -67,6 +67,13 @@ def installation(components=COMPONENT, **changes):
     return "[session]\n" + "".join(lines) + "\n" + components
 
 
+def component_with(key, value):
+    """The component with another value of a key, or without it."""
+    lines = COMPONENT.splitlines(keepends=True)
+    other = f"{key} = {value}\n" if value is not None else ""
+    return "".join(other if line.startswith(key) else line for line in lines)
+
+
 def script(text='echo "ran with $*"'):
     return f"#!/bin/sh\n{text}\n"
 
