@@ -223,7 +223,8 @@ class DefaultSearch(VerdictTest):
         releases = {SDK_NDKS + name: release for name, release in releases.items()}
         # In each place.
         releases = {"sdk/ndk/8": ("8.0.2", "r8"), "sdk/ndk/9": ("7.0.2", "r7"), **releases}
-        releases.update({"home/android-ndk-r9": ("9.0.2", "r9"), "home/android-ndk-r10": ("8.1", "r8b")})
+        releases["home/android-ndk-r9"] = ("9.0.2", "r9")
+        releases["home/android-ndk-r10"] = ("8.1", "r8b")
         self.assert_found_releases(releases, HOME="home", ANDROID_HOME="sdk")
 
     def test_links_once(self):

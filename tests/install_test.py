@@ -50,7 +50,8 @@ class ExampleInstallation(EndToEndTest):
             expected[f"{self.ndk}/toolchains/{name}/setup.mk"] = expected[file]
         for file in scripts:
             expected[file] = before[file].replace("<NDK_DIR>", f"WORLD/{self.ndk}") + "\n"
-        printed = [f"installed WORLD/{self.ndk}/toolchains/{name}/setup.mk\n" for name in TOOLCHAINS]
+        installed = f"installed WORLD/{self.ndk}/toolchains"
+        printed = [f"{installed}/{name}/setup.mk\n" for name in TOOLCHAINS]
         report = Install(
             ndk=f"WORLD/{self.ndk}",
             component="nox-ndk-compiler-5.0.3",

@@ -43,7 +43,6 @@ SHELL_SURPRISE = (
 )
 
 
-NO_NDK_FOUND = "no NDK was found: {}"
 NONE_GOOD = (
     "no NDK was found: none of the {} directories in NDK_DEFAULT_SEARCH_PATH_LINUX can be used"
 )

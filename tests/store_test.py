@@ -64,7 +64,7 @@ class KeptFiles(EndToEndTest):
     def test_leftovers_of_killed_run(self):
         world = self.installed_world()
         once = world.tree()
-        leftovers = ["staged/0", "staged/0.tmp", "manifest.json.new", f"originals/{64 * 'a'}.new"]
+        leftovers = ["staged/0", "manifest.json.new", f"originals/{64 * 'a'}.new", "lock"]
         world.write_all({f"{STORE}/{name}": "half\n" for name in leftovers})
         world.install()
         self.assertEqual(world.tree(), once)
