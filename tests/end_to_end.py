@@ -48,8 +48,9 @@ class EndToEndTest(unittest.TestCase):
         self.assert_told(report, world.install(*options, **how), changed=changed, log=log)
 
     def assert_refused(self, world, report, command=World.install, options=(), dry=True, **how):
-        """The command is not done, says why in both forms, and changes nothing at all. A dry run
-        tells the same; where it works on the templates before, `dry` is false."""
+        """The command is not done, says why in both forms, and changes nothing at all. So does a
+        dry run, which shows more where a problem stands against it, and needs no lock: `dry` is
+        false there."""
         for run in [[], ["--dry-run"]] if dry and not report.problem else [[]]:
             outcomes = [command(world, *options, *run, *form, **how) for form in [[], ["--json"]]]
             told = dataclasses.replace(report, dry=bool(run))

@@ -56,7 +56,7 @@ extern "C" int check_if_ndk_integration_files_are_to_be_installed(session_t* ses
   return 0;
 }"""
 
-# Fills in the file FILE, and does what DOES says, in which run: 1 is the rehearsal.
+# Fills in the file FILE, and goes wrong as DOES says: in run 1, which is the rehearsal, or in 2.
 FILL_IN_ONE = """
 #include <fstream>
 extern "C" int integrate_ndk(session_t*) {
