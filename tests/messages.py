@@ -18,6 +18,15 @@ def not_done(message):
     return f"{NOT_DONE}{message}\n"
 
 
+SEVERAL = "{} problems, and nothing was changed"
+
+
+def problems(*texts):
+    """What stands on standard error where several problems stand against an installation."""
+    lines = "".join(said(f"problem: {text}") for text in texts)
+    return lines + not_done(SEVERAL.format(len(texts)))
+
+
 def sha256(text):
     return hashlib.sha256(text.encode()).hexdigest()
 
@@ -34,7 +43,6 @@ SHELL_SURPRISE = (
 )
 
 
-NO_NDK_FOUND = "no NDK was found: {}"
 NONE_GOOD = (
     "no NDK was found: none of the {} directories in NDK_DEFAULT_SEARCH_PATH_LINUX can be used"
 )
@@ -53,6 +61,10 @@ MISLEADING = (
     "NDK_INTEGRATION_ENABLED is '{}', which leaves the integration disabled: only 'yes', in small "
     "letters and without blanks, enables it"
 )
+
+
+BLANK = "the path of the NDK, {}, holds a blank, which ndk-build refuses"
+OTHER = {"ndk": "WORLD/other ndk", "release": "r11b", "revision": "11.1.1"}
 
 
 def judgement(path, status, reason, message):
@@ -94,7 +106,6 @@ IS_LINK = (
 NOT_FILLED_IN = "the template WORLD/{} could not be filled in; -v shows more"
 NOT_WRITABLE = "you may not write in WORLD/{}"
 EDITED_JUST_NOW = "WORLD/{} was changed by someone else just now; it is left as it is"
-INCOMPLETE_COPY = "incomplete copy of {}: is the disk full?"
 SCRIPT_MISSING = (
     f"the integration script ./ndk_integration.sh is missing or not executable in WORLD/{ANDROID}"
 )
@@ -170,14 +181,6 @@ def cannot_open_log(file, why="No such file or directory"):
     return said(f"cannot open the log file {file}: {why}")
 
 
-def cannot_load(file, why=NOT_FOUND):
-    return said(f"cannot load the plug-in {file}: {file}: {why}")
-
-
-def cannot_use(file, function, what="plug-in"):
-    return said(f"cannot use the {what} {file}: it has no function {function}")
-
-
 def cannot_read_installation(file="WORLD/installation.toml", why="No such file or directory"):
     return said(f"cannot read {file}: {why}")
 
@@ -189,6 +192,7 @@ class Told:
     """What a command tells, in lines and as JSON."""
 
     failed = ""  # why
+    problem = False  # whether that stood against the installation before it began
 
     @property
     def code(self):
@@ -196,6 +200,36 @@ class Told:
 
     def err(self):
         return not_done(self.failed) if self.failed else ""
+
+    def err_of_json(self):
+        return ""
+
+
+@dataclasses.dataclass
+class Stopped(Told):
+    """Of a command that does not even begin."""
+
+    message: str
+    code: int = 2
+
+    def out(self):
+        return ""
+
+    def err(self):
+        return said(self.message)
+
+    err_of_json = err
+
+    def json(self):
+        outcome = {2: "wrong-usage", 3: "no-plugin"}[self.code]
+        return {"schema": 1, "outcome": outcome, "changed": False, "message": self.message}
+
+
+def no_plugin(file, why=None, function=None, what="plug-in"):
+    """A library cannot be loaded, or lacks a function."""
+    if function:
+        return Stopped(f"cannot use the {what} {file}: it has no function {function}", 3)
+    return Stopped(f"cannot load the {what} {file}: {file}: {why or NOT_FOUND}", 3)
 
 
 @dataclasses.dataclass
@@ -221,6 +255,12 @@ class Install(Told):
     candidates: tuple = ()
     warnings: tuple = ()
     dry: bool = False
+
+    @classmethod
+    def other_ndk(cls, **how):
+        """The same for the other NDK, which has a blank in its path."""
+        how = {**OTHER, **how}
+        return cls(warnings=[BLANK.format(how["ndk"])], **how)
 
     @property
     def code(self):
@@ -308,11 +348,11 @@ class Install(Told):
         for file, found in self.files.items():
             objects.append({
                 "path": f"WORLD/{file}",
-                "placeholders": 0 if found == "missing" else placeholders[file],
+                "placeholders": placeholders[file] if isinstance(found, int) else 0,
                 "result": "patched" if isinstance(found, int) else found,
             })
             if self.diffs is not None:
-                objects[-1]["diff"] = "" if found == "missing" else next(diffs)
+                objects[-1]["diff"] = next(diffs) if isinstance(found, int) else ""
         return objects
 
 
@@ -353,30 +393,34 @@ class Undo(Told):
     files: dict = dataclasses.field(default_factory=lambda: dict.fromkeys(TEMPLATES, "restored"))
     failed: str = ""  # why
     outcome: str = "undone"
+    dry: bool = False
 
     LINES = {
         "restored": "put back",
         "original": "was the original already",
         "gone": "not put back, its directory is gone (its original stays kept)",
+        "shared": "stays, another version of the compiler uses it",
     }
 
     def _message(self):
         return self.failed or (NOTHING_RECORDED if self.outcome == "nothing-to-undo" else UNDONE)
 
     def result(self):
-        word = "done" if self.outcome == "undone" else "nothing to undo"
+        done = "dry run, nothing is changed; after an undo" if self.dry else "done"
+        word = done if self.outcome == "undone" else "nothing to undo"
         return "" if self.failed else f"{word}: {self._message()}\n"
 
     def out(self):
+        lines = {**self.LINES, **({"restored": "would put back"} if self.dry else {})}
         told = sorted(self.files.items())
-        lines = [f"{self.LINES[result]}: WORLD/{file}\n" for file, result in told]
-        return "".join(lines) + self.result()
+        told = [f"{lines[result]}: WORLD/{file}\n" for file, result in told]
+        return "".join(told) + self.result()
 
     def json(self):
         return {
             "schema": 1,
             "outcome": "failed" if self.failed else self.outcome,
-            "dry_run": False,
+            "dry_run": self.dry,
             "changed": "restored" in self.files.values(),
             "files": [
                 {"path": f"WORLD/{file}", "result": self.files[file]} for file in sorted(self.files)
