@@ -46,11 +46,10 @@ Finding why_incomplete(const std::string& dir, const NdkFacts& facts) {
             "the SDK manager was interrupted here (it left .installer, and no ndk-build): let it "
             "install this NDK again"};
   }
-  const std::vector<std::string> inside =
-      has_properties ? std::vector<std::string>() : ndks_in(dir);
+  const std::string inside = has_properties ? "" : newest_ndk_in(dir);
   if (!inside.empty()) {
     return {Reason::kParentOfNdks,
-            "holds NDKs but is not one itself; did you mean " + inside.front() + "?"};
+            "holds NDKs but is not one itself; did you mean " + inside + "?"};
   }
   return {Reason::kNoLauncher, "has neither ndk-build nor ndk-build.cmd"};
 }

@@ -103,7 +103,7 @@ bool looks_like_ndk(const std::string& dir) {
          (is_ordinary_file(dir + "/" + kProperties) || is_ordinary_file(dir + "/RELEASE.TXT"));
 }
 
-std::vector<std::string> ndks_in(const std::string& dir) {
+std::string newest_ndk_in(const std::string& dir) {
   std::vector<std::string> found;
   for (const std::string& parent : {dir, dir + "/ndk"}) {
     for (const std::string& one : subdirectories(parent, "")) {
@@ -112,7 +112,11 @@ std::vector<std::string> ndks_in(const std::string& dir) {
       }
     }
   }
-  return newest_first(found);
+  found = newest_first(found);
+  const auto no_beta = std::find_if(found.begin(), found.end(), [](const std::string& one) {
+    return !is_prerelease(read_revision(one));
+  });
+  return no_beta != found.end() ? *no_beta : found.empty() ? "" : found.front();
 }
 
 std::vector<std::string> newest_first(const std::vector<std::string>& dirs) {

@@ -30,9 +30,9 @@ std::string read_revision(const std::string& dir);
 // True when `dir` has what every NDK has: a launcher, and source.properties or RELEASE.TXT.
 bool looks_like_ndk(const std::string& dir);
 
-// The NDKs in `dir`, which may be an SDK: those directly in it and those in its ndk/, the newest
-// first.
-std::vector<std::string> ndks_in(const std::string& dir);
+// The newest NDK in `dir`, which may be an SDK: directly in it or in its ndk/; a beta only where
+// there is no other. "" when there is none.
+std::string newest_ndk_in(const std::string& dir);
 
 // `dirs` with the newest revision first; those without one come last, in the order given.
 std::vector<std::string> newest_first(const std::vector<std::string>& dirs);
