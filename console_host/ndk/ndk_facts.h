@@ -15,7 +15,8 @@ struct NdkFacts {
   std::string revision;                // Pkg.Revision; "" when there is none
   std::optional<std::string> release;  // "r21e" as the plug-in tells it, where it can be told
   std::string old_release;             // "r10e" of RELEASE.TXT, where there are no properties
-  bool prerelease = false;             // a beta or the like
+  bool lacks_properties = false;  // nothing has the name source.properties, and one may look there
+  bool prerelease = false;        // a beta or the like
 };
 
 // The facts of the directory `dir`, an absolute path in its normal form.
