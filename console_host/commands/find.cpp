@@ -156,11 +156,12 @@ std::string told(const Judgement& judgement, bool with_source) {
   return line_of(judgement) + (more.empty() ? "" : " [" + join(more, ", ") + "]");
 }
 
-void say_judgement(const Judgement& judgement, bool with_source) {
-  say(told(judgement, with_source));
+std::string told_with_notes(const Judgement& judgement, bool with_source) {
+  std::string text = one_line(told(judgement, with_source)) + "\n";
   for (const Note& note : judgement.notes) {
-    say("  note: " + note.message);
+    text += one_line("  note: " + note.message) + "\n";
   }
+  return text;
 }
 
 void tell_json(const Findings& findings) {
@@ -179,11 +180,13 @@ void tell_json(const Findings& findings) {
 }
 
 void tell_lines(const Findings& findings, const FindOptions& options) {
+  std::string text;
   for (const Judgement& judgement : findings.judgements) {
     if (options.all || &judgement == findings.found) {
-      print(formatted_line(*options.format, judgement));
+      text += formatted_line(*options.format, judgement);
     }
   }
+  print(text);
 }
 
 void complain_of_none(const Findings& findings) {
@@ -202,8 +205,12 @@ void tell_people(const Findings& findings) {
   for (const std::string& warning : findings.warnings) {
     complain("warning: " + warning);
   }
-  for (const Judgement& judgement : findings.judgements) {
-    say_judgement(judgement, true);
+  if (!is_quiet()) {
+    std::string text;  // printed at once: there may be thousands
+    for (const Judgement& judgement : findings.judgements) {
+      text += told_with_notes(judgement, true);
+    }
+    print(text);
   }
   if (findings.found != nullptr) {
     say("NDK found: " + findings.found->path);
@@ -293,13 +300,10 @@ ExitCode check(const Plugin& plugin, const CheckOptions& options) {
   const Judgement judgement = judge(plugin, candidate_of(options.dir, "the command line"), request);
   if (options.json) {
     say_json(to_json(judgement));
-  } else if (judgement.ok()) {
-    say_judgement(judgement, false);
-  } else {
+  } else if (!is_quiet()) {
+    print(told_with_notes(judgement, false));
+  } else if (!judgement.ok()) {
     say_always(told(judgement, false));
-    for (const Note& note : judgement.notes) {
-      say("  note: " + note.message);
-    }
   }
   return judgement.ok() ? kDone : kNotDone;
 }

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <stdexcept>
+#include <utility>
 
 #include "console_host/base/errors.h"
 #include "console_host/base/files.h"
@@ -29,14 +30,19 @@ Finding unreadable() {
   return {Reason::kUnreadable, "cannot be read: " + system_error_text(number), number};
 }
 
+// Which of the files that every NDK has are there.
+struct Markers {
+  bool launcher = false;
+  bool properties = false;
+};
+
 // Why the plug-in found no NDK in `dir`, where a directory is and can be read.
-Finding why_incomplete(const std::string& dir, const NdkFacts& facts) {
-  const bool has_properties = is_ordinary_file(dir + "/source.properties");
-  if (!has_properties && !facts.old_release.empty()) {
+Finding why_incomplete(const std::string& dir, const NdkFacts& facts, const Markers& markers) {
+  if (!markers.properties && !facts.old_release.empty()) {
     return {Reason::kPreR11, "an NDK from before r11 (RELEASE.TXT says " + facts.old_release +
                                  "): it has no source.properties, so its release cannot be read"};
   }
-  if (is_ordinary_file(dir + "/ndk-build") || is_ordinary_file(dir + "/ndk-build.cmd")) {
+  if (markers.launcher) {
     return {Reason::kNoSourceProperties,
             "has ndk-build but no source.properties: an incomplete download?"};
   }
@@ -46,11 +52,10 @@ Finding why_incomplete(const std::string& dir, const NdkFacts& facts) {
             "the SDK manager was interrupted here (it left .installer, and no ndk-build): let it "
             "install this NDK again"};
   }
-  const std::vector<std::string> inside =
-      has_properties ? std::vector<std::string>() : ndks_in(dir);
+  const std::string inside = markers.properties ? "" : newest_ndk_in(dir);
   if (!inside.empty()) {
     return {Reason::kParentOfNdks,
-            "holds NDKs but is not one itself; did you mean " + inside.front() + "?"};
+            "holds NDKs but is not one itself; did you mean " + inside + "?"};
   }
   return {Reason::kNoLauncher, "has neither ndk-build nor ndk-build.cmd"};
 }
@@ -67,15 +72,23 @@ Finding why_no_ndk(const std::string& dir, const NdkFacts& facts) {
   if (!S_ISDIR(status.st_mode)) {
     return {Reason::kNotADirectory, "is a file, not a directory"};
   }
-  if (faccessat(AT_FDCWD, dir.c_str(), X_OK, AT_EACCESS) != 0) {
+  if (!facts.lacks_properties && faccessat(AT_FDCWD, dir.c_str(), X_OK, AT_EACCESS) != 0) {
     return unreadable();
   }
-  for (const char* marker : {"/ndk-build", "/ndk-build.cmd", "/source.properties"}) {
-    if (stat((dir + marker).c_str(), &status) != 0 && errno == EACCES) {
+  Markers markers;
+  for (const auto& [name, is_there] :
+       {std::pair("/ndk-build", &markers.launcher), std::pair("/ndk-build.cmd", &markers.launcher),
+        std::pair("/source.properties", &markers.properties)}) {
+    if (is_there == &markers.properties && facts.lacks_properties) {
+      continue;
+    }
+    if (stat((dir + name).c_str(), &status) == 0) {
+      *is_there = *is_there || S_ISREG(status.st_mode);
+    } else if (errno == EACCES) {
       return unreadable();  // a link into elsewhere
     }
   }
-  return why_incomplete(dir, facts);
+  return why_incomplete(dir, facts, markers);
 }
 
 // What source.properties of the NDK in `dir` says instead of a usable revision.
@@ -213,7 +226,7 @@ Judgement explained(const Plugin& plugin, const Candidate& candidate, const NdkF
   judgement.error_number = finding.error_number;
   judgement.notes = candidate.notes;
   if (judgement.status != Status::kNok) {
-    add_notes(dir, facts, request.read_only, judgement.notes);
+    add_notes(dir, facts, judgement.status, request.read_only, judgement.notes);
   }
   return judgement;
 }

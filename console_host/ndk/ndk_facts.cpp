@@ -1,9 +1,10 @@
 #include "console_host/ndk/ndk_facts.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cerrno>
 #include <filesystem>
-#include <regex>
-#include <sstream>
+#include <iterator>
 #include <utility>
 
 #include "console_host/base/files.h"
@@ -56,11 +57,16 @@ std::string release_before_r11(const std::string& dir) {
   if (!text) {
     return "";
   }
-  std::string word;
-  std::istringstream(*text) >> word;
-  static const std::regex before_r11("(r([1-9]|10)[a-z]?)([^a-z0-9].*)?");
-  std::smatch match;
-  return std::regex_match(word, match, before_r11) ? match[1].str() : "";
+  const std::size_t begin = std::min(text->find_first_not_of(" \t\r\n"), text->size());
+  std::size_t end = begin;
+  while (end < text->size() && is_letter_or_digit((*text)[end])) {
+    ++end;
+  }
+  const std::string word = text->substr(begin, end - begin);
+  constexpr int kLast = 10;
+  const auto release = parse_release(word);
+  const bool is_old = release && release->number >= 1 && release->number <= kLast;
+  return is_old && release_text(*release) == word ? word : "";
 }
 
 bool has_launcher(const std::string& dir) {
@@ -74,7 +80,8 @@ NdkFacts read_facts(const Plugin& plugin, const std::string& dir) {
   constexpr std::size_t kMost = 1 << 20;  // bytes, as read_properties() reads
   const auto text = read_ordinary_file(dir + "/" + kProperties, kMost);
   if (!text) {
-    if (!is_ordinary_file(dir + "/" + kProperties)) {
+    facts.lacks_properties = errno == ENOENT;
+    if (facts.lacks_properties || !is_ordinary_file(dir + "/" + kProperties)) {
       facts.old_release = release_before_r11(dir);
     }
     return facts;
@@ -103,16 +110,20 @@ bool looks_like_ndk(const std::string& dir) {
          (is_ordinary_file(dir + "/" + kProperties) || is_ordinary_file(dir + "/RELEASE.TXT"));
 }
 
-std::vector<std::string> ndks_in(const std::string& dir) {
-  std::vector<std::string> found;
-  for (const std::string& parent : {dir, dir + "/ndk"}) {
-    for (const std::string& one : subdirectories(parent, "")) {
-      if (one != parent && looks_like_ndk(one)) {
-        found.push_back(one);
-      }
-    }
+std::string newest_ndk_in(const std::string& dir) {
+  std::vector<std::string> inside = subdirectories(dir, "");
+  if (std::find(inside.begin(), inside.end(), dir + "/ndk") != inside.end()) {
+    const std::vector<std::string> side_by_side = subdirectories(dir + "/ndk", "");
+    inside.insert(inside.end(), side_by_side.begin(), side_by_side.end());
   }
-  return newest_first(found);
+  std::vector<std::string> found;
+  std::copy_if(inside.begin(), inside.end(), std::back_inserter(found),
+               [&](const std::string& one) { return one != dir && looks_like_ndk(one); });
+  found = newest_first(found);
+  const auto no_beta = std::find_if(found.begin(), found.end(), [](const std::string& one) {
+    return !is_prerelease(read_revision(one));
+  });
+  return no_beta != found.end() ? *no_beta : found.empty() ? "" : found.front();
 }
 
 std::vector<std::string> newest_first(const std::vector<std::string>& dirs) {

@@ -15,7 +15,8 @@ struct NdkFacts {
   std::string revision;                // Pkg.Revision; "" when there is none
   std::optional<std::string> release;  // "r21e" as the plug-in tells it, where it can be told
   std::string old_release;             // "r10e" of RELEASE.TXT, where there are no properties
-  bool prerelease = false;             // a beta or the like
+  bool lacks_properties = false;  // nothing has the name source.properties, and one may look there
+  bool prerelease = false;        // a beta or the like
 };
 
 // The facts of the directory `dir`, an absolute path in its normal form.
@@ -30,9 +31,9 @@ std::string read_revision(const std::string& dir);
 // True when `dir` has what every NDK has: a launcher, and source.properties or RELEASE.TXT.
 bool looks_like_ndk(const std::string& dir);
 
-// The NDKs in `dir`, which may be an SDK: those directly in it and those in its ndk/, the newest
-// first.
-std::vector<std::string> ndks_in(const std::string& dir);
+// The newest NDK in `dir`, which may be an SDK: directly in it or in its ndk/; a beta only where
+// there is no other. "" when there is none.
+std::string newest_ndk_in(const std::string& dir);
 
 // `dirs` with the newest revision first; those without one come last, in the order given.
 std::vector<std::string> newest_first(const std::vector<std::string>& dirs);

@@ -20,21 +20,16 @@ void note_launcher(const std::string& dir, std::vector<Note>& notes) {
   }
 }
 
-void note_toolchains_not_writable(const std::string& dir, std::vector<Note>& notes) {
-  for (const char* name : {kToolchains, kCoreToolchains}) {
-    const std::string toolchains = dir + "/" + name;
-    if (why_not_writable(toolchains) != 0 && is_directory(toolchains)) {
-      notes.push_back({Reason::kToolchainsNotWritable,
-                       "you may write to the NDK, but not to its " + std::string(name) +
-                           ", where a toolchain definition has to be put"});
-    }
+void note_toolchains_not_writable(const std::string& dir, const std::string& name,
+                                  std::vector<Note>& notes) {
+  if (why_not_writable(dir + "/" + name) != 0) {
+    notes.push_back(
+        {Reason::kToolchainsNotWritable, "you may write to the NDK, but not to its " + name +
+                                             ", where a toolchain definition has to be put"});
   }
 }
 
-// ndk-build looks at one of the two directories only.
-void note_half_installed_toolchain(const std::string& dir, std::vector<Note>& notes) {
-  const bool is_new = is_directory(dir + "/" + kCoreToolchains);
-  const std::string toolchains = dir + "/" + (is_new ? kCoreToolchains : kToolchains);
+void note_half_installed_toolchain(const std::string& toolchains, std::vector<Note>& notes) {
   for (const std::string& one : subdirectories(toolchains, "")) {
     if (is_ordinary_file(one + "/config.mk") && !is_ordinary_file(one + "/setup.mk")) {
       notes.push_back({Reason::kHalfInstalledToolchain,
@@ -45,10 +40,30 @@ void note_half_installed_toolchain(const std::string& dir, std::vector<Note>& no
   }
 }
 
+// Of the two directories of toolchain definitions, ndk-build looks at the newer one where it is.
+void note_toolchains(const std::string& dir, bool is_writable, std::vector<Note>& notes) {
+  std::string looked_at;
+  for (const char* name : {kToolchains, kCoreToolchains}) {
+    if (!is_directory(dir + "/" + name)) {
+      continue;
+    }
+    looked_at = dir + "/" + name;
+    if (is_writable) {
+      note_toolchains_not_writable(dir, name, notes);
+    }
+  }
+  if (!looked_at.empty()) {
+    note_half_installed_toolchain(looked_at, notes);
+  }
+}
+
 }  // namespace
 
-void add_notes(const std::string& dir, const NdkFacts& facts, bool read_only,
+void add_notes(const std::string& dir, const NdkFacts& facts, Status status, bool read_only,
                std::vector<Note>& notes) {
+  // Otherwise the plug-in has found that out.
+  const bool is_writable =
+      status != Status::kNotWritable && (!read_only || why_not_writable(dir) == 0);
   if (facts.prerelease) {
     notes.push_back({Reason::kBeta, "a beta, not a release"});
   }
@@ -59,12 +74,10 @@ void add_notes(const std::string& dir, const NdkFacts& facts, bool read_only,
          "link with another name"});
   }
   note_launcher(dir, notes);
-  if (why_not_writable(dir) == 0) {
-    note_toolchains_not_writable(dir, notes);
-  } else if (read_only) {
+  if (!is_writable && read_only) {
     notes.push_back({Reason::kNotWritable, "you may not write there"});
   }
-  note_half_installed_toolchain(dir, notes);
+  note_toolchains(dir, is_writable, notes);
 }
 
 }  // namespace ndk_integrate

@@ -152,7 +152,8 @@ std::vector<Judgement> search_slice(const Plugin& plugin, const Slice& slice,
 }  // namespace
 
 Candidate candidate_of(const std::string& path, const std::string& source) {
-  return {path, absolute_path(working_directory(), path), source};
+  const bool is_absolute = !path.empty() && path[0] == '/';
+  return {path, is_absolute ? path : absolute_path(working_directory(), path), source};
 }
 
 Judgement judge(const Plugin& plugin, const Candidate& candidate,

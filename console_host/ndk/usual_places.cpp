@@ -158,7 +158,7 @@ void add_sdks(const std::vector<Sdk>& sdks, Candidates& found, std::vector<std::
     if (!sdk.is_named || holds_ndks(sdk)) {
       continue;
     }
-    if (is_directory(sdk.dir) && !looks_like_ndk(sdk.dir) && ndks_in(sdk.dir).empty()) {
+    if (is_directory(sdk.dir) && !looks_like_ndk(sdk.dir) && newest_ndk_in(sdk.dir).empty()) {
       warnings.push_back(sdk.source + ", " + sdk.dir + ", holds no NDK");
     } else {
       found.add_named(sdk.dir, sdk.source, sdk.notes);
@@ -213,9 +213,9 @@ std::string ndk_near(const std::string& dir) {
   }
   at = dir;
   for (int up = 0; up < kFarthest && at.size() > 1; ++up) {
-    const std::vector<std::string> ndks = ndks_in(at);
-    if (!ndks.empty()) {
-      return ndks.front();
+    const std::string ndk = newest_ndk_in(at);
+    if (!ndk.empty()) {
+      return ndk;
     }
     at = directory_of(at);
   }
