@@ -73,8 +73,13 @@ class Tree:
     def definition(self, toolchain):
         return os.path.join(self.definitions, toolchain, "setup.mk")
 
-    def installed(self, toolchain, ndk=None):
-        return os.path.join(ndk or self.ndk, "toolchains", toolchain, "setup.mk")
+    def place(self, ndk=None):
+        """Where an NDK reads toolchain definitions."""
+        since_r11 = os.path.join(ndk or self.ndk, "build/core/toolchains")
+        return since_r11 if os.path.isdir(since_r11) else os.path.join(ndk, "toolchains")
+
+    def installed(self, toolchain, ndk=None, file="setup.mk"):
+        return os.path.join(self.place(ndk), toolchain, file)
 
     def environment_script(self, shell):
         return os.path.join(self.compiler, "bin", f"compilervars_arch.{shell}")
@@ -94,7 +99,7 @@ class Tree:
         return run("./ndk_integration.sh", *arguments, cwd=self.definitions)
 
     def install_lines(self, ndk=None):
-        return "".join(f"installed {self.installed(name, ndk)}\n" for name in TOOLCHAINS)
+        return "".join(f"installed {self.place(ndk)}/{name}\n" for name in TOOLCHAINS)
 
 
 def patch(file, placeholder, value):
@@ -149,7 +154,7 @@ class SampleNdk(ExamplesTest):
 
     def test_r21e(self):
         self.assertEqual(
-            self.files("android-ndk-r21e"), ["ndk-build", "source.properties", "toolchains"]
+            self.files("android-ndk-r21e"), ["build", "ndk-build", "source.properties", "toolchains"]
         )
         self.assertEqual(
             self.properties("android-ndk-r21e"),
@@ -157,7 +162,9 @@ class SampleNdk(ExamplesTest):
         )
 
     def test_properties_rewritten_by_an_old_sdk_manager(self):
-        self.assertEqual(self.files("ndk-bundle"), ["ndk-build", "source.properties", "toolchains"])
+        self.assertEqual(
+            self.files("ndk-bundle"), ["build", "ndk-build", "source.properties", "toolchains"]
+        )
         self.assertEqual(
             self.properties("ndk-bundle"),
             "### Android Tool: Source of this archive.\n"
@@ -170,7 +177,9 @@ class SampleNdk(ExamplesTest):
         )
 
     def test_r10e_has_no_properties(self):
-        self.assertEqual(self.files("android-ndk-r10e"), ["RELEASE.TXT", "ndk-build", "toolchains"])
+        self.assertEqual(
+            self.files("android-ndk-r10e"), ["RELEASE.TXT", "build", "ndk-build", "toolchains"]
+        )
         self.assertEqual(
             read(os.path.join(EXAMPLES, "ndk/android-ndk-r10e/RELEASE.TXT")), "r10e (64-bit)\n"
         )
@@ -239,7 +248,11 @@ class IntegrationScript(ExamplesTest):
         tree.fill_in(tree.ndk)
         before = snapshot(tree.ndk)
         self.assertEqual(tree.integrate(tree.ndk, "--force"), (0, tree.install_lines(), ""))
-        expected = {tree.installed(name): read(tree.definition(name)) for name in TOOLCHAINS}
+        expected = {
+            tree.installed(name, file=file): read(os.path.join(tree.definitions, name, file))
+            for name in TOOLCHAINS
+            for file in ["setup.mk", "config.mk"]
+        }
         self.assertEqual(snapshot(tree.ndk), {**before, **expected})
 
     def test_needs_no_force_where_nothing_is_there(self):
@@ -313,18 +326,19 @@ class IntegrationScript(ExamplesTest):
         partial = tree.ndk_named("android-ndk-r12b.part")
         without_toolchains = tree.ndk_named("android-ndk-r21e")
         shutil.rmtree(os.path.join(without_toolchains, "toolchains"))
+        shutil.rmtree(os.path.join(without_toolchains, "build"))
         for directory, message in [
             (missing, f"'{missing}' is not a directory; give the top directory of an Android NDK"),
-            (tree.compiler, f"'{tree.compiler}' is no Android NDK: it holds no ndk-build"),
+            (tree.compiler, f"'{tree.compiler}' is not an Android NDK: it has no ndk-build"),
             (
                 partial,
-                f"'{partial}' is no complete Android NDK:"
-                " it holds neither source.properties nor RELEASE.TXT",
+                f"'{partial}' is not a complete Android NDK:"
+                " it has neither source.properties nor RELEASE.TXT",
             ),
             (
                 without_toolchains,
-                f"'{without_toolchains}' is no complete Android NDK:"
-                " it holds no directory toolchains",
+                f"'{without_toolchains}' is not a complete Android NDK:"
+                " it has neither build/core/toolchains nor toolchains",
             ),
         ]:
             with self.subTest(directory):
@@ -407,15 +421,6 @@ class ToolchainDefinition(ExamplesTest):
 
     def test_odd_characters_in_every_path(self):
         self.assert_integrated(self.tree("it's odd, $HOME $(x) # (y)"))
-
-    def test_the_ndk_runs_the_compiler(self):
-        tree = self.tree("with a blank")
-        tree.fill_in(tree.ndk).integrate(tree.ndk)
-        for toolchain, architecture in zip(TOOLCHAINS, ["x86_64", "x86"]):
-            self.assertEqual(
-                run(os.path.join(tree.ndk, "ndk-build"), f"NDK_TOOLCHAIN={toolchain}"),
-                (0, f"{toolchain} for {architecture}\nnoxcc {VERSION}\n", ""),
-            )
 
     def test_placeholders(self):
         """Several of each, and a line with both."""

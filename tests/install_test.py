@@ -88,8 +88,10 @@ class ExampleInstallation(EndToEndTest):
             file = f"{self.android}/{name}/setup.mk"
             filled = self.before[file].replace("{INSTALL_NOX_INSTALLDIR}", compiler)
             expected[file] = filled.replace("{INSTALL_NOX_VERSION}", "5.0.3.42") + "\n\n"
-            expected[f"{self.ndk}/toolchains/{name}"] = "755 /"
-            expected[f"{self.ndk}/toolchains/{name}/setup.mk"] = expected[file]
+            installed = f"{self.ndk}/build/core/toolchains/{name}"
+            expected[installed] = "755 /"
+            expected[f"{installed}/setup.mk"] = expected[file]
+            expected[f"{installed}/config.mk"] = self.before[f"{self.android}/{name}/config.mk"]
         for shell in ["sh", "csh"]:
             file = f"{self.linux}/bin/compilervars_arch.{shell}"
             expected[file] = self.before[file].replace("<NDK_DIR>", f"WORLD/{self.ndk}") + "\n"
@@ -102,8 +104,8 @@ filled in: WORLD/{self.android}/x86-nox5.0.3.42/setup.mk (6 placeholders)
 filled in: WORLD/{self.linux}/bin/compilervars_arch.sh (1 placeholder)
 filled in: WORLD/{self.linux}/bin/compilervars_arch.csh (1 placeholder)
 script: ./ndk_integration.sh "WORLD/{self.ndk}" --force
-script printed: installed WORLD/{self.ndk}/toolchains/x86_64-nox5.0.3.42/setup.mk
-script printed: installed WORLD/{self.ndk}/toolchains/x86-nox5.0.3.42/setup.mk
+script printed: installed WORLD/{self.ndk}/build/core/toolchains/x86_64-nox5.0.3.42
+script printed: installed WORLD/{self.ndk}/build/core/toolchains/x86-nox5.0.3.42
 done: the compiler is integrated into WORLD/{self.ndk}
 """
         self.assert_outcome(self.outcome, out=out, changed=expected)
@@ -122,7 +124,7 @@ done: the compiler is integrated into WORLD/{self.ndk}
                     "--no-print-directory",
                     "-f",
                     "-",
-                    cwd=self.world.path(f"{self.ndk}/toolchains/{name}"),
+                    cwd=self.world.path(f"{self.ndk}/build/core/toolchains/{name}"),
                     input=makefile,
                 )
                 self.assertEqual(

@@ -83,7 +83,7 @@ class InstalledTree(EndToEndTest):
             "done: the compiler is integrated into WORLD/ndk/android-ndk-r11c",
         )
         compiler = "WORLD/package/compiler/compilers_and_libraries_2005.3.42/linux"
-        definition = "ndk/android-ndk-r11c/toolchains/x86_64-nox5.0.3.42/setup.mk"
+        definition = "ndk/android-ndk-r11c/build/core/toolchains/x86_64-nox5.0.3.42/setup.mk"
         self.assertIn(f"\n{compiler}\n", world.read(definition))
 
     def test_program(self):
