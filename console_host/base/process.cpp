@@ -98,15 +98,13 @@ int wait_for(pid_t child) {
 
 }  // namespace
 
-ProcessResult run_process(std::vector<std::string> arguments,
-                          const std::function<void(pid_t)>& started) {
+ProcessResult run_process(std::vector<std::string> arguments) {
   std::array<int, 2> ends{};
   check(pipe2(ends.data(), O_CLOEXEC) == 0 ? 0 : errno, "cannot make a pipe");
   const FileDescriptor input(ends[0]);
   FileDescriptor output(ends[1]);
   const pid_t child = start(arguments, output.number());
   output.close();  // so that the end of the process is the end of the input
-  started(child);
   ProcessResult result;
   result.output = read_all(input.number());
   result.exit_status = wait_for(child);

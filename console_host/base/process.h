@@ -2,9 +2,6 @@
 #ifndef CONSOLE_HOST_BASE_PROCESS_H
 #define CONSOLE_HOST_BASE_PROCESS_H
 
-#include <sys/types.h>
-
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -16,9 +13,8 @@ struct ProcessResult {
 };
 
 // Runs the program arguments[0], looked for in PATH, with nothing to read, and waits for its end.
-// `started` is told its process number. Throws std::system_error when it cannot be started.
-ProcessResult run_process(
-    std::vector<std::string> arguments, const std::function<void(pid_t)>& started = [](pid_t) {});
+// Throws std::system_error when it cannot be started.
+ProcessResult run_process(std::vector<std::string> arguments);
 
 }  // namespace ndk_integrate
 

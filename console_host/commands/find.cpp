@@ -28,18 +28,6 @@ std::vector<Candidate> candidates(const FindOptions& options) {
   return all;
 }
 
-Json to_json(const Judgement& judgement) {
-  return {{"schema", 1},
-          {"path", judgement.path},
-          {"status", word_of(judgement.status)},
-          {"reason", word_of(judgement.reason)},
-          {"release", optional_text(judgement.release)},
-          {"revision", optional_text(judgement.revision)},
-          {"message", judgement.message}};
-}
-
-std::string told(const Judgement& judgement) { return judgement.path + ": " + judgement.message; }
-
 void tell_found(const std::vector<Judgement>& judgements, const Judgement* found, bool json) {
   if (json) {
     Json objects = Json::array();
@@ -52,7 +40,7 @@ void tell_found(const std::vector<Judgement>& judgements, const Judgement* found
     return;
   }
   for (const Judgement& judgement : judgements) {
-    say(told(judgement));
+    say(line_of(judgement));
   }
   if (found != nullptr) {
     say("NDK found: " + found->path);
@@ -63,7 +51,7 @@ void tell_found(const std::vector<Judgement>& judgements, const Judgement* found
   }
   if (is_quiet()) {
     for (const Judgement& judgement : judgements) {
-      complain(told(judgement));
+      complain(line_of(judgement));
     }
   }
   const std::size_t count = judgements.size();
@@ -74,6 +62,20 @@ void tell_found(const std::vector<Judgement>& judgements, const Judgement* found
 }
 
 }  // namespace
+
+Json to_json(const Judgement& judgement) {
+  return {{"schema", 1},
+          {"path", judgement.path},
+          {"status", word_of(judgement.status)},
+          {"reason", word_of(judgement.reason)},
+          {"release", optional_text(judgement.release)},
+          {"revision", optional_text(judgement.revision)},
+          {"message", judgement.message}};
+}
+
+std::string line_of(const Judgement& judgement) {
+  return judgement.path + ": " + judgement.message;
+}
 
 void require_directories(const FindOptions& options) {
   const auto names_none = [](const std::string& list) {
@@ -102,9 +104,9 @@ ExitCode check(const Plugin& plugin, const CheckOptions& options) {
   if (options.json) {
     say_json(to_json(judgement));
   } else if (judgement.ok()) {
-    say(told(judgement));
+    say(line_of(judgement));
   } else {
-    say_always(told(judgement));
+    say_always(line_of(judgement));
   }
   return judgement.ok() ? kDone : kNotDone;
 }

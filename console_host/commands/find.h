@@ -7,9 +7,15 @@
 #include <vector>
 
 #include "console_host/commands/exit_code.h"
+#include "console_host/commands/output.h"
+#include "console_host/ndk/judgement.h"
 #include "console_host/ndk/plugin.h"
 
 namespace ndk_integrate {
+
+// A judgement as one JSON object, and as a line for people.
+Json to_json(const Judgement& judgement);
+std::string line_of(const Judgement& judgement);
 
 struct FindOptions {
   std::vector<std::string> search;       // lists of directories; with none the default search
