@@ -34,21 +34,6 @@ Finding unreadable() {
 }
 
 // The release that RELEASE.TXT of an NDK from before r11 begins with, such as "r10e"; "" when this
-// is none.
-std::string release_before_r11(const std::string& dir) {
-  const std::string file = dir + "/RELEASE.TXT";
-  if (!is_ordinary_file(file)) {
-    return "";
-  }
-  std::ifstream in(file);
-  std::string word;
-  constexpr int kLongEnough = 16;
-  in >> std::setw(kLongEnough) >> word;
-  static const std::regex before_r11("(r([1-9]|10)[a-z]?)([^a-z0-9].*)?");
-  std::smatch match;
-  return std::regex_match(word, match, before_r11) ? match[1].str() : "";
-}
-
 // Why the plug-in found no NDK in `dir`.
 Finding why_no_ndk(const std::string& dir) {
   struct stat status {};
@@ -165,6 +150,20 @@ Finding why(const std::string& dir, const Judgement& judgement, const std::strin
 }
 
 }  // namespace
+
+std::string release_before_r11(const std::string& dir) {
+  const std::string file = dir + "/RELEASE.TXT";
+  if (!is_ordinary_file(file)) {
+    return "";
+  }
+  std::ifstream in(file);
+  std::string word;
+  constexpr int kLongEnough = 16;
+  in >> std::setw(kLongEnough) >> word;
+  static const std::regex before_r11("(r([1-9]|10)[a-z]?)([^a-z0-9].*)?");
+  std::smatch match;
+  return std::regex_match(word, match, before_r11) ? match[1].str() : "";
+}
 
 std::string read_revision(const std::string& dir) {
   const Properties properties = read_properties(dir + "/source.properties", "=");

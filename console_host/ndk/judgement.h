@@ -55,6 +55,10 @@ Judgement explain(const Plugin& plugin, const Candidate& candidate,
 // The release of the NDK in `dir` as the plug-in tells it, where it can be told.
 std::optional<std::string> readable_release(const Plugin& plugin, const std::string& dir);
 
+// The release that RELEASE.TXT of the NDK in `dir` names, such as "r10e": one from before r11; else
+// "".
+std::string release_before_r11(const std::string& dir);
+
 // The property Pkg.Revision of the NDK in `dir`; "" when there is none.
 std::string read_revision(const std::string& dir);
 
