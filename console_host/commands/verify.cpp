@@ -8,6 +8,7 @@
 
 #include "console_host/base/errors.h"
 #include "console_host/base/files.h"
+#include "console_host/base/paths.h"
 #include "console_host/base/temporary_directory.h"
 #include "console_host/ndk/judgement.h"
 #include "console_host/ndk/toolchain_build.h"
@@ -64,7 +65,7 @@ std::string ndk_to_verify(const Plugin& plugin, Session& session,
   if (session.get("NDK_PATH").empty()) {
     throw NothingInstalled("no NDK was found; --ndk names one, find --all tells why");
   }
-  return session.get("NDK_PATH");
+  return normal_path(session.get("NDK_PATH"));
 }
 
 void refuse_other_than_ndk(const std::string& ndk) {

@@ -33,7 +33,6 @@ Finding unreadable() {
   return {Reason::kUnreadable, "cannot be read: " + system_error_text(number), number};
 }
 
-// The release that RELEASE.TXT of an NDK from before r11 begins with, such as "r10e"; "" when this
 // Why the plug-in found no NDK in `dir`.
 Finding why_no_ndk(const std::string& dir) {
   struct stat status {};
