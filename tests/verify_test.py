@@ -213,7 +213,7 @@ class Works(VerifyTest):
         }))
 
     def test_in_each_sample(self):
-        example = self.installed()
+        example = Example(self).fill_in()
         for ndk, release in [(R10, "r10e"), (R11, "r11c"), (R21, "r21e"), ("ndk-bundle", None)]:
             with self.subTest(ndk):
                 before = tree_of(example.ndk(ndk))

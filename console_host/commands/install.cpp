@@ -161,8 +161,12 @@ std::string unwritable_directory(const Compiler& compiler) {
 // Throws std::runtime_error, with all problems named, when something stands against the installation.
 void refuse_problems(Report& report) {
   if (report.problems.empty()) {
+    if (report.removal && !report.removal->why_left.empty()) {
+      report.warnings.push_back(report.removal->why_left);
+    }
     return;
   }
+  report.removal.reset();
   throw std::runtime_error(
       report.problems.size() == 1
           ? report.problems.front()
@@ -193,10 +197,6 @@ void look_at_former_ndk(const Compiler& compiler, const Session& session, const 
     report.removal = plan_removal(compiler, *record->ndk);
   } catch (const std::exception& problem) {
     report.problems.emplace_back(problem.what());
-    return;
-  }
-  if (!report.removal->is_warning && !report.removal->why_left.empty()) {
-    report.warnings.push_back(report.removal->why_left);
   }
 }
 
@@ -232,8 +232,10 @@ void rehearse(const Plugin& plugin, Session& session, const Compiler& compiler, 
   for (const std::string& problem : rehearsal.problems()) {
     add_unless_there(report.problems, problem);
   }
-  const std::vector<std::string> warnings = rehearsal.warnings();
-  report.warnings.insert(report.warnings.end(), warnings.begin(), warnings.end());
+  if (report.problems.empty()) {
+    const std::vector<std::string> warnings = rehearsal.warnings();
+    report.warnings.insert(report.warnings.end(), warnings.begin(), warnings.end());
+  }
   report.command = rehearsal.command();
   if (report.is_dry_run || !report.problems.empty()) {
     log.release();

@@ -160,8 +160,10 @@ Json json_of_script(const std::optional<ScriptRun>& script, const std::string& c
 
 void tell_programs(const Report& report) {
   Json candidates = Json::array();
-  for (const Judgement& judgement : report.candidates) {
-    candidates.push_back(to_json(judgement));
+  if (report.outcome == Report::Outcome::kNoNdk) {
+    for (const Judgement& judgement : report.candidates) {
+      candidates.push_back(to_json(judgement));
+    }
   }
   say_json({{"schema", 1},
             {"outcome", word_of(report.outcome)},
@@ -183,9 +185,6 @@ void tell_programs(const Report& report) {
 }  // namespace
 
 void tell_removal(const Removal& removal, bool is_dry_run) {
-  if (removal.is_warning) {
-    complain("warning: " + removal.why_left);
-  }
   if (removal.script) {
     tell_script_run(*removal.script);
   } else if (is_dry_run && !removal.command.empty()) {

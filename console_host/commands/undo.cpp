@@ -126,6 +126,7 @@ void plan(const Compiler& compiler, const Store& store, Undo& report) {
   }
   if (!problems.empty()) {
     report.files.clear();
+    report.removal.reset();
     report.changed = false;
     throw std::runtime_error(join(problems, "; "));
   }
@@ -225,6 +226,9 @@ std::string line_of(const UndoneFile& file, bool is_dry_run) {
 
 void tell_people(const Undo& report) {
   if (report.removal) {
+    if (report.removal->is_warning) {
+      complain("warning: " + report.removal->why_left);
+    }
     tell_removal(*report.removal, report.is_dry_run);
   }
   for (const UndoneFile& file : report.files) {

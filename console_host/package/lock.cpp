@@ -35,7 +35,7 @@ bool has_open(const fs::path& proc, const struct stat& dir) {
 }
 
 // Who holds the lock on `dir`, for a person. It may be the integration script of a program that was
-// killed. What another user runs cannot be seen.
+// killed. "" for one that has just ended, or another user's, which cannot be seen.
 std::string holder(const std::string& dir) {
   struct stat status {};
   std::error_code none;
@@ -48,12 +48,24 @@ std::string holder(const std::string& dir) {
       }
     }
   }
-  return "a process of another user";
+  return "";
 }
 
 }  // namespace
 
 Lock::Lock(std::string dir) : dir_(std::move(dir)) {
+  constexpr int kMostTries = 100;  // for holders that have just ended
+  for (int tries = 1; !take(); ++tries) {
+    const std::string who = holder(dir_);
+    if (!who.empty() || tries == kMostTries) {
+      throw std::runtime_error("another ndk-integrate is at work on this compiler (" +
+                               (who.empty() ? "a process of another user" : who) + " holds " +
+                               dir_ + "); wait until it is done");
+    }
+  }
+}
+
+bool Lock::take() {
   do {
     constexpr mode_t kOwnerOnly = 0700;
     make_directory(dir_, kOwnerOnly);
@@ -69,12 +81,13 @@ Lock::Lock(std::string dir) : dir_(std::move(dir)) {
                                    : "cannot open " + dir_ + ": " + system_error_text(errno));
     }
     if (flock(open_.number(), LOCK_EX | LOCK_NB) != 0) {
-      throw std::runtime_error(
-          errno == EWOULDBLOCK ? "another ndk-integrate is at work on this compiler (" +
-                                     holder(dir_) + " holds " + dir_ + "); wait until it is done"
-                               : "cannot lock " + dir_ + ": " + system_error_text(errno));
+      if (errno == EWOULDBLOCK) {
+        return false;
+      }
+      throw std::runtime_error("cannot lock " + dir_ + ": " + system_error_text(errno));
     }
   } while (!is_still_there());
+  return true;
 }
 
 Lock::~Lock() {

@@ -24,6 +24,7 @@ class Lock {
   Lock& operator=(const Lock&) = delete;
 
  private:
+  bool take();  // false when another process holds it
   bool is_still_there() const;
 
   std::string dir_;

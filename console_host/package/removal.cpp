@@ -58,17 +58,18 @@ Removal plan_removal(const Compiler& compiler, const std::string& ndk) {
     return removal;
   }
   const std::vector<std::string> definitions = definitions_in(compiler, ndk);
-  const std::string stays = definitions.empty() ? "in " + ndk : join(definitions, ", ");
+  const std::string stays =
+      definitions.empty() ? "stays in " + ndk : "stays: " + join(definitions, ", ");
   if (const std::string dir = unwritable_directory(ndk, definitions); !dir.empty()) {
     removal.why_left = "you may not write in " + dir +
-                       ", so what the integration script put into the NDK stays: " + stays;
+                       ", so what the integration script put into the NDK " + stays;
     removal.is_warning = true;
     return removal;
   }
   const std::string script = compiler.toolchains + "/" + kScript;
   if (!is_ordinary_file(script)) {
     removal.why_left = std::string("the compiler package has no ") + kScript +
-                       ", so what its integration script put into the NDK stays: " + stays;
+                       ", so what its integration script put into the NDK " + stays;
     return removal;
   }
   if (faccessat(AT_FDCWD, script.c_str(), X_OK, AT_EACCESS) != 0) {
