@@ -55,7 +55,7 @@ class UndoneInstallation(UndoTest):
         world = self.installed_world()
         world.install("--ndk", world.path("other ndk"))
         world.install(DISABLED)
-        self.assert_undone(world)
+        self.assert_undone(world, report=Undo(ndk=""))
 
     def test_after_failed_script(self):
         world = self.small_world(runs="exit 7")
@@ -135,7 +135,7 @@ class MissingFiles(UndoTest):
         # What is in it stays kept, for a directory that comes back, as a disk does.
         gone = Undo({**Undo().files, VARS_SH: "gone", VARS_CSH: "gone"})
         kept = ["manifest.json", "originals"]
-        back = Undo(dict.fromkeys([VARS_SH, VARS_CSH], "restored"))
+        back = Undo(dict.fromkeys([VARS_SH, VARS_CSH], "restored"), ndk="")
         for form in [[], ["--json"]]:
             world = self.installed_world()
             os.rename(world.path(LINUX + "/bin"), world.path("away"))
