@@ -25,12 +25,10 @@ std::vector<std::string> shell_words(const std::string& line) {
       quote = 0;
     } else if (c == '\\' && quote != '\'' && has_next && (quote == 0 || is_quotable(line[i + 1]))) {
       add(line[++i]);
-    } else if (quote != 0) {
-      add(c);
-    } else if (c == '\'' || c == '"') {
+    } else if (quote == 0 && (c == '\'' || c == '"')) {
       quote = c;
       word = word.value_or("");
-    } else if (!parts_words(c)) {
+    } else if (quote != 0 || !parts_words(c)) {
       add(c);
     } else if (word) {
       words.push_back(*word);
