@@ -402,7 +402,7 @@ class TakingBack(VerifyTest):
         example = self.installed()
         before = tree_of(example.ndk())
         os.chmod(example.top, 0o755)
-        user = []
+        unprivileged = []
         if os.geteuid() == 0:
             # The program as everybody can reach it.
             for file in os.path.basename(PROGRAM), "libndk_utils.so.1n":
@@ -410,10 +410,10 @@ class TakingBack(VerifyTest):
             for above, dirs, files in os.walk(example.root):
                 for name in [".", *dirs, *files]:
                     os.lchown(os.path.join(above, name), 65534, 65534)
-            user = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
-                    example.top + "/" + os.path.basename(PROGRAM)]
+            unprivileged = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
+                            example.top + "/" + os.path.basename(PROGRAM)]
         os.chmod(example.place(), 0o555)
-        code, out = example.run(*(user or [PROGRAM]), "undo", example.root + "/installation.toml")
+        code, out = example.run(*(unprivileged or [PROGRAM]), "undo", example.root + "/installation.toml")
         os.chmod(example.place(), 0o755)
         self.assertEqual(code, 0, out)
         self.assertIn(f"warning: you may not write in EXAMPLE/ndk/{R11}/{NEW_PLACE}, so what", out)

@@ -1,4 +1,5 @@
-# shellcheck shell=sh disable=SC2154 # $ndk is set by the scripts that read this
+# shellcheck shell=sh
+# shellcheck disable=SC2154 # $ndk is set by the scripts that read this
 #
 # What ndk_integration.sh and ndk_removal.sh have in common. Each reads it with "." when it has set
 # $package to its own directory.
