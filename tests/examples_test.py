@@ -72,8 +72,13 @@ class Tree:
     def definition(self, toolchain):
         return os.path.join(self.definitions, toolchain, "setup.mk")
 
-    def installed(self, toolchain, ndk=None):
-        return os.path.join(ndk or self.ndk, "toolchains", toolchain, "setup.mk")
+    def installed(self, toolchain, ndk=None, file="setup.mk"):
+        return os.path.join(self.place(ndk or self.ndk), toolchain, file)
+
+    def place(self, ndk):
+        """Where an NDK reads toolchain definitions."""
+        since_r11 = os.path.join(ndk, "build/core/toolchains")
+        return since_r11 if os.path.isdir(since_r11) else os.path.join(ndk, "toolchains")
 
     def environment_script(self, shell):
         return os.path.join(self.compiler, "bin", f"compilervars_arch.{shell}")
@@ -93,7 +98,7 @@ class Tree:
         return run("./ndk_integration.sh", *arguments, cwd=self.definitions)
 
     def install_lines(self, ndk=None):
-        return "".join(f"installed {self.installed(name, ndk)}\n" for name in TOOLCHAINS)
+        return "".join(f"installed {self.place(ndk or self.ndk)}/{name}\n" for name in TOOLCHAINS)
 
 
 def patch(file, placeholder, value):
@@ -123,6 +128,25 @@ class IntegrationScript(ExamplesTest):
 
     def assert_installs(self, tree, *arguments):
         self.assertEqual(tree.integrate(*arguments), (0, tree.install_lines(arguments[0]), ""))
+
+    def tree_with_other_definition(self):
+        # Of the second one, so that a refusal in the middle would show the first installed.
+        tree = self.filled_tree()
+        other = tree.installed(TOOLCHAINS[1])
+        os.mkdir(os.path.dirname(other))
+        write(other, "TOOLCHAIN_NAME := other\n")
+        return tree, other
+
+    def test_installs_both_definitions(self):
+        tree = self.filled_tree()
+        before = snapshot(tree.ndk)
+        self.assert_installs(tree, tree.ndk, "--force")
+        expected = {
+            tree.installed(name, file=file): read(os.path.join(tree.definitions, name, file))
+            for name in TOOLCHAINS
+            for file in ["setup.mk", "config.mk"]
+        }
+        self.assertEqual(snapshot(tree.ndk), {**before, **expected})
 
     def test_needs_no_force(self):
         # Where nothing is there, and for the same definitions.
@@ -169,12 +193,14 @@ class IntegrationScript(ExamplesTest):
         partial = tree.ndk_named("android-ndk-r12b.part")
         without_toolchains = tree.ndk_named("android-ndk-r21e")
         shutil.rmtree(os.path.join(without_toolchains, "toolchains"))
+        shutil.rmtree(os.path.join(without_toolchains, "build"))
         for directory, what in [
             (missing, "is not a directory; give the top directory of an Android NDK"),
-            (tree.compiler, "is no Android NDK: it holds no ndk-build"),
-            (partial, "is no complete Android NDK: it holds neither source.properties nor "
+            (tree.compiler, "is not an Android NDK: it has no ndk-build"),
+            (partial, "is not a complete Android NDK: it has neither source.properties nor "
              "RELEASE.TXT"),
-            (without_toolchains, "is no complete Android NDK: it holds no directory toolchains"),
+            (without_toolchains, "is not a complete Android NDK: it has neither "
+             "build/core/toolchains nor toolchains"),
         ]:
             with self.subTest(directory):
                 self.assert_refuses(tree, [directory, "--force"], f"'{directory}' {what}")
@@ -231,14 +257,16 @@ class ToolchainDefinition(ExamplesTest):
                         (0, f"noxcc {VERSION}\nnoxc++ {VERSION}\n", ""),
                     )
 
-    def test_the_ndk_runs_the_compiler(self):
-        tree = self.filled_tree("with a blank")
-        tree.integrate(tree.ndk)
-        for toolchain, architecture in zip(TOOLCHAINS, ["x86_64", "x86"]):
-            self.assertEqual(
-                run(os.path.join(tree.ndk, "ndk-build"), f"NDK_TOOLCHAIN={toolchain}"),
-                (0, f"{toolchain} for {architecture}\nnoxcc {VERSION}\n", ""),
-            )
+    def test_placeholders(self):
+        """Several of each, and a line with both."""
+        for toolchain in TOOLCHAINS:
+            lines = read(os.path.join(EXAMPLES, "package/compiler/android", toolchain, "setup.mk"))
+            found = [
+                (line.count("{INSTALL_NOX_INSTALLDIR}"), line.count("{INSTALL_NOX_VERSION}"))
+                for line in lines.splitlines()
+                if "{INSTALL_NOX_" in line
+            ]
+            self.assertEqual(found, [(1, 1), (0, 1), (1, 0), (0, 1), (0, 1)])
 
 
 class EnvironmentScript(ExamplesTest):

@@ -46,12 +46,14 @@ class ExampleInstallation(EndToEndTest):
         for name, file in zip(TOOLCHAINS, definitions):
             text = before[file].replace("{INSTALL_NOX_INSTALLDIR}", f"WORLD/{self.linux}")
             expected[file] = text.replace("{INSTALL_NOX_VERSION}", "5.0.3.42") + "\n\n"
-            expected[f"{self.ndk}/toolchains/{name}"] = "755 /"
-            expected[f"{self.ndk}/toolchains/{name}/setup.mk"] = expected[file]
+            installed = f"{self.ndk}/build/core/toolchains/{name}"
+            expected[installed] = "755 /"
+            expected[f"{installed}/setup.mk"] = expected[file]
+            expected[f"{installed}/config.mk"] = before[f"{self.android}/{name}/config.mk"]
         for file in scripts:
             expected[file] = before[file].replace("<NDK_DIR>", f"WORLD/{self.ndk}") + "\n"
-        installed = f"installed WORLD/{self.ndk}/toolchains"
-        printed = [f"{installed}/{name}/setup.mk\n" for name in TOOLCHAINS]
+        installed = f"installed WORLD/{self.ndk}/build/core/toolchains"
+        printed = [f"{installed}/{name}\n" for name in TOOLCHAINS]
         report = Install(
             ndk=f"WORLD/{self.ndk}",
             component="nox-ndk-compiler-5.0.3",

@@ -81,7 +81,7 @@ class InstalledTree(EndToEndTest):
                 done = Install(ndk="WORLD/ndk/android-ndk-r11c").result()
                 self.assertEqual(outcome.out.splitlines(True)[-1], done)
                 compiler = "WORLD/package/compiler/compilers_and_libraries_2005.3.42/linux"
-                definition = "ndk/android-ndk-r11c/toolchains/x86_64-nox5.0.3.42/setup.mk"
+                definition = "ndk/android-ndk-r11c/build/core/toolchains/x86_64-nox5.0.3.42/setup.mk"
                 self.assertIn(f"\n{compiler}\n", world.read(definition))
         os.remove(os.path.join(moved, "lib", LIBRARY))
         self.assert_told(no_plugin(LIBRARY), self.install_example(moved)[1])

@@ -119,11 +119,21 @@ NEWER_MANIFEST = BAD_MANIFEST.format("it was written by a newer ndk-integrate")
 MANIFEST_NOT_ORDINARY = BAD_MANIFEST.format("it is not an ordinary file")
 BAD_ENTRY = BAD_MANIFEST.format("the entry of '{}' is damaged")
 NOTHING_RECORDED = f"no installation of 5.0.3.42 is recorded in WORLD/{STORE}"
-UNDONE = "what the integration script did inside the NDK is the compiler package's to undo"
+NOT_TAKEN_OUT = (
+    "the compiler package has no ndk_removal.sh, so what its integration script put into the NDK "
+    "stays in {}"
+)
+PUT_BACK = "the compiler's files are put back"
+UNDONE = f"{PUT_BACK}; {NOT_TAKEN_OUT.format(NDK)}"
 LOCKED = (
     f"another ndk-integrate is at work on this compiler ({{}} holds WORLD/{STORE}); "
     "wait until it is done"
 )
+
+
+def not_taken_out(ndk):
+    """What is done about an NDK where the package has no script for it, as JSON."""
+    return {"ndk": ndk, "script": None, "left": NOT_TAKEN_OUT.format(ndk)}
 
 
 def cannot(do, file, why="Permission denied"):
@@ -255,6 +265,7 @@ class Install(Told):
     candidates: tuple = ()
     warnings: tuple = ()
     dry: bool = False
+    former_ndk: str = ""  # that the compiler was integrated into before
 
     @classmethod
     def other_ndk(cls, **how):
@@ -268,9 +279,13 @@ class Install(Told):
 
     def err(self):
         """What stands on standard error; candidates are told only where there are several."""
-        warnings = "".join(said(f"warning: {warning}") for warning in self.warnings)
+        warnings = "".join(said(f"warning: {warning}") for warning in self._warnings())
         end = said(f"nothing to do here: {self.failed}") if self.nothing_to_do else super().err()
         return warnings + end
+
+    def _warnings(self):
+        former = [NOT_TAKEN_OUT.format(self.former_ndk)] if self.former_ndk else []
+        return [*self.warnings, *former]
 
     def _ran(self):
         return self.enabled and self.files != {} and self.diffs is None
@@ -336,8 +351,10 @@ class Install(Told):
             "candidates": list(self.candidates),
             "files": self._json_of_files(),
             "script": ran if self.enabled and self.files != {} else None,
+            "removal": not_taken_out(self.former_ndk) if self.former_ndk else None,
+            "verify": None,
             "problems": [self.failed] if self.problem else [],
-            "warnings": list(self.warnings),
+            "warnings": self._warnings(),
             "message": self.failed or self._result(),
         }
 
@@ -394,6 +411,7 @@ class Undo(Told):
     failed: str = ""  # why
     outcome: str = "undone"
     dry: bool = False
+    ndk: str = NDK  # "" where the compiler was installed for none
 
     LINES = {
         "restored": "put back",
@@ -403,7 +421,9 @@ class Undo(Told):
     }
 
     def _message(self):
-        return self.failed or (NOTHING_RECORDED if self.outcome == "nothing-to-undo" else UNDONE)
+        if self.failed or self.outcome == "nothing-to-undo":
+            return self.failed or NOTHING_RECORDED
+        return f"{PUT_BACK}; {NOT_TAKEN_OUT.format(self.ndk)}" if self.ndk else PUT_BACK
 
     def result(self):
         done = "dry run, nothing is changed; after an undo" if self.dry else "done"
@@ -422,6 +442,7 @@ class Undo(Told):
             "outcome": "failed" if self.failed else self.outcome,
             "dry_run": self.dry,
             "changed": "restored" in self.files.values(),
+            "removal": not_taken_out(self.ndk) if self.files and self.ndk else None,
             "files": [
                 {"path": f"WORLD/{file}", "result": self.files[file]} for file in sorted(self.files)
             ],

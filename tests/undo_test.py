@@ -5,7 +5,10 @@ import shutil
 import unittest
 
 from end_to_end import EndToEndTest
-from messages import LOG_OF_CHOICE, NOTHING_TO_UNDO, NO_COMPILER, Undo, log, not_undone
+from messages import (
+    LOG_OF_CHOICE, NDK, NOTHING_TO_UNDO, NO_COMPILER, UNDONE, Undo, cannot_read_installation, log,
+    not_expected, not_undone, said,
+)
 from world import (
     DISABLED, LINUX, ORIGINALS, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, World,
     filled, installation, restored, undone, without,
@@ -52,7 +55,7 @@ class UndoneInstallation(UndoTest):
         world = self.installed_world()
         world.install("--ndk", world.path("other ndk"))
         world.install(DISABLED)
-        self.assert_undone(world)
+        self.assert_undone(world, report=Undo(ndk=""))
 
     def test_after_failed_script(self):
         world = self.small_world(runs="exit 7")
@@ -68,7 +71,9 @@ class UndoneInstallation(UndoTest):
     def test_ndk_gone(self):
         world = self.installed_world()
         shutil.rmtree(world.path("ndk"))
-        self.assert_undone(world)
+        warning = said(f"warning: the NDK {NDK} is gone, so nothing is taken out of it")
+        changed = {**restored(), STORE: "removed"}
+        self.assert_outcome(world.undo(), out=Undo(ndk="").out(), err=warning, changed=changed)
 
     def test_log(self):
         # The plug-in's own part, which an installer would call.
@@ -133,7 +138,7 @@ class MissingFiles(UndoTest):
         # What is in it stays kept, for a directory that comes back, as a disk does.
         gone = Undo({**Undo().files, VARS_SH: "gone", VARS_CSH: "gone"})
         kept = ["manifest.json", "originals"]
-        back = Undo(dict.fromkeys([VARS_SH, VARS_CSH], "restored"))
+        back = Undo(dict.fromkeys([VARS_SH, VARS_CSH], "restored"), ndk="")
         for form in [[], ["--json"]]:
             world = self.installed_world()
             os.rename(world.path(LINUX + "/bin"), world.path("away"))
