@@ -10,10 +10,15 @@ COMMON = {"-h", "--help", "--version", "--log", "--plugin", "-v", "-q"}
 INSTALLATION = {"INSTALLATION.toml", "--set", "--json"}
 # What each command takes. How its description is laid out is the command-line library's affair.
 TAKES = {
-    "find": {"--search", "--supported", "--all", "--json"},
-    "check": {"DIR", "--supported", "--json"},
-    "install": {*INSTALLATION, "--ndk", "--dry-run", "--optional"},
-    "undo": {*INSTALLATION, "--dry-run"},
+    "find": {
+        "--search", "--supported", "--all", "--json", "--project", "--no-project", "--newest",
+        "--prerelease", "--read-only", "--lock", "--locked", "--format",
+    },
+    "check": {"DIR", "--supported", "--read-only", "--json"},
+    "release": {"RELEASE", "--json"},
+    "install": {*INSTALLATION, "--ndk", "--dry-run", "--optional", "--keep-ndk", "--verify"},
+    "undo": {*INSTALLATION, "--dry-run", "--keep-ndk"},
+    "verify": {*INSTALLATION, "--ndk", "--no-build", "--keep"},
     "status": INSTALLATION,
     "check-host": {"--library"},
 }
@@ -30,7 +35,7 @@ class Help(EndToEndTest):
             with self.subTest(command):
                 text = self.help_of(command)
                 options = set(re.findall(r"(?<![\w-])--?[a-z][\w-]*", text))
-                arguments = set(re.findall(r"^ +(INSTALLATION.toml|DIR)\b", text, re.MULTILINE))
+                arguments = set(re.findall(r"^ +(INSTALLATION.toml|DIR|RELEASE)\b", text, re.MULTILINE))
                 self.assertEqual(options | arguments, COMMON | takes, text)
 
     def test_of_the_program(self):

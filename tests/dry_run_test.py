@@ -8,7 +8,7 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    DRY, IS_LINK, NOT_DONE, NOT_ORDINARY, NOT_WRITABLE, SCRIPT_MISSING, TEMPLATE_MISSING, Install,
+    DRY, IS_LINK, NDK, NOT_DONE, NOT_ORDINARY, NOT_WRITABLE, SCRIPT_MISSING, TEMPLATE_MISSING, Install,
     cannot, disabled, edited, log_of_install, stands_against, with_files,
 )
 from strace import needs_plain_program, needs_strace, run_traced
@@ -75,7 +75,7 @@ class DryRun(DryRunTest):
             f"-{line.format('WORLD/ndk')}\n+{line.format('WORLD/other ndk')}\n \n"
             for file, line in {VARS_SH: "ndk='{}'", VARS_CSH: "set ndk = '{}'"}.items()
         ]
-        report = Install.other_ndk(diffs=["", "", *changed])
+        report = Install.other_ndk(diffs=["", "", *changed], former_ndk=NDK)
         self.assert_dry(world, report, "--ndk", world.path("other ndk"))
 
     def test_quiet(self):

@@ -67,9 +67,8 @@ BLANK = "the path of the NDK, {}, holds a blank, which ndk-build refuses"
 OTHER = {"ndk": "WORLD/other ndk", "release": "r11b", "revision": "11.1.1"}
 
 
-def judgement(path, status, reason, message):
-    """A directory that was judged, as JSON; where its release counts, that of the small tree."""
-    known = status != "nok"
+def judgement(path, status, reason, message, known=True, source="NDK_PATH"):
+    """A directory that was judged, as JSON; its release, where that is known, is the small tree's."""
     return {
         "schema": 1,
         "path": path,
@@ -78,7 +77,7 @@ def judgement(path, status, reason, message):
         "release": "r11c" if known else None,
         "revision": "11.2.2725575" if known else None,
         "message": message,
-        "source": "NDK_DEFAULT_SEARCH_PATH_LINUX",
+        "source": source,
         "prerelease": False,
         "notes": [],
     }

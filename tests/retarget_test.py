@@ -4,7 +4,7 @@ import os
 import unittest
 
 from end_to_end import EndToEndTest
-from messages import Install, said
+from messages import NDK, Install, said
 from world import (
     ANDROID, DISABLED, LINUX, OTHER_NDK, SCRIPT, VARS_CSH, VARS_SH, changes, example_world, filled,
     installation, script, small_tree,
@@ -34,7 +34,7 @@ class Repeat(EndToEndTest):
             world = self.installed_world()
             after = filled("WORLD/other ndk")
             self.assert_told(
-                Install.other_ndk(),
+                Install.other_ndk(former_ndk=NDK),
                 world.install("--ndk", world.path("other ndk"), *form),
                 changed={file: after[file] for file in NAME_THE_NDK},
             )

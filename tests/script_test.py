@@ -64,7 +64,7 @@ class Output(EndToEndTest):
 
     def test_not_utf_8_in_json(self):
         world = self.small_world(runs=r"printf 'caf\351 \303\251 \000\033\n'")
-        report = Install(printed="caf\ufffd é \0\x1b\n")
+        report = Install(printed="caf\ufffde9 é \0\x1b\n")
         self.assert_installs(world, "--json", report=report)
 
     def test_log_file_not_inherited(self):

@@ -18,6 +18,7 @@
 #include "console_host/commands/output.h"
 #include "console_host/commands/report.h"
 #include "console_host/commands/verify.h"
+#include "console_host/ndk/asked_releases.h"
 #include "console_host/ndk/search.h"
 #include "console_host/package/compiler.h"
 #include "console_host/package/lock.h"
@@ -53,7 +54,7 @@ std::vector<Judgement> find_ndk(const Plugin& plugin, Session& session) {
     return search(plugin, session);
   }
   plugin.validate_ndk_path(session.handle());
-  return {explain(plugin, {preset, preset}, session.get("NDK_PATH_STATUS"),
+  return {explain(plugin, {preset, preset, "NDK_PATH"}, session.get("NDK_PATH_STATUS"),
                   session.get("NDK_SUPPORTED_VERSIONS"))};
 }
 
@@ -214,6 +215,9 @@ void look_around(const Compiler& compiler, const Session& session, const Store& 
   }
   if (const auto misleading = misleading_enabled_value(session)) {
     report.warnings.push_back(*misleading);
+  }
+  for (const std::string& entry : entries_that_never_match(session.get("NDK_SUPPORTED_VERSIONS"))) {
+    report.warnings.push_back("NDK_SUPPORTED_VERSIONS: " + entry);
   }
   for (const std::string& file : store.known_files(compiler.version)) {
     if (const std::string edit = store.why_edited(file); !edit.empty()) {
