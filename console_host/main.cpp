@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "console_host/base/errors.h"
+#include "console_host/base/paths.h"
 #include "console_host/commands/check_host.h"
 #include "console_host/commands/find.h"
 #include "console_host/commands/install.h"
@@ -17,6 +18,7 @@
 #include "console_host/commands/release.h"
 #include "console_host/commands/status.h"
 #include "console_host/commands/undo.h"
+#include "console_host/commands/verify.h"
 #include "console_host/ndk/plugin.h"
 #include "console_host/package/installation_file.h"
 #include "console_host/services/log.h"
@@ -36,6 +38,7 @@ struct Options {
   InstallOptions install;
   UndoOptions undo;
   bool status_json = false;
+  VerifyOptions verify;
   std::string host_check;
   FindOptions find;
   CheckOptions check;
@@ -140,6 +143,20 @@ ExitCode run_status(const Options& options) {
   return run_with_plugin(options, [&](const Plugin& plugin) {
     return status(plugin, installation, options.status_json);
   });
+}
+
+ExitCode run_verify(const Options& options) {
+  const Installation installation = overridden_installation(options);
+  VerifyOptions verify_options = options.verify;
+  const auto names_ndk = [](const std::string& setting) {
+    return setting.rfind("NDK_PATH=", 0) == 0;
+  };
+  verify_options.is_ndk_given =
+      options.ndk || std::any_of(options.settings.begin(), options.settings.end(), names_ndk);
+  verify_options.keep = absolute_path(working_directory(), options.verify.keep);
+  require_keep_directory(verify_options);
+  return run_with_plugin(
+      options, [&](const Plugin& plugin) { return verify(plugin, installation, verify_options); });
 }
 
 ExitCode run_find(const Options& options) {
@@ -258,6 +275,11 @@ void add_installation(CLI::App& command, Options& options) {
       ->allow_extra_args(false);
 }
 
+void add_keep_ndk_flag(CLI::App& command, bool& keep_ndk) {
+  command.add_flag("--keep-ndk", keep_ndk,
+                   "Do not take the compiler out of the NDK that it was installed for");
+}
+
 void describe_install(CLI::App& app, Options& options, Action& action) {
   CLI::App* install =
       app.add_subcommand("install", "Integrate an installed compiler package into an Android NDK");
@@ -267,6 +289,11 @@ void describe_install(CLI::App& app, Options& options, Action& action) {
   install->add_flag("--dry-run", options.install.dry_run, "Change nothing, show what would change");
   install->add_flag("--optional", options.install.optional,
                     "Where there is no NDK or no component for one, that is well: exit code 0");
+  add_keep_ndk_flag(*install, options.install.keep_ndk);
+  install
+      ->add_flag("--verify", options.install.verify,
+                 "Prove afterwards that the NDK builds with the compiler, which takes seconds")
+      ->excludes("--dry-run");
   add_json_flag(*install, options.install.json);
   describe_common_options(*install, options);
   install->callback([&] { action = [&] { return run_install(options); }; });
@@ -276,6 +303,7 @@ void describe_undo(CLI::App& app, Options& options, Action& action) {
   CLI::App* undo = app.add_subcommand("undo", "Put back the compiler's files as they were");
   add_installation(*undo, options);
   undo->add_flag("--dry-run", options.undo.dry_run, "Change nothing, tell what would be put back");
+  add_keep_ndk_flag(*undo, options.undo.keep_ndk);
   add_json_flag(*undo, options.undo.json);
   describe_common_options(*undo, options);
   undo->callback([&] { action = [&] { return run_undo(options); }; });
@@ -287,6 +315,25 @@ void describe_status(CLI::App& app, Options& options, Action& action) {
   add_json_flag(*status, options.status_json);
   describe_common_options(*status, options);
   status->callback([&] { action = [&] { return run_status(options); }; });
+}
+
+void describe_verify(CLI::App& app, Options& options, Action& action) {
+  CLI::App* verify =
+      app.add_subcommand("verify", "Prove that the NDK builds with the compiler's toolchains");
+  add_installation(*verify, options);
+  verify
+      ->add_option("--ndk", options.ndk,
+                   "Look at this NDK instead of the one that was installed into")
+      ->option_text("DIR");
+  verify->add_flag("--no-build", options.verify.no_build,
+                   "Only look whether everything is in its place");
+  verify
+      ->add_option("--keep", options.verify.keep,
+                   "Build in DIR, and keep the projects and their logs")
+      ->option_text("DIR");
+  add_json_flag(*verify, options.verify.json);
+  describe_common_options(*verify, options);
+  verify->callback([&] { action = [&] { return run_verify(options); }; });
 }
 
 void describe_check_host(CLI::App& app, Options& options, Action& action) {
@@ -329,6 +376,7 @@ ExitCode run(int argc, char** argv, Options& options) {
   describe_install(app, options, action);
   describe_undo(app, options, action);
   describe_status(app, options, action);
+  describe_verify(app, options, action);
   describe_check_host(app, options, action);
   try {
     app.parse(argc, argv);

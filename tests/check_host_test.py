@@ -5,7 +5,7 @@ import re
 import unittest
 
 from end_to_end import EndToEndTest
-from messages import cannot_use
+from messages import no_plugin
 from plugins import shared_library
 
 TOLD = 'extern "C" int check_host(session_t*) { print_log("told: %s", "100%"); return 2; }'
@@ -48,8 +48,8 @@ class CheckHost(EndToEndTest):
         self.assert_outcome(outcome, code=3, err=outcome.err)
 
     def test_another_library(self):
-        err = cannot_use("TOP/library.so", "check_host", what="host check")
-        self.assert_outcome(self.check_with(""), code=3, err=err)
+        report = no_plugin("TOP/library.so", function="check_host", what="host check")
+        self.assert_told(report, self.check_with(""))
 
 
 if __name__ == "__main__":

@@ -297,13 +297,6 @@ class Name(VerdictTest):
         outcome = world.run("check", "--json", "--", "-x", cwd=world.dir)
         self.assert_outcome(outcome, out=ok(path="-x").check_json)
 
-    def test_line_end(self):
-        world = self.untouched({"a\nb/": ""})
-        outcome = world.run("check", world.path("a\nb"))
-        self.assert_outcome(outcome, 1, no_launcher("WORLD/a\\nb").line)
-        outcome = world.run("check", world.path("a\nb"), "--json")
-        self.assert_outcome(outcome, 1, no_launcher("WORLD/a\nb").check_json)
-
     def test_working_directory_that_is_gone(self):
         world = self.untouched(ndk())
         before = ["sh", "-c", 'mkdir gone && cd gone && rmdir ../gone && exec "$@"', "sh"]

@@ -10,10 +10,15 @@ COMMON = {"-h", "--help", "--version", "--log", "--plugin", "-v", "-q"}
 INSTALLATION = {"INSTALLATION.toml", "--set", "--json"}
 # What each command takes. How its description is laid out is the command-line library's affair.
 TAKES = {
-    "find": {"--search", "--supported", "--all", "--json"},
-    "check": {"DIR", "--supported", "--json"},
-    "install": {*INSTALLATION, "--ndk", "--dry-run", "--optional"},
-    "undo": {*INSTALLATION, "--dry-run"},
+    "find": {
+        "--search", "--supported", "--all", "--json", "--project", "--no-project", "--newest",
+        "--prerelease", "--read-only", "--lock", "--locked", "--format",
+    },
+    "check": {"DIR", "--supported", "--read-only", "--json"},
+    "release": {"RELEASE", "--json"},
+    "install": {*INSTALLATION, "--ndk", "--dry-run", "--optional", "--keep-ndk", "--verify"},
+    "undo": {*INSTALLATION, "--dry-run", "--keep-ndk"},
+    "verify": {*INSTALLATION, "--ndk", "--no-build", "--keep"},
     "status": INSTALLATION,
     "check-host": {"--library"},
 }
@@ -30,7 +35,7 @@ class Help(EndToEndTest):
             with self.subTest(command):
                 text = self.help_of(command)
                 options = set(re.findall(r"(?<![\w-])--?[a-z][\w-]*", text))
-                arguments = set(re.findall(r"^ +(INSTALLATION.toml|DIR)\b", text, re.MULTILINE))
+                arguments = set(re.findall(r"^ +(INSTALLATION.toml|DIR|RELEASE)\b", text, re.MULTILINE))
                 self.assertEqual(options | arguments, COMMON | takes, text)
 
     def test_of_the_program(self):
@@ -50,26 +55,25 @@ class WrongUsage(EndToEndTest):
         for command, err in [
             ([], misunderstood("A subcommand is required")),
             (["remove"], said("unknown command 'remove'; see ndk-integrate --help")),
-            (["install"], misunderstood("INSTALLATION.toml is required")),
-            (["install", "a.toml", "more"], not_expected("more")),
-            (["install", "a.toml", "--force"], not_expected("--force")),
-            (["install", "a.toml", "--log"], value_missing("--log")),
-            (["install", "a.toml", "--plugin"], value_missing("--plugin")),
-            (["install", "a.toml", "--ndk"], value_missing("--ndk")),
-            (["install", "a.toml", "--set"], value_missing("--set")),
-            (["check"], misunderstood("DIR is required")),
+            (["install"], misunderstood("INSTALLATION.toml is required", "install")),
+            (["install", "a.toml", "more"], not_expected("more", "install")),
+            (["install", "a.toml", "--force"], not_expected("--force", "install")),
+            (["install", "a.toml", "--log"], value_missing("--log", "install")),
+            (["install", "a.toml", "--plugin"], value_missing("--plugin", "install")),
+            (["install", "a.toml", "--ndk"], value_missing("--ndk", "install")),
+            (["install", "a.toml", "--set"], value_missing("--set", "install")),
+            (["check"], misunderstood("DIR is required", "check")),
             (["check", ""], said("check: the directory's name is empty")),
-            (["check", "a", "b"], not_expected("b")),
-            (["check", "a", "--all"], not_expected("--all")),
+            (["check", "a", "b"], not_expected("b", "check")),
+            (["check", "a", "--all"], not_expected("--all", "check")),
             (["check", "a", "--supported", "r9", "--supported", "r10"],
-             misunderstood("--supported: At Most 1 required but received 2")),
+             misunderstood("--supported: At Most 1 required but received 2", "check")),
             (["check", "a", "--log", "gone/log"], cannot_open_log("gone/log")),
-            (["find", "--search"], value_missing("--search")),
+            (["find", "--search"], value_missing("--search", "find")),
             (["find", "--search", ""], said("--search names no directory")),
-            (["find", "--search", ";", "--search", ";;", "--json"],
-             said("--search names no directory")),
-            (["find", "--al"], not_expected("--al")),
-            (["find", "a"], not_expected("a")),
+            (["find", "--search", ";", "--search", ";;"], said("--search names no directory")),
+            (["find", "--al"], not_expected("--al", "find")),
+            (["find", "a"], not_expected("a", "find")),
             (["find", "--search", "a", "--log", "gone/log"], cannot_open_log("gone/log")),
         ]:
             with self.subTest(command):

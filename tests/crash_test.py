@@ -13,11 +13,10 @@ import hashlib
 import json
 import os
 import re
-import shutil
-import subprocess
 import tempfile
 import unittest
 
+from strace import WHY_NOT, file_in, paths_in
 from sweep import Case, QuickWorld, Sweep, SweepTest, outside_store, say
 from world import (
     CC, MANIFEST, NO_LEAK_SEARCH, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH,
@@ -88,17 +87,11 @@ class Call:
 
     def file(self):
         """The file of a call that has a descriptor."""
-        found = re.match(r"\w+\(\d+<([^>]*)>", self.line)
-        return found and found[1]
+        return file_in(self.line)
 
     def paths(self):
         """The files of a call that has names."""
-        return [
-            os.path.join(above, name)
-            for above, name in re.findall(
-                r'(?:(?:AT_FDCWD|\d+)<([^>]*)>, )?"((?:[^"\\]|\\.)*)"', self.line
-            )
-        ]
+        return paths_in(self.line)
 
     def written(self):
         """How many bytes a write has written."""
@@ -189,24 +182,14 @@ class Kills(Sweep):
                 self.fail(how, f"{name}: is {text_of(is_there)!r}")
 
 
-def why_strace_cannot_trace():
-    """Why strace cannot do here what it is needed for; "" when it can."""
-    if shutil.which("strace") is None:
-        return "strace is not installed (scripts/setup installs it)"
-    kill = ["strace", "-o", "/dev/null", "-e", "inject=exit_group:signal=KILL", "true"]
-    done = subprocess.run(kill, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
-    return "" if done.returncode == -9 else f"strace cannot trace here: {done.stdout.decode()}"
-
-
 class StraceTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        reason = why_strace_cannot_trace()
-        if reason and os.environ.get("CI") == "true":
-            raise AssertionError(reason)
-        if reason:
-            say(f"crash test: skipped: {reason}")
-            raise unittest.SkipTest(reason)
+        if WHY_NOT and os.environ.get("CI") == "true":
+            raise AssertionError(WHY_NOT)
+        if WHY_NOT:
+            say(f"crash test: skipped: {WHY_NOT}")
+            raise unittest.SkipTest(WHY_NOT)
         super().setUpClass()
 
 

@@ -6,36 +6,25 @@ import shutil
 import unittest
 
 from end_to_end import EndToEndTest
-from messages import EDITED_JUST_NOW, NOT_DONE, Install, Undo, edited, kept_original, refused
-from plugins import SELECT_FIRST_COMPONENT, fake_plugin
+from messages import (
+    EDITED_JUST_NOW, NOT_FILLED_IN, Install, Undo, edited, kept_original, not_done, not_undone,
+    refused, stands_against,
+)
+from plugins import filling_plugin
 from world import (
     ANDROID, COMPONENT, DISABLED, ORIGINALS, SCRIPT, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH,
-    VARS_SH, filled, installation, restored, script,
+    VARS_SH, World, filled, installation, undone, script,
 )
-
-# What a plug-in of a test does with one file: only asked which files there are, nothing.
-WORKS_ON = """
-    #include <fstream>
-    extern "C" int integrate_ndk(session_t*) {{
-      const std::string copy = path("{file}");
-      if (copy.rfind("/dev/null", 0) == 0) return 0;
-      {works}
-      return 0;
-    }}"""
-
 
 class EditedTest(EndToEndTest):
     def assert_edit_refused(self, world, file=VARS_SH):
-        self.assert_both_refuse(world, edited(file))
+        self.assert_refused(world, stands_against(edited(file)))
+        self.assert_refused(world, not_undone(edited(file)), World.undo)
 
-    def install_with(self, world, works, *options):
-        """Installs with a plug-in that `works` on a copy of a file, with these lines of C++."""
-        library = fake_plugin(
-            world,
-            integrate_ndk=WORKS_ON.format(file=world.path(VARS_SH), works=works),
-            check_if_ndk_integration_files_are_to_be_installed=SELECT_FIRST_COMPONENT,
-        )
-        return world.install("--plugin", library, DISABLED, *options)
+    def install_with(self, world, does, *options):
+        """Installs with a plug-in that fills in one file."""
+        env = {"FILE": world.path(VARS_SH), "DOES": does}
+        return world.install("--plugin", filling_plugin(world), DISABLED, *options, env=env)
 
 
 class Edit(EditedTest):
@@ -49,7 +38,9 @@ class Edit(EditedTest):
     def test_other_ndk(self):
         world = self.installed_world()
         world.append(VARS_SH, "# mine\n")
-        report = refused(edited(VARS_SH), ndk="WORLD/other ndk", release="r11b", revision="11.1.1")
+        report = Install.other_ndk(
+            files={}, failed=edited(VARS_SH), problem=True, changed=False
+        )
         self.assert_refused(world, report, options=["--ndk", world.path("other ndk")])
 
     def test_emptied_file(self):
@@ -93,27 +84,28 @@ class Edit(EditedTest):
         world.write(SCRIPT, script(f"echo '# mine' >> {os.path.relpath(VARS_SH, ANDROID)}"))
         outcome = world.install()
         self.assertEqual(world.read(VARS_SH), "ndk='WORLD/ndk'\n\n# mine\n")
-        self.assertEqual((outcome.code, outcome.err), (1, f"{NOT_DONE}{edited(VARS_SH)}\n"))
+        self.assertEqual((outcome.code, outcome.err), (1, not_done(edited(VARS_SH))))
 
     def test_while_plugin_works(self):
         world = self.small_world()
-        outcome = self.install_with(world, f"""
-            std::ofstream("{world.path(VARS_SH)}", std::ios::app) << "# mine\\n";
-            std::ofstream(copy + ".tmp") << "ndk='x'\\n\\n";
-            file_move(copy + ".tmp", copy);""")
-        expected = f"{NOT_DONE}{EDITED_JUST_NOW.format(VARS_SH)}\n"
+        outcome = self.install_with(world, "edit")
+        expected = not_done(EDITED_JUST_NOW.format(VARS_SH))
         self.assertEqual((outcome.code, outcome.err), (1, expected))
         self.assertEqual(world.read(VARS_SH), ORIGINALS[VARS_SH] + "# mine\n")
 
     def test_plugin_that_throws(self):
         # In the middle of integrate_ndk: nothing is committed.
-        world = self.small_world()
-        thrown = 'file_move(copy, copy);\nthrow std::runtime_error("boom");'
-        outcome = self.install_with(world, thrown, "--json")
-        report = refused("boom", ndk="", files={VARS_SH: "failed"}, enabled=False).json()
-        report["files"][0]["placeholders"] = 0
-        self.assertEqual(outcome.json(), report)
-        self.assertEqual((outcome.code, outcome.err, outcome.changes), (1, "", {STORE: "755 /"}))
+        report = refused("boom", ndk="", enabled=False)
+        self.assert_told(report, self.install_with(self.small_world(), "throw"), kept=True)
+        outcome = self.install_with(self.small_world(), "throw later")
+        report.files = {VARS_SH: "failed"}
+        self.assert_told(report, outcome, changed={STORE: "700 /"})
+
+    def test_plugin_that_loses_a_letter(self):
+        # Every line end is there.
+        report = stands_against(NOT_FILLED_IN.format(VARS_SH), ndk="", enabled=False)
+        outcome = self.install_with(self.small_world(), "lose a letter")
+        self.assert_told(report, outcome, kept=True)
 
 
 class ReinstalledPackage(EditedTest):
@@ -141,7 +133,7 @@ class ReinstalledPackage(EditedTest):
         world = self.reinstalled_world(self.second)
         self.assert_told(Install(), world.install(), changed=self.second_filled())
         self.assert_told(Install(), world.install())
-        back = {file: "644 " + text for file, text in self.second.items()}
+        back = {**{file: "644 " + text for file, text in self.second.items()}, STORE: "removed"}
         self.assert_told(Undo(), world.undo(), changed=back)
 
     def test_one_file(self):
@@ -168,8 +160,8 @@ class ReinstalledPackage(EditedTest):
     def test_undone(self):
         # The reinstalled files stay: they are the package's own.
         world = self.reinstalled_world(self.second)
-        self.assert_told(Undo(dict.fromkeys(TEMPLATES, "original")), world.undo("--json"))
-        self.assertEqual(os.listdir(world.path(STORE)), ["lock"])
+        report = Undo(dict.fromkeys(TEMPLATES, "original"))
+        self.assert_told(report, world.undo("--json"), changed={STORE: "removed"})
 
     def test_other_file_edited(self):
         world = self.reinstalled_world(self.second)
@@ -220,16 +212,24 @@ class NewPackageVersion(EndToEndTest):
                 self.assert_told(self.report, world.install())
 
     def test_undo(self):
-        new = {file: f"644 # 5.1.3\n{ORIGINALS[file]}" for file in self.scripts}
-        new.update({file: "644 " + ORIGINALS[SETUP_64] for file in self.new.values()})
+        # The environment scripts stay as long as they are the other version's too.
+        new = {file: "644 " + ORIGINALS[SETUP_64] for file in self.new.values()}
+        scripts = {file: f"644 # 5.1.3\n{ORIGINALS[file]}" for file in self.scripts}
         for removed in [True, False]:
             with self.subTest(removed):
                 world = self.upgraded_world(removed)
                 world.install()
-                old = dict.fromkeys(self.new, "gone" if removed else "restored")
-                report = Undo({**dict.fromkeys(new, "restored"), **old})
-                changed = {**new, **({} if removed else restored(*self.new))}
-                self.assert_told(report, world.undo("--json"), changed=changed)
+                told = {**dict.fromkeys(new, "restored"), **dict.fromkeys(scripts, "shared")}
+                for form in [["--dry-run"], ["--dry-run", "--json"], ["--json"]]:
+                    report = Undo(told, dry="--dry-run" in form)
+                    changed = {} if report.dry else new
+                    self.assert_told(report, world.undo(*form), changed=changed)
+                world.write("installation.toml", installation())
+                told = dict.fromkeys(self.new, "gone" if removed else "restored")
+                report = Undo({**told, **dict.fromkeys(scripts, "restored")})
+                old = {} if removed else undone(*self.new)
+                changed = {**scripts, **old}
+                self.assert_told(report, world.undo(), changed=changed)
 
 
 if __name__ == "__main__":

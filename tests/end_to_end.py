@@ -1,5 +1,6 @@
 """What all end-to-end tests of ndk-integrate have in common: comparisons of all that a run did."""
 
+import dataclasses
 import unittest
 
 from messages import Install, not_undone, refused
@@ -34,7 +35,7 @@ class EndToEndTest(unittest.TestCase):
         found, expected = "", ""
         for outcome in outcomes:
             out = pretty(report.json()) if outcome.is_json else report.out()
-            err = "" if outcome.is_json else report.err()
+            err = report.err_of_json() if outcome.is_json else report.err()
             expected += Outcome(report.code, out, log + err, changed).text(kept)
             found += outcome.readable().text(kept)
         self.assertMultiLineEqual(found, expected)
@@ -46,11 +47,15 @@ class EndToEndTest(unittest.TestCase):
             changed = filled(report.ndk if report.enabled else "", first=True)
         self.assert_told(report, world.install(*options, **how), changed=changed, log=log)
 
-    def assert_refused(self, world, report, command=World.install, options=(), **how):
-        """The command is not done, says why in both forms, and changes nothing at all."""
-        outcomes = [command(world, *options, *form, **how) for form in [[], ["--json"]]]
-        self.assert_told(report, *outcomes, kept=True)
+    def assert_refused(self, world, report, command=World.install, options=(), dry=True, **how):
+        """The command is not done, says why in both forms, and changes nothing at all. So does a
+        dry run, which shows more where a problem stands against it, and needs no lock: `dry` is
+        false there."""
+        for run in [[], ["--dry-run"]] if dry and not report.problem else [[]]:
+            outcomes = [command(world, *options, *run, *form, **how) for form in [[], ["--json"]]]
+            told = dataclasses.replace(report, dry=bool(run))
+            self.assert_told(told, *outcomes, kept=True)
 
-    def assert_both_refuse(self, world, message):
-        self.assert_refused(world, refused(message))
-        self.assert_refused(world, not_undone(message), World.undo)
+    def assert_both_refuse(self, world, message, **how):
+        self.assert_refused(world, refused(message), **how)
+        self.assert_refused(world, not_undone(message), World.undo, **how)

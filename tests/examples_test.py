@@ -8,7 +8,6 @@ import os
 import shutil
 import subprocess
 import tempfile
-import tomllib
 import unittest
 
 EXAMPLES = os.path.join(os.path.dirname(os.path.abspath(__file__)), os.pardir, "examples")
@@ -73,8 +72,13 @@ class Tree:
     def definition(self, toolchain):
         return os.path.join(self.definitions, toolchain, "setup.mk")
 
-    def installed(self, toolchain, ndk=None):
-        return os.path.join(ndk or self.ndk, "toolchains", toolchain, "setup.mk")
+    def installed(self, toolchain, ndk=None, file="setup.mk"):
+        return os.path.join(self.place(ndk or self.ndk), toolchain, file)
+
+    def place(self, ndk):
+        """Where an NDK reads toolchain definitions."""
+        since_r11 = os.path.join(ndk, "build/core/toolchains")
+        return since_r11 if os.path.isdir(since_r11) else os.path.join(ndk, "toolchains")
 
     def environment_script(self, shell):
         return os.path.join(self.compiler, "bin", f"compilervars_arch.{shell}")
@@ -94,7 +98,7 @@ class Tree:
         return run("./ndk_integration.sh", *arguments, cwd=self.definitions)
 
     def install_lines(self, ndk=None):
-        return "".join(f"installed {self.installed(name, ndk)}\n" for name in TOOLCHAINS)
+        return "".join(f"installed {self.place(ndk or self.ndk)}/{name}\n" for name in TOOLCHAINS)
 
 
 def patch(file, placeholder, value):
@@ -114,90 +118,6 @@ class ExamplesTest(unittest.TestCase):
     def filled_tree(self, name="plain"):
         tree = self.tree(name)
         return tree.fill_in(tree.ndk)
-
-
-# The names in each NDK's top directory, and what its one file says that tells the release.
-PROPERTIES = "source.properties"
-NDKS = {
-    "android-ndk-r10e": (["RELEASE.TXT", "ndk-build", "toolchains"], "RELEASE.TXT",
-                         "r10e (64-bit)\n"),
-    "android-ndk-r11c": (["build", "ndk-build", PROPERTIES, "toolchains"], PROPERTIES,
-                         "Pkg.Desc = Android NDK\nPkg.Revision = 11.2.2725575\n"),
-    "android-ndk-r12b.part": (["ndk-build"], None, ""),
-    "android-ndk-r21e": (["ndk-build", PROPERTIES, "toolchains"], PROPERTIES,
-                         "Pkg.Desc = Android NDK\nPkg.Revision = 21.4.7075529\n"),
-    "ndk-bundle": (
-        ["ndk-build", PROPERTIES, "toolchains"],
-        PROPERTIES,
-        "### Android Tool: Source of this archive.\n"
-        "#Tue Mar 22 11:04:54 EDT 2016\n"
-        "Archive.HostBits=64\n"
-        "Archive.HostOs=linux\n"
-        "Pkg.Desc=Android NDK\n"
-        "Pkg.Revision=11\n"
-        "Pkg.SourceUrl=https\\://example.com/android/repository/repository-11.xml\n",
-    ),
-}
-
-
-class SampleNdk(ExamplesTest):
-    def test_files(self):
-        directory = os.path.join(EXAMPLES, "ndk")
-        self.assertEqual(sorted(os.listdir(directory)), sorted(NDKS))
-        for name, (files, told_by, text) in NDKS.items():
-            with self.subTest(name):
-                ndk = os.path.join(directory, name)
-                self.assertEqual(sorted(os.listdir(ndk)), files)
-                self.assertTrue(os.access(os.path.join(ndk, "ndk-build"), os.X_OK))
-                if told_by:
-                    self.assertEqual(read(os.path.join(ndk, told_by)), text)
-
-
-class InstallationToml(ExamplesTest):
-    def setUp(self):
-        with open(os.path.join(EXAMPLES, "installation.toml"), "rb") as stream:
-            self.toml = tomllib.load(stream)
-
-    def test_session(self):
-        self.assertEqual(
-            self.toml["session"],
-            {
-                "NDK_DEFAULT_SEARCH_PATH_LINUX": [
-                    "ndk/android-ndk-r10e",
-                    "ndk/android-ndk-r12b.part",
-                    "ndk/ndk-bundle",
-                    "ndk/android-ndk-r21e",
-                    "ndk/android-ndk-r11c",
-                ],
-                "NDK_SUPPORTED_VERSIONS": ["r10e", "r11", "r11b", "r11c"],
-                "NDK_COMPONENT_PATTERNS": ["-ndk-"],
-                "NDK_INTEGRATION_ENABLED": "yes",
-                "VORN_INSTALL_DIR": "package",
-            },
-        )
-
-    def test_exactly_one_component_is_the_compiler(self):
-        patterns = self.toml["session"]["NDK_COMPONENT_PATTERNS"]
-        compilers = [
-            component
-            for component in self.toml["component"]
-            if component.get("install_condition", True)
-            and component.get("selected", True)
-            and any(pattern in component["id"] for pattern in patterns)
-        ]
-        self.assertEqual(
-            compilers,
-            [
-                {
-                    "id": "nox-ndk-compiler-5.0.3",
-                    "version": "5.0.3",
-                    "package_number": "42",
-                    "subdir": "/compiler",
-                    "install_condition": True,
-                    "selected": True,
-                }
-            ],
-        )
 
 
 class IntegrationScript(ExamplesTest):
@@ -221,7 +141,11 @@ class IntegrationScript(ExamplesTest):
         tree = self.filled_tree()
         before = snapshot(tree.ndk)
         self.assert_installs(tree, tree.ndk, "--force")
-        expected = {tree.installed(name): read(tree.definition(name)) for name in TOOLCHAINS}
+        expected = {
+            tree.installed(name, file=file): read(os.path.join(tree.definitions, name, file))
+            for name in TOOLCHAINS
+            for file in ["setup.mk", "config.mk"]
+        }
         self.assertEqual(snapshot(tree.ndk), {**before, **expected})
 
     def test_needs_no_force(self):
@@ -230,19 +154,19 @@ class IntegrationScript(ExamplesTest):
         self.assert_installs(tree, tree.ndk)
         self.assert_installs(tree, tree.ndk)
 
-    def test_refuses_to_overwrite_a_different_definition(self):
-        tree, other = self.tree_with_other_definition()
+    def test_different_definition(self):
+        # Of the second one, so that a refusal in the middle would show the first installed.
+        tree = self.filled_tree()
+        other = tree.installed(TOOLCHAINS[1])
+        os.mkdir(os.path.dirname(other))
+        write(other, "TOOLCHAIN_NAME := other\n")
         message = f"'{other}' is there already and differs; --force replaces it"
         self.assert_refuses(tree, [tree.ndk], message)
-
-    def test_force_overwrites_a_different_definition(self):
-        tree, other = self.tree_with_other_definition()
-        being_read = other + ".read"
-        os.link(other, being_read)
+        os.link(other, other + ".read")
         self.assert_installs(tree, tree.ndk, "--force")
         self.assertEqual(read(other), read(tree.definition(TOOLCHAINS[1])))
         # Replaced as a whole, not written into: whoever has the old one open still reads all of it.
-        self.assertEqual(read(being_read), "TOOLCHAIN_NAME := other\n")
+        self.assertEqual(read(other + ".read"), "TOOLCHAIN_NAME := other\n")
 
     def test_refuses_to_replace_a_directory(self):
         tree = self.filled_tree()
@@ -269,12 +193,14 @@ class IntegrationScript(ExamplesTest):
         partial = tree.ndk_named("android-ndk-r12b.part")
         without_toolchains = tree.ndk_named("android-ndk-r21e")
         shutil.rmtree(os.path.join(without_toolchains, "toolchains"))
+        shutil.rmtree(os.path.join(without_toolchains, "build"))
         for directory, what in [
             (missing, "is not a directory; give the top directory of an Android NDK"),
-            (tree.compiler, "is no Android NDK: it holds no ndk-build"),
-            (partial, "is no complete Android NDK: it holds neither source.properties nor "
+            (tree.compiler, "is not an Android NDK: it has no ndk-build"),
+            (partial, "is not a complete Android NDK: it has neither source.properties nor "
              "RELEASE.TXT"),
-            (without_toolchains, "is no complete Android NDK: it holds no directory toolchains"),
+            (without_toolchains, "is not a complete Android NDK: it has neither "
+             "build/core/toolchains nor toolchains"),
         ]:
             with self.subTest(directory):
                 self.assert_refuses(tree, [directory, "--force"], f"'{directory}' {what}")
@@ -295,8 +221,7 @@ class IntegrationScript(ExamplesTest):
     def test_accepts_an_ndk_before_r11(self):
         tree = self.tree()
         ndk = tree.ndk_named("android-ndk-r10e")
-        tree.fill_in(ndk)
-        self.assert_installs(tree, ndk, "--force")
+        self.assert_installs(tree.fill_in(ndk), ndk, "--force")
 
     def test_odd_names_of_its_own_directory(self):
         tree = self.filled_tree("it's \"odd\" $HOME `id` \\ * # \n")
@@ -331,15 +256,6 @@ class ToolchainDefinition(ExamplesTest):
                         self.make(tree, toolchain, " && ".join(runs)),
                         (0, f"noxcc {VERSION}\nnoxc++ {VERSION}\n", ""),
                     )
-
-    def test_the_ndk_runs_the_compiler(self):
-        tree = self.filled_tree("with a blank")
-        tree.integrate(tree.ndk)
-        for toolchain, architecture in zip(TOOLCHAINS, ["x86_64", "x86"]):
-            self.assertEqual(
-                run(os.path.join(tree.ndk, "ndk-build"), f"NDK_TOOLCHAIN={toolchain}"),
-                (0, f"{toolchain} for {architecture}\nnoxcc {VERSION}\n", ""),
-            )
 
     def test_placeholders(self):
         """Several of each, and a line with both."""

@@ -9,15 +9,16 @@ import subprocess
 import unittest
 
 from messages import (
-    LOG_NOT_WHOLE, cannot_load, cannot_use, log_of_good_ndk, log_of_ndk, log_of_search, said,
+    LOG_NOT_WHOLE, log_of_good_ndk, log_of_ndk, log_of_search, said,
 )
-from plugins import fake_plugin, throwing_plugin
+from plugins import fake_plugin
+from strace import needs_plain_program, needs_strace, run_traced
 from verdicts import (
     NEVER, VerdictTest, blank_in_path, found_json, found_lines, json_line, missing, ndk, no_launcher,
     no_source_properties, not_a_directory, not_found, not_writable, ok, parent_of_ndks,
     pre_r11, unknown_revision, unreadable, unsupported, update_unknown,
 )
-from world import AS_NOBODY, EXAMPLES, NO_LEAK_SEARCH, PIPE
+from world import AS_NOBODY, EXAMPLES, PIPE
 
 GOOD = ok(path="WORLD/good")
 OLDER = ok("r11c", "11.2.2725575", "WORLD/older")
@@ -256,28 +257,17 @@ class DefaultSearch(VerdictTest):
             "e": ("21.10.1", "r21k"),
             "d": ("21.4.10000000", "r21e"),
             "c": ("21.4.7075529", "r21e"),
+            "c2": ("21.4.7075529", "r21e"),  # the same by name
             "b": ("10.0.1", "r10"),
             "a": ("9.3.1", "r9d"),
             "99.9.9": ("8.0.1", "r8"),
         }
         releases = {SDK_NDKS + name: release for name, release in releases.items()}
-        self.assert_found_releases(releases, HOME="home")
-
-    def test_newest_first_in_each_place(self):
-        releases = {
-            "sdk/ndk/21.0.1": ("21.0.1", "r21"),
-            "sdk/ndk/9.0.1": ("9.0.1", "r9"),
-            "home/Android/Sdk/ndk/29.0.1": ("29.0.1", "r29"),
-            "home/Android/Sdk/ndk/10.0.1": ("10.0.1", "r10"),
-            "home/android-ndk-r21": ("21.0.2", "r21"),
-            "home/android-ndk-r9": ("9.0.2", "r9"),
-        }
+        # In each place.
+        releases = {"sdk/ndk/8": ("8.0.2", "r8"), "sdk/ndk/9": ("7.0.2", "r7"), **releases}
+        releases["home/android-ndk-r9"] = ("9.0.2", "r9")
+        releases["home/android-ndk-r10"] = ("8.1", "r8b")
         self.assert_found_releases(releases, HOME="home", ANDROID_HOME="sdk")
-
-    def test_same_revision_by_name(self):
-        names = [SDK_NDKS + name for name in "abcde"]
-        world = self.untouched(*(ndk("21.4.1", name) for name in reversed(names)))
-        self.assert_found(world, [good(name, "21.4.1") for name in names], HOME="home")
 
     def test_links_once(self):
         world = self.untouched(ndk(name=SDK_NDKS + "21.4.7075529"))
@@ -558,63 +548,24 @@ class PlugIn(VerdictTest):
         ]:
             self.assert_check(world, verdict, *fake, *options, env={"STATUS": status})
 
-    def test_not_usable(self):
-        world = self.untouched(ndk())
-        boom = throwing_plugin(world)
-        outcome = world.run("find", "--search", "gone", "--plugin", boom, env={"THROWN": "boom"})
-        self.assert_outcome(outcome, 1, err=said("not done: boom"))
-        gone = os.path.join(world.top, "gone.so")
-        for command in [["check", world.path("ndk")], ["find", "--search", world.path("ndk")]]:
-            for form in [[], ["--json"]]:
-                outcome = world.run(*command, *form, "--plugin", gone)
-                err = cannot_load("TOP/gone.so")
-                failure = {"schema": 1, "outcome": "no-plugin", "changed": False}
-                failure["message"] = err.removeprefix("ndk-integrate: ").rstrip("\n")
-                self.assert_outcome(outcome, 3, json_line(failure) if form else "", err)
-        for name in ["detect_ndk", "validate_ndk_path"]:
-            fake = fake_plugin(world, leave_out=name)
-            outcome = world.run("check", world.path("ndk"), "--plugin", fake)
-            self.assert_outcome(outcome, 3, err=cannot_use("TOP/plugin/plugin.so", name))
-
-
-# What would change something: files opened to be written, and every other call that writes.
-WRITING = (
-    "O_WRONLY O_RDWR O_CREAT O_TRUNC O_TMPFILE creat( mkdir mknod rename link( linkat symlink "
-    "unlink rmdir chmod chown truncate utime setxattr removexattr mount fallocate"
-).split()
-
 
 class NothingChanged(VerdictTest):
     """Each test here notices a change in its world; this one looks at every system call as well."""
 
+    @needs_strace
+    @needs_plain_program
     def test_system_calls(self):
-        world = self.untouched(
-            ndk(),
-            ndk("11", "bundle"),
-            ndk("x", "x"),
-            {"old/RELEASE.TXT": "r10e\n", "half/ndk-build": "", "empty/": "", "file": ""},
-            {"home/": "", "tmp/": ""},
-        )
-        trace = os.path.join(world.top, "trace")
-        strace = ["strace", "-f", "-e", "trace=%file,%desc", "-o", trace]
-        if "GCOV_ERROR_FILE" in os.environ:
-            self.skipTest("a program that counts its lines writes files")
-        if not shutil.which("strace") or subprocess.run([*strace, "true"], check=False).returncode:
-            self.skipTest("strace cannot be used here")
-        env = {"HOME": world.path("home"), "TMPDIR": world.path("tmp"), **NO_LEAK_SEARCH}
-        names = ["empty", "old", "half", "file", "gone", "bundle", "x", "ndk"]
+        tree = {"old/RELEASE.TXT": "r10e\n", "half/ndk-build": "", "empty/": "", "file": ""}
+        world = self.world({**ndk(), **ndk("11", "bundle"), **tree, "home/": "", "tmp/": ""})
+        env = {"HOME": world.path("home"), "TMPDIR": world.path("tmp")}
+        names = ["empty", "old", "half", "file", "gone", "bundle", "ndk"]
         search = ["--search", ";".join(names)]
         commands = [["find", *search], ["find", *search, "--all", "--json"], ["find"]]
-        commands += [["check", name] for name in names]
-        for command in commands:
+        for command in [*commands, *(["check", name] for name in names)]:
             with self.subTest(command):
-                outcome = world.run(*command, before=strace, env=env, cwd=world.dir)
+                outcome, changed, programs = run_traced(world, *command, env=env, cwd=world.dir)
                 self.assertEqual((outcome.changes, outcome.code in (0, 1)), ({}, True))
-                with open(trace, encoding="utf-8", errors="replace") as file:
-                    calls = file.readlines()
-                self.assertGreater(len(calls), 10)
-                writing = [call for call in calls if any(word in call for word in WRITING)]
-                self.assertEqual([call for call in writing if "readlink" not in call], [])
+                self.assertEqual((changed, programs), (set(), {"ndk-integrate"}))
 
 
 if __name__ == "__main__":

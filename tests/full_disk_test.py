@@ -9,7 +9,7 @@ import subprocess
 import tempfile
 import unittest
 
-from messages import INCOMPLETE_COPY, not_done
+from messages import SEVERAL, not_done
 from sweep import Case, QuickWorld, Sweep, SweepTest, outside_store, say
 from world import MANIFEST, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH
 
@@ -21,10 +21,15 @@ ECHO = 'echo "ran with $*"\n'
 PACKAGE = {
     SETUP_64: (0o644, b"# " + b"{INSTALL_NOX_INSTALLDIR} " * 8 + b"\n{INSTALL_NOX_VERSION}\n"),
     SETUP_32: (0o640, b"{INSTALL_NOX_VERSION}\nin {INSTALL_NOX_INSTALLDIR}"),
-    VARS_SH: (0o755, b"ndk='<NDK_DIR>'; " * 25),
-    VARS_CSH: (0o600, b"set ndk = '<NDK_DIR>'\n" * 24),
+    VARS_SH: (0o755, b"ndk='<NDK_DIR>'; " * 6),
+    VARS_CSH: (0o600, b"set ndk = '<NDK_DIR>'\n" * 6),
 }
 
+CANNOT_FILL_IN = "ndk-integrate: not done: the template (.*) could not be filled in; .*"
+DOES_NOT_FIT = (
+    r"ndk-integrate: (?:not done|problem): (?:incomplete copy of (.*): is the disk full\?|"
+    r"the template (.*) could not be filled in; -v shows more)"
+)
 
 CASES = {
     "first install": ["install"],
@@ -92,18 +97,29 @@ class Squeeze(Sweep):
                 self.fail(how, f"{name} is left behind")
 
     def _check_message(self, how, done, left, limit):
-        """All is done, or a file that does not fit is named."""
+        """All is done, or the files that do not fit are named. Nothing is changed where the
+        rehearsal finds them."""
         message = done.stderr.decode()
         if done.returncode == 0:
             self.expect(f"{how}, done", left, self.case.after)
             if message != "":
                 self.fail(how, f"says {message}")
             return
-        begin, end = map(re.escape, not_done(INCOMPLETE_COPY).split("{}"))
-        found = re.fullmatch(f"{begin}(.*){end}", message)
-        named = os.path.relpath(found[1], self.world.dir) if found else None
-        if done.returncode != 1 or named not in [*TEMPLATES, MANIFEST]:
+        *problems, end = message.splitlines()
+        if problems or re.fullmatch(CANNOT_FILL_IN, end):
+            self.expect(f"{how}, found by the rehearsal", left, self.case.before)
+        if problems and end + "\n" != not_done(SEVERAL.format(len(problems))):
+            self.fail(how, f"says {message}")
+        found = [re.fullmatch(DOES_NOT_FIT, line) for line in problems or [end]]
+        if done.returncode != 1 or None in found:
             self.fail(how, f"exit code {done.returncode}, {message}")
+            return
+        for named in [os.path.relpath(one[1] or one[2], self.world.dir) for one in found]:
+            self._check_named(how, named, limit)
+
+    def _check_named(self, how, named, limit):
+        if named not in [*TEMPLATES, MANIFEST]:
+            self.fail(how, f"names {named}")
         elif named in TEMPLATES and limit is not None:
             if max(map(len, self.versions(named))) <= limit:
                 self.fail(how, f"names {named}, which fits")

@@ -7,7 +7,7 @@ import tempfile
 import unittest
 
 from end_to_end import EndToEndTest
-from messages import Install, cannot_load
+from messages import Install, no_plugin
 from plugins import CXX
 from world import LIBRARY, example_world
 
@@ -81,10 +81,10 @@ class InstalledTree(EndToEndTest):
                 done = Install(ndk="WORLD/ndk/android-ndk-r11c").result()
                 self.assertEqual(outcome.out.splitlines(True)[-1], done)
                 compiler = "WORLD/package/compiler/compilers_and_libraries_2005.3.42/linux"
-                definition = "ndk/android-ndk-r11c/toolchains/x86_64-nox5.0.3.42/setup.mk"
+                definition = "ndk/android-ndk-r11c/build/core/toolchains/x86_64-nox5.0.3.42/setup.mk"
                 self.assertIn(f"\n{compiler}\n", world.read(definition))
         os.remove(os.path.join(moved, "lib", LIBRARY))
-        self.assert_outcome(self.install_example(moved)[1], code=3, err=cannot_load(LIBRARY))
+        self.assert_told(no_plugin(LIBRARY), self.install_example(moved)[1])
 
 
 if __name__ == "__main__":

@@ -4,13 +4,13 @@ import fcntl
 import os
 import random
 import re
-import shutil
 import signal
 import subprocess
 import unittest
 
 from end_to_end import EndToEndTest
 from messages import LOCKED, NOTHING_TO_UNDO, Install, Undo, not_done
+from strace import needs_strace
 from world import STORE, MANIFEST, NO_LEAK_SEARCH, PROGRAM, SCRIPT, filled, script
 
 UNDONE = [Undo(), NOTHING_TO_UNDO]  # what an undo in the right moment tells
@@ -92,7 +92,7 @@ class LockTest(EndToEndTest):
 
     def assert_all_stop(self, world, holder):
         """install and undo say who holds the lock, and change nothing."""
-        self.assert_both_refuse(world, LOCKED.format(holder))
+        self.assert_both_refuse(world, LOCKED.format(holder), dry=False)
 
 
 class Lock(LockTest):
@@ -139,7 +139,7 @@ class Lock(LockTest):
         self.let_script_go_on(first)
 
 
-@unittest.skipUnless(shutil.which("strace"), "strace is not installed")
+@needs_strace
 class Races(LockTest):
     def assert_goes_on(self, world, name, call):
         """An undo that removes everything while an installation is stopped at its first `call` on

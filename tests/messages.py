@@ -18,6 +18,15 @@ def not_done(message):
     return f"{NOT_DONE}{message}\n"
 
 
+SEVERAL = "{} problems, and nothing was changed"
+
+
+def problems(*texts):
+    """What stands on standard error where several problems stand against an installation."""
+    lines = "".join(said(f"problem: {text}") for text in texts)
+    return lines + not_done(SEVERAL.format(len(texts)))
+
+
 def sha256(text):
     return hashlib.sha256(text.encode()).hexdigest()
 
@@ -34,7 +43,6 @@ SHELL_SURPRISE = (
 )
 
 
-NO_NDK_FOUND = "no NDK was found: {}"
 NONE_GOOD = (
     "no NDK was found: none of the {} directories in NDK_DEFAULT_SEARCH_PATH_LINUX can be used"
 )
@@ -55,9 +63,12 @@ MISLEADING = (
 )
 
 
-def judgement(path, status, reason, message):
-    """A directory that was judged, as JSON; where its release counts, that of the small tree."""
-    known = status != "nok"
+BLANK = "the path of the NDK, {}, holds a blank, which ndk-build refuses"
+OTHER = {"ndk": "WORLD/other ndk", "release": "r11b", "revision": "11.1.1"}
+
+
+def judgement(path, status, reason, message, known=True, source="NDK_PATH"):
+    """A directory that was judged, as JSON; its release, where that is known, is the small tree's."""
     return {
         "schema": 1,
         "path": path,
@@ -66,7 +77,7 @@ def judgement(path, status, reason, message):
         "release": "r11c" if known else None,
         "revision": "11.2.2725575" if known else None,
         "message": message,
-        "source": "NDK_DEFAULT_SEARCH_PATH_LINUX",
+        "source": source,
         "prerelease": False,
         "notes": [],
     }
@@ -94,7 +105,6 @@ IS_LINK = (
 NOT_FILLED_IN = "the template WORLD/{} could not be filled in; -v shows more"
 NOT_WRITABLE = "you may not write in WORLD/{}"
 EDITED_JUST_NOW = "WORLD/{} was changed by someone else just now; it is left as it is"
-INCOMPLETE_COPY = "incomplete copy of {}: is the disk full?"
 SCRIPT_MISSING = (
     f"the integration script ./ndk_integration.sh is missing or not executable in WORLD/{ANDROID}"
 )
@@ -108,11 +118,21 @@ NEWER_MANIFEST = BAD_MANIFEST.format("it was written by a newer ndk-integrate")
 MANIFEST_NOT_ORDINARY = BAD_MANIFEST.format("it is not an ordinary file")
 BAD_ENTRY = BAD_MANIFEST.format("the entry of '{}' is damaged")
 NOTHING_RECORDED = f"no installation of 5.0.3.42 is recorded in WORLD/{STORE}"
-UNDONE = "what the integration script did inside the NDK is the compiler package's to undo"
+NOT_TAKEN_OUT = (
+    "the compiler package has no ndk_removal.sh, so what its integration script put into the NDK "
+    "stays in {}"
+)
+PUT_BACK = "the compiler's files are put back"
+UNDONE = f"{PUT_BACK}; {NOT_TAKEN_OUT.format(NDK)}"
 LOCKED = (
     f"another ndk-integrate is at work on this compiler ({{}} holds WORLD/{STORE}); "
     "wait until it is done"
 )
+
+
+def not_taken_out(ndk):
+    """What is done about an NDK where the package has no script for it, as JSON."""
+    return {"ndk": ndk, "script": None, "left": NOT_TAKEN_OUT.format(ndk)}
 
 
 def cannot(do, file, why="Permission denied"):
@@ -170,14 +190,6 @@ def cannot_open_log(file, why="No such file or directory"):
     return said(f"cannot open the log file {file}: {why}")
 
 
-def cannot_load(file, why=NOT_FOUND):
-    return said(f"cannot load the plug-in {file}: {file}: {why}")
-
-
-def cannot_use(file, function, what="plug-in"):
-    return said(f"cannot use the {what} {file}: it has no function {function}")
-
-
 def cannot_read_installation(file="WORLD/installation.toml", why="No such file or directory"):
     return said(f"cannot read {file}: {why}")
 
@@ -189,6 +201,7 @@ class Told:
     """What a command tells, in lines and as JSON."""
 
     failed = ""  # why
+    problem = False  # whether that stood against the installation before it began
 
     @property
     def code(self):
@@ -196,6 +209,36 @@ class Told:
 
     def err(self):
         return not_done(self.failed) if self.failed else ""
+
+    def err_of_json(self):
+        return ""
+
+
+@dataclasses.dataclass
+class Stopped(Told):
+    """Of a command that does not even begin."""
+
+    message: str
+    code: int = 2
+
+    def out(self):
+        return ""
+
+    def err(self):
+        return said(self.message)
+
+    err_of_json = err
+
+    def json(self):
+        outcome = {2: "wrong-usage", 3: "no-plugin"}[self.code]
+        return {"schema": 1, "outcome": outcome, "changed": False, "message": self.message}
+
+
+def no_plugin(file, why=None, function=None, what="plug-in"):
+    """A library cannot be loaded, or lacks a function."""
+    if function:
+        return Stopped(f"cannot use the {what} {file}: it has no function {function}", 3)
+    return Stopped(f"cannot load the {what} {file}: {file}: {why or NOT_FOUND}", 3)
 
 
 @dataclasses.dataclass
@@ -221,6 +264,13 @@ class Install(Told):
     candidates: tuple = ()
     warnings: tuple = ()
     dry: bool = False
+    former_ndk: str = ""  # that the compiler was integrated into before
+
+    @classmethod
+    def other_ndk(cls, **how):
+        """The same for the other NDK, which has a blank in its path."""
+        how = {**OTHER, **how}
+        return cls(warnings=[BLANK.format(how["ndk"])], **how)
 
     @property
     def code(self):
@@ -228,9 +278,13 @@ class Install(Told):
 
     def err(self):
         """What stands on standard error; candidates are told only where there are several."""
-        warnings = "".join(said(f"warning: {warning}") for warning in self.warnings)
+        warnings = "".join(said(f"warning: {warning}") for warning in self._warnings())
         end = said(f"nothing to do here: {self.failed}") if self.nothing_to_do else super().err()
         return warnings + end
+
+    def _warnings(self):
+        former = [NOT_TAKEN_OUT.format(self.former_ndk)] if self.former_ndk else []
+        return [*self.warnings, *former]
 
     def _ran(self):
         return self.enabled and self.files != {} and self.diffs is None
@@ -296,8 +350,10 @@ class Install(Told):
             "candidates": list(self.candidates),
             "files": self._json_of_files(),
             "script": ran if self.enabled and self.files != {} else None,
+            "removal": not_taken_out(self.former_ndk) if self.former_ndk else None,
+            "verify": None,
             "problems": [self.failed] if self.problem else [],
-            "warnings": list(self.warnings),
+            "warnings": self._warnings(),
             "message": self.failed or self._result(),
         }
 
@@ -308,11 +364,11 @@ class Install(Told):
         for file, found in self.files.items():
             objects.append({
                 "path": f"WORLD/{file}",
-                "placeholders": 0 if found == "missing" else placeholders[file],
+                "placeholders": placeholders[file] if isinstance(found, int) else 0,
                 "result": "patched" if isinstance(found, int) else found,
             })
             if self.diffs is not None:
-                objects[-1]["diff"] = "" if found == "missing" else next(diffs)
+                objects[-1]["diff"] = next(diffs) if isinstance(found, int) else ""
         return objects
 
 
@@ -353,31 +409,39 @@ class Undo(Told):
     files: dict = dataclasses.field(default_factory=lambda: dict.fromkeys(TEMPLATES, "restored"))
     failed: str = ""  # why
     outcome: str = "undone"
+    dry: bool = False
+    ndk: str = NDK  # "" where the compiler was installed for none
 
     LINES = {
         "restored": "put back",
         "original": "was the original already",
         "gone": "not put back, its directory is gone (its original stays kept)",
+        "shared": "stays, another version of the compiler uses it",
     }
 
     def _message(self):
-        return self.failed or (NOTHING_RECORDED if self.outcome == "nothing-to-undo" else UNDONE)
+        if self.failed or self.outcome == "nothing-to-undo":
+            return self.failed or NOTHING_RECORDED
+        return f"{PUT_BACK}; {NOT_TAKEN_OUT.format(self.ndk)}" if self.ndk else PUT_BACK
 
     def result(self):
-        word = "done" if self.outcome == "undone" else "nothing to undo"
+        done = "dry run, nothing is changed; after an undo" if self.dry else "done"
+        word = done if self.outcome == "undone" else "nothing to undo"
         return "" if self.failed else f"{word}: {self._message()}\n"
 
     def out(self):
+        lines = {**self.LINES, **({"restored": "would put back"} if self.dry else {})}
         told = sorted(self.files.items())
-        lines = [f"{self.LINES[result]}: WORLD/{file}\n" for file, result in told]
-        return "".join(lines) + self.result()
+        told = [f"{lines[result]}: WORLD/{file}\n" for file, result in told]
+        return "".join(told) + self.result()
 
     def json(self):
         return {
             "schema": 1,
             "outcome": "failed" if self.failed else self.outcome,
-            "dry_run": False,
+            "dry_run": self.dry,
             "changed": "restored" in self.files.values(),
+            "removal": not_taken_out(self.ndk) if self.files and self.ndk else None,
             "files": [
                 {"path": f"WORLD/{file}", "result": self.files[file]} for file in sorted(self.files)
             ],

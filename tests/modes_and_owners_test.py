@@ -9,7 +9,7 @@ from end_to_end import EndToEndTest
 from messages import Install, Undo, cannot, kept_original
 from world import (
     LINUX, ORIGINALS, OTHER_NDK, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, changes,
-    filled, restored,
+    filled, restored, undone,
 )
 
 MODES = {SETUP_64: 0o600, SETUP_32: 0o444, VARS_SH: 0o4755, VARS_CSH: 0o664}
@@ -34,21 +34,25 @@ class Modes(ModesTest):
         world = self.world_with(MODES)
         changed = with_modes(filled(first=True), MODES)
         self.assert_told(Install(), world.install(), changed=changed)
-        self.assert_told(Undo(), world.undo(), changed=with_modes(restored(), MODES))
+        self.assert_told(Undo(), world.undo(), changed=with_modes(undone(), MODES))
 
     def test_kept_under_a_strict_umask(self):
         world = self.world_with(MODES)
         strict = {"before": ["sh", "-c", 'umask 077; exec "$@"', "sh"]}
         changed = {**with_modes(filled(), MODES), STORE: "700 /"}
         self.assert_told(Install(), world.install(**strict), changed=changed)
-        self.assert_told(Undo(), world.undo(**strict), changed=with_modes(restored(), MODES))
+        self.assert_told(Undo(), world.undo(**strict), changed=with_modes(undone(), MODES))
 
     def test_kept_for_an_ordinary_user(self):
         modes = {**MODES, VARS_SH: 0o755}  # a new owner takes the set-user-ID bit away
         world = self.world_with(modes)
+        dry = world.install("--dry-run", unprivileged=True)
+        self.assertEqual((dry.code, dry.err, dry.changes, dry.kept), (0, "", {}, {}), dry)
         changed = with_modes(filled(first=True), modes)
         self.assert_told(Install(), world.install(unprivileged=True), changed=changed)
-        changed = with_modes(restored(), modes)
+        again = world.install(unprivileged=True)
+        self.assert_told(Install(changed=False), again, kept=True)
+        changed = with_modes(undone(), modes)
         self.assert_told(Undo(), world.undo(unprivileged=True), changed=changed)
 
     def test_changed_mode_is_no_edit(self):
@@ -63,7 +67,7 @@ class Modes(ModesTest):
         world.install()
         for file in TEMPLATES:
             world.chmod(file, 0o640)
-        self.assert_told(Undo(), world.undo(), changed=with_modes(restored(), MODES))
+        self.assert_told(Undo(), world.undo(), changed=with_modes(undone(), MODES))
 
     def test_original_of_a_secret_file(self):
         # Nobody may read more of it than before.
@@ -101,16 +105,6 @@ class Owners(ModesTest):
 class OrdinaryUser(EndToEndTest):
     """One who owns nothing but the world."""
 
-    def test_install_and_undo(self):
-        world = self.small_world()
-        user = {"unprivileged": True}
-        dry = world.install("--dry-run", **user)
-        self.assertEqual((dry.code, dry.err, dry.changes, dry.kept), (0, "", {}, {}), dry)
-        self.assertTrue(dry.out.endswith(Install(diffs=[]).result()), dry)
-        self.assert_installs(world, **user)
-        self.assert_installs(world, changed={}, **user)
-        self.assert_told(Undo(), world.undo(**user), changed=restored())
-
     def test_undo_without_permission(self):
         world = self.installed_world()
         world.chmod(LINUX + "/bin", 0o555)
@@ -123,7 +117,7 @@ class OrdinaryUser(EndToEndTest):
         world.chmod(LINUX + "/bin", 0o755)
         self.assertEqual(world.undo(unprivileged=True).code, 0)
         self.assertEqual(
-            changes(before, world.tree(kept=False)), {**restored(), LINUX + "/bin": "755 /"}
+            changes(before, world.tree(kept=False)), {**undone(), LINUX + "/bin": "755 /"}
         )
 
 

@@ -5,7 +5,7 @@ import os
 import unittest
 
 from end_to_end import EndToEndTest
-from messages import NOT_DONE, Install, cannot_load, cannot_use, refused
+from messages import NOT_DONE, Install, no_plugin, refused
 from plugins import FAKE_PLUGIN, fake_plugin, shared_library, throwing_plugin
 from world import LIBRARY, filled
 
@@ -15,10 +15,9 @@ PLUGIN = "TOP/plugin/plugin.so"
 class PluginFile(EndToEndTest):
     """--plugin FILE."""
 
-    def assert_not_loadable(self, world, file, err):
-        for form in [[], ["--json"]]:
-            outcome = world.install("--plugin", file, *form)
-            self.assert_outcome(outcome, code=3, err=err, kept=True)
+    def assert_not_loadable(self, world, file, report):
+        outcomes = [world.install("--plugin", file, *form) for form in [[], ["--json"]]]
+        self.assert_told(report, *outcomes, kept=True)
 
     def test_real_one(self):
         world = self.small_world()
@@ -34,23 +33,23 @@ class PluginFile(EndToEndTest):
 
     def test_not_a_library(self):
         world = self.small_world()
-        for name, err in [
-            ("no.so", cannot_load("WORLD/no.so")),
-            ("installation.toml", cannot_load("WORLD/installation.toml", "invalid ELF header")),
-            ("ndk", cannot_load("WORLD/ndk", "cannot read file data: Is a directory")),
+        for name, report in [
+            ("no.so", no_plugin("WORLD/no.so")),
+            ("installation.toml", no_plugin("WORLD/installation.toml", "invalid ELF header")),
+            ("ndk", no_plugin("WORLD/ndk", "cannot read file data: Is a directory")),
         ]:
             with self.subTest(name):
-                self.assert_not_loadable(world, world.path(name), err)
+                self.assert_not_loadable(world, world.path(name), report)
 
     def test_log_not_made(self):
         world = self.small_world()
         outcome = world.install("--plugin", world.path("no.so"), "--log", world.path("install.log"))
-        self.assert_outcome(outcome, code=3, err=cannot_load("WORLD/no.so"), kept=True)
+        self.assert_told(no_plugin("WORLD/no.so"), outcome, kept=True)
 
     def test_other_library(self):
         world = self.small_world()
         library = shared_library(world.top + "/plugin/plugin.so", "int answer = 42;\n")
-        self.assert_not_loadable(world, library, cannot_use(PLUGIN, "detect_ndk"))
+        self.assert_not_loadable(world, library, no_plugin(PLUGIN, function="detect_ndk"))
 
     def test_each_function_missing(self):
         world = self.small_world()
@@ -58,15 +57,15 @@ class PluginFile(EndToEndTest):
             with self.subTest(name):
                 outcome = world.install("--plugin", fake_plugin(world, leave_out=name))
                 self.assertRegex(outcome.err, rf"function \w*{name}\w*\n\Z")
-                symbol = outcome.err.split()[-1]
-                self.assert_outcome(outcome, code=3, err=cannot_use(PLUGIN, symbol), kept=True)
+                report = no_plugin(PLUGIN, function=outcome.err.split()[-1])
+                self.assert_told(report, outcome, kept=True)
 
     def test_undefined_symbol(self):
         world = self.small_world()
         text = 'extern "C" int nobody_defines_this(); extern "C" int detect_ndk(session_t*) '
         library = fake_plugin(world, detect_ndk=text + "{ return nobody_defines_this(); }")
-        err = cannot_load(PLUGIN, "undefined symbol: nobody_defines_this")
-        self.assert_not_loadable(world, library, err)
+        report = no_plugin(PLUGIN, "undefined symbol: nobody_defines_this")
+        self.assert_not_loadable(world, library, report)
 
 
 class ThrowingPlugin(EndToEndTest):
@@ -128,14 +127,13 @@ class Places(EndToEndTest):
         world = self.world_with()
         for command in [["install", world.path("installation.toml")], ["check", world.path("ndk")]]:
             outcome = world.run(*command, program=self.program)
-            self.assert_outcome(outcome, code=3, err=cannot_load(LIBRARY), kept=True)
+            self.assert_told(no_plugin(LIBRARY), outcome, kept=True)
 
     def test_not_loadable_beside_the_program(self):
         world = self.world_with("lib")
         world.write("../bin/" + LIBRARY, "no library\n" * 100)
         outcome = world.install(program=self.program)
-        err = cannot_load(f"TOP/bin/{LIBRARY}", "invalid ELF header")
-        self.assert_outcome(outcome, code=3, err=err, kept=True)
+        self.assert_told(no_plugin(f"TOP/bin/{LIBRARY}", "invalid ELF header"), outcome, kept=True)
 
     def test_lib_not_searchable(self):
         world = self.world_with("lib")

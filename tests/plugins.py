@@ -56,6 +56,26 @@ extern "C" int check_if_ndk_integration_files_are_to_be_installed(session_t* ses
   return 0;
 }"""
 
+# Fills in the file FILE, and goes wrong as DOES says: in run 1, which is the rehearsal, or in 2.
+FILL_IN_ONE = """
+#include <fstream>
+extern "C" int integrate_ndk(session_t*) {
+  static int runs = 0;
+  const std::string does = std::getenv("DOES") + std::string(" in ") + std::to_string(++runs);
+  const std::string file = std::getenv("FILE");
+  const std::string copy = path(file);
+  std::ifstream in(copy);
+  std::string text;
+  for (std::string line; std::getline(in, line);) {
+    text += replaceAllSubstrings(line, "<NDK_DIR>", "x") + "\\n";
+  }
+  std::ofstream(copy + ".tmp") << text.substr(does == "lose a letter in 1" ? 1 : 0);
+  file_move(copy + ".tmp", copy);
+  if (does == "throw in 1" || does == "throw later in 2") throw std::runtime_error("boom");
+  if (does == "edit in 2") std::ofstream(file, std::ios::app) << "# mine\\n";
+  return 0;
+}"""
+
 
 @functools.cache
 def _directory():
@@ -95,3 +115,11 @@ def fake_plugin(world, leave_out=None, path="plugin/plugin.so", **replaced):
 
 def throwing_plugin(world, path="plugin/plugin.so"):
     return fake_plugin(world, path=path, detect_ndk=THROWING)
+
+
+def filling_plugin(world):
+    return fake_plugin(
+        world,
+        integrate_ndk=FILL_IN_ONE,
+        check_if_ndk_integration_files_are_to_be_installed=SELECT_FIRST_COMPONENT,
+    )

@@ -3,26 +3,24 @@ changed, no script runs. And what it warns of."""
 
 import json
 import os
+import shutil
+import tempfile
 import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    IS_LINK, MISLEADING, NONE_GOOD, NOTHING_ASKS, NOT_FILLED_IN, NOT_ORDINARY, NOT_WRITABLE,
-    SCRIPT_MISSING, TEMPLATE_MISSING, edited, not_done, refused, said,
+    BLANK, IS_LINK, MISLEADING, NDK, NDK_NOT_WRITABLE, NONE_GOOD, NOTHING_ASKS, NOT_ORDINARY,
+    NOT_WRITABLE, ON_OTHER_FILE_SYSTEM, SCRIPT_MISSING, TEMPLATE_MISSING, Stopped, bad_ndk, cannot,
+    edited, judgement, no_ndk, not_done, problems, refused, said, stands_against,
 )
-from plugins import SELECT_FIRST_COMPONENT, fake_plugin
 from world import (
-    ANDROID, COMPONENT, DISABLED, LINUX, MANIFEST, ORIGINALS, OTHER_NDK, SCRIPT, SETUP_32, SETUP_64,
-    STORE, TEMPLATES, VARS_CSH, VARS_SH, installation, small_tree, without,
+    ANDROID, CC, COMPONENT, DISABLED, LINUX, MANIFEST, ORIGINALS, OTHER_NDK, SCRIPT, SETUP_32,
+    SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, component_with, filled, installation,
+    memory_directory, small_tree, without,
 )
 
 OPTIONAL = "--optional"
 RUNS = "touch it-ran"
-
-
-def problems(*texts):
-    lines = "".join(said(f"problem: {text}") for text in texts)
-    return lines + not_done(f"{len(texts)} problems, and nothing was changed")
 
 
 class Problems(EndToEndTest):
@@ -41,8 +39,8 @@ class Problems(EndToEndTest):
         tree.update({SETUP_32: "-> elsewhere", VARS_SH + "/": "", SCRIPT: (0o644, "")})
         world = self.world(without(tree, SETUP_64, VARS_SH))
         self.assert_problems(
-            world, TEMPLATE_MISSING.format(SETUP_64), IS_LINK.format(SETUP_32), NOT_ORDINARY.format(VARS_SH),
-            SCRIPT_MISSING,
+            world, TEMPLATE_MISSING.format(SETUP_64), IS_LINK.format(SETUP_32),
+            NOT_ORDINARY.format(VARS_SH), SCRIPT_MISSING,
         )
 
     def test_edited_and_missing(self):
@@ -58,18 +56,45 @@ class Problems(EndToEndTest):
         world.chmod(SCRIPT, 0o644)
         self.assert_problems(world, *texts, unprivileged=True)
 
-    def test_nothing_is_left_of_the_store(self):
-        world = self.world(without(small_tree(runs=RUNS), SETUP_64))
-        world.install()
-        self.assertFalse(os.path.exists(world.path(STORE)))
 
-    def test_log(self):
-        """The lines of the rehearsal, with the real names."""
-        world = self.world(without(small_tree(runs=RUNS), SETUP_64))
-        told = world.install("-v").err
-        cannot_open = f"ERROR: patch_text_file: cannot open input stream of file WORLD/{SETUP_64}\n"
-        self.assertEqual(told.count(cannot_open), 2, told)
-        self.assertEqual(told.count("integrate_ndk()\n"), 1, told)
+class Links(EndToEndTest):
+    def test_link_without_integration(self):
+        world = self.world({**without(small_tree(), VARS_SH), "target": "<NDK_DIR>\n"})
+        world.write(VARS_SH, f"-> {world.path('target')}")
+        report = stands_against(IS_LINK.format(VARS_SH), enabled=False)
+        self.assert_refused(world, report, options=[DISABLED])
+
+    def test_link_made_after_installation(self):
+        world = self.installed_world()
+        os.rename(world.path(VARS_SH), world.path("moved.sh"))
+        world.write(VARS_SH, f"-> {world.path('moved.sh')}")
+        self.assert_refused(world, stands_against(IS_LINK.format(VARS_SH)))
+        # What the link points to is not this package's.
+        world.undo()
+        self.assertEqual(world.read("moved.sh"), "ndk='WORLD/ndk'\n\n")
+
+    def test_linked_directory_on_other_file_system(self):
+        # A copy could not take a template's place in one step.
+        here = tempfile.gettempdir()
+        if memory_directory() is None or os.stat(memory_directory()).st_dev == os.stat(here).st_dev:
+            self.skipTest("there is no second file system")
+        other = self.enterContext(tempfile.TemporaryDirectory(prefix="ndk_integrate_test."))
+        world = self.world(small_tree(), where=memory_directory())
+        shutil.move(world.path(LINUX), other)
+        world.write(LINUX, f"-> {other}/linux")
+        texts = [ON_OTHER_FILE_SYSTEM.format(file) for file in [VARS_SH, VARS_CSH]]
+        self.assert_outcome(world.install("-q"), 1, err=problems(*texts), kept=True)
+
+    def test_linked_directories(self):
+        # Only the template itself counts.
+        world = self.small_world()
+        for name in ["package", CC, LINUX]:
+            os.rename(world.path(name), world.path(name) + ".real")
+            world.write(name, f"-> {os.path.basename(name)}.real")
+        self.assertEqual(world.install().code, 0)
+        self.assertEqual({file: "644 " + world.read(file) for file in TEMPLATES}, filled())
+        self.assertEqual(world.undo().code, 0)
+        self.assertEqual({file: world.read(file) for file in TEMPLATES}, ORIGINALS)
 
 
 class WrongVersion(EndToEndTest):
@@ -79,7 +104,8 @@ class WrongVersion(EndToEndTest):
         what = {
             "version": "expected three numbers joined by dots, such as \"5.0.3\"",
             "package_number": "expected a number, such as \"42\"",
-            "subdir": "expected one without '..' as a part: it would leave the compiler's directory",
+            "subdir": "expected one without '..' as a part: it would leave the compiler's "
+            "directory",
         }
         for key, value, line in [
             ("version", "v7.1.0", 10), ("version", "7.1", 10), ("version", "1.2.3.4", 10),
@@ -89,10 +115,7 @@ class WrongVersion(EndToEndTest):
             ("subdir", "/../cc", 12),
         ]:
             with self.subTest(key=key, value=value):
-                component = "".join(
-                    f'{key} = "{value}"\n' if text.startswith(key) else text
-                    for text in COMPONENT.splitlines(keepends=True)
-                )
+                component = component_with(key, f'"{value}"')
                 world = self.small_world(installation(component))
                 message = f"WORLD/installation.toml:{line}: {key} is '{value}', {what[key]}"
                 for command in ["install", "undo", "status"]:
@@ -109,7 +132,8 @@ class Warnings(EndToEndTest):
     def test_warnings(self):
         for case, options, tree, warning in [
             ("no placeholder", [], {VARS_SH: "nothing\n"},
-             f"no placeholder was found in the template WORLD/{VARS_SH}; nothing is filled in there"),
+             f"no placeholder was found in the template WORLD/{VARS_SH}; nothing is filled in "
+             "there"),
             ("another file's placeholder", [], {VARS_SH: "<NDK_DIR> {INSTALL_NOX_VERSION}\n"},
              f"WORLD/{VARS_SH} still holds {{INSTALL_NOX_VERSION}} afterwards, which nothing fills "
              "in there"),
@@ -118,7 +142,7 @@ class Warnings(EndToEndTest):
             ("Yes", ["--set=NDK_INTEGRATION_ENABLED=Yes"], {}, MISLEADING.format("Yes")),
             ("true", ["--set=NDK_INTEGRATION_ENABLED=true"], {}, MISLEADING.format("true")),
             ("a blank in the path", ["--ndk", "world/other ndk"], OTHER_NDK,
-             "the path of the NDK, WORLD/other ndk, holds a blank, which ndk-build refuses"),
+             BLANK.format("WORLD/other ndk")),
         ]:
             for dry in [["--dry-run"], []]:
                 with self.subTest(case, dry=dry):
@@ -194,11 +218,22 @@ class NothingToDo(EndToEndTest):
                 self.assert_nothing_to_do(world, "not-selected", message, *options)
 
     def test_bad_ndk_that_was_named(self):
+        tree = small_tree(installation(NDK_PATH='"ndk"', NDK_SUPPORTED_VERSIONS='"r10e;r21e"'))
+        other = "r11c (11.2.2725575) is not among r10e, r21e"
+        for changed, *judged in [
+            (without(tree, "ndk/ndk-build"), "nok", "no-launcher",
+             "has neither ndk-build nor ndk-build.cmd"),
+            (tree, "unsupported", "unsupported-release", other),
+            ({**tree, "ndk/": (0o555, "")}, "notwritable", "not-writable", NDK_NOT_WRITABLE),
+        ]:
+            with self.subTest(judged):
+                report = no_ndk(bad_ndk(judged[-1]), candidates=[judgement(NDK, *judged)])
+                user = {"unprivileged": "not-writable" in judged}
+                self.assert_refused(self.world(changed), report, options=[OPTIONAL], **user)
         world = self.small_world()
-        for options in [["--ndk", world.path("none")], [f"--set=NDK_PATH={world.path('none')}"]]:
-            told = world.install(OPTIONAL, *options)
-            why = "NDK_PATH is WORLD/none, which cannot be used: no such directory"
-            self.assert_outcome(told, 1, err=not_done(why), kept=True)
+        report = no_ndk(bad_ndk("no such directory", "WORLD/none"))
+        outcome = world.install(OPTIONAL, "--ndk", world.path("none"))
+        self.assert_told(report, outcome, kept=True)
 
     def test_system_that_fails(self):
         world = self.world({**without(small_tree(), "ndk/ndk-build"), "loop": "-> loop"})
@@ -208,58 +243,23 @@ class NothingToDo(EndToEndTest):
 
 
 class WrongUsage(EndToEndTest):
-    def test_json(self):
+    def test_both_forms(self):
         world = self.small_world("[session]\nX = 1\n")
-        for command in [
-            ["install"], ["undo", "--json", "--x"], ["status", world.path("none"), "--json"],
-            ["install", world.path("installation.toml"), "--json"], ["nonsense", "--json"],
+        variables = "NDK_PATH, NDK_DEFAULT_SEARCH_PATH_LINUX, NDK_SUPPORTED_VERSIONS, "
+        variables += "NDK_INTEGRATION_ENABLED, NDK_COMPONENT_PATTERNS, VORN_INSTALL_DIR"
+        wrong = f"unknown key 'X' in [session], expected one of {variables}"
+        not_there = cannot("read", "none", "No such file or directory")
+        for command, message in [
+            (["install"], "INSTALLATION.toml is required; see ndk-integrate install --help"),
+            (["undo", "a", "--x"],
+             "The following argument was not expected: --x; see ndk-integrate undo --help"),
+            (["status", world.path("none")], not_there),
+            (["install", world.path("installation.toml")], f"WORLD/installation.toml:2: {wrong}"),
+            (["nonsense"], "unknown command 'nonsense'; see ndk-integrate --help"),
         ]:
             with self.subTest(command):
-                told = world.run(*command, *([] if "--json" in command else ["--json"]))
-                self.assertEqual((told.code, told.changes), (2, {}), told)
-                self.assertEqual(told.json()["outcome"], "wrong-usage")
-                self.assertEqual(told.err, said(world.hidden(told.json()["message"])))
-
-    def test_plugin_that_is_missing(self):
-        world = self.small_world()
-        told = world.install("--json", "--plugin", world.path("none.so"))
-        self.assertEqual((told.code, told.json()["outcome"]), (3, "no-plugin"), told)
-
-
-class WholeCopy(EndToEndTest):
-    # Patches as the plug-in does, and then loses a letter of the first line: every line end is there.
-    LOSES_A_LETTER = """
-#include <fstream>
-extern "C" int integrate_ndk(session_t* session) {
-  const std::string file = path(get_toolchains_path(session) + "/x86-nox5.0.3.42/setup.mk");
-  std::ifstream in(file);
-  std::string text;
-  for (std::string line; !in.fail(); ) {
-    line.clear();
-    std::getline(in, line);
-    text += replaceAllSubstrings(line, "{INSTALL_NOX_VERSION}", "5") + "\\n";
-  }
-  std::ofstream(file + ".tmp") << text.substr(1);
-  file_move(file + ".tmp", file);
-  return 0;
-}"""
-
-    def test_letter_lost(self):
-        world = self.small_world(toml=installation(NDK_INTEGRATION_ENABLED='"no"'))
-        queries = """
-std::string get_toolchains_path(session_t* s) {
-  return path(env_get_string(s, "VORN_INSTALL_DIR") + env_get_string(s, "NDK_COMPILER_SUBDIR") +
-              "/android");
-}"""
-        plugin = fake_plugin(
-            world,
-            get_toolchains_path=queries,
-            check_if_ndk_integration_files_are_to_be_installed=SELECT_FIRST_COMPONENT,
-            integrate_ndk=self.LOSES_A_LETTER,
-        )
-        told = world.install("--plugin", plugin, "-q")
-        why = NOT_FILLED_IN.format(SETUP_32)
-        self.assert_outcome(told, 1, err=not_done(why), kept=True)
+                told = [world.run(*command, *form) for form in [[], ["--json"]]]
+                self.assert_told(Stopped(message), *told, kept=True)
 
 
 class Status(EndToEndTest):
@@ -325,29 +325,6 @@ class Status(EndToEndTest):
         world.write(MANIFEST, json.dumps(manifest))
         self.assert_status(world, "installed", dict.fromkeys(TEMPLATES, "result"), ndk=None)
         self.assertEqual(world.undo().code, 0)
-
-
-class TwoVersions(EndToEndTest):
-    """In one directory; each installation knows its own files."""
-
-    other = COMPONENT.replace("nox-ndk-5", "nox-ndk-6").replace("5.0.3", "5.1.3")
-
-    def test_each_undone_by_itself(self):
-        new = {SETUP_64: SETUP_64.replace("5.0.3", "5.1.3"), SETUP_32: SETUP_32.replace("5.0.3", "5.1.3")}
-        world = self.small_world(**{file: ORIGINALS[old] for old, file in new.items()})
-        before = world.tree()
-        self.assertEqual(world.install().code, 0)
-        world.write("installation.toml", installation(self.other))
-        self.assertEqual(world.install().code, 0)
-        undone = {file["path"]: file["result"] for file in world.undo("--json").json()["files"]}
-        self.assertEqual(undone, {
-            **{f"WORLD/{file}": "restored" for file in new.values()},
-            **{f"WORLD/{file}": "shared" for file in [VARS_SH, VARS_CSH]},
-        })
-        world.write("installation.toml", installation())
-        undone = {file["path"]: file["result"] for file in world.undo("--json").json()["files"]}
-        self.assertEqual(undone, {f"WORLD/{file}": "restored" for file in TEMPLATES})
-        self.assertEqual(world.tree(), before)
 
 
 if __name__ == "__main__":

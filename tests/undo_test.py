@@ -6,12 +6,12 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    LOG_OF_CHOICE, NOTHING_TO_UNDO, NO_COMPILER, UNDONE, Undo, cannot_read_installation, log, not_expected,
-    not_undone,
+    LOG_OF_CHOICE, NDK, NOTHING_TO_UNDO, NO_COMPILER, UNDONE, Undo, cannot_read_installation, log,
+    not_expected, not_undone, said,
 )
 from world import (
     DISABLED, LINUX, ORIGINALS, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, World,
-    filled, installation, restored, small_tree, without,
+    filled, installation, restored, undone, without,
 )
 
 
@@ -32,7 +32,7 @@ class UndoneInstallation(UndoTest):
 
     def test_quiet(self):
         outcome = self.installed_world().undo("-q")
-        self.assert_outcome(outcome, out=Undo().result(), changed={**restored(), STORE: "removed"})
+        self.assert_outcome(outcome, out=Undo().result(), changed=undone())
 
     def test_same_tree_as_before(self):
         world = self.small_world()
@@ -55,7 +55,7 @@ class UndoneInstallation(UndoTest):
         world = self.installed_world()
         world.install("--ndk", world.path("other ndk"))
         world.install(DISABLED)
-        self.assert_undone(world)
+        self.assert_undone(world, report=Undo(ndk=""))
 
     def test_after_failed_script(self):
         world = self.small_world(runs="exit 7")
@@ -71,7 +71,9 @@ class UndoneInstallation(UndoTest):
     def test_ndk_gone(self):
         world = self.installed_world()
         shutil.rmtree(world.path("ndk"))
-        self.assert_undone(world)
+        warning = said(f"warning: the NDK {NDK} is gone, so nothing is taken out of it")
+        changed = {**restored(), STORE: "removed"}
+        self.assert_outcome(world.undo(), out=Undo(ndk="").out(), err=warning, changed=changed)
 
     def test_log(self):
         # The plug-in's own part, which an installer would call.
@@ -96,14 +98,15 @@ class UndoneInstallation(UndoTest):
 
 class NothingToUndo(UndoTest):
     def test_nothing_recorded(self):
-        undone = self.installed_world()
-        undone.undo()
-        for world in [self.small_world(), undone]:
+        done = self.installed_world()
+        done.undo()
+        for world in [self.small_world(), done]:
             self.assert_refused(world, NOTHING_TO_UNDO, World.undo)
 
     def test_no_compiler(self):
         world = self.small_world(installation(""))
-        self.assert_refused(world, not_undone(NO_COMPILER.format("no component's id holds one of -ndk-")), World.undo)
+        report = not_undone(NO_COMPILER.format("no component's id holds one of -ndk-"))
+        self.assert_refused(world, report, World.undo)
 
     def test_originals_already(self):
         original = Undo(dict.fromkeys(TEMPLATES, "original"))
@@ -135,7 +138,7 @@ class MissingFiles(UndoTest):
         # What is in it stays kept, for a directory that comes back, as a disk does.
         gone = Undo({**Undo().files, VARS_SH: "gone", VARS_CSH: "gone"})
         kept = ["manifest.json", "originals"]
-        back = Undo(dict.fromkeys([VARS_SH, VARS_CSH], "restored"))
+        back = Undo(dict.fromkeys([VARS_SH, VARS_CSH], "restored"), ndk="")
         for form in [[], ["--json"]]:
             world = self.installed_world()
             os.rename(world.path(LINUX + "/bin"), world.path("away"))
@@ -146,35 +149,18 @@ class MissingFiles(UndoTest):
 
 
 class CommandLine(EndToEndTest):
-    def test_option_of_install(self):
-        outcome = self.small_world().undo("--ndk=ndk")
-        self.assert_outcome(outcome, code=2, err=not_expected("--ndk=ndk", "undo"), kept=True)
-
     def test_set(self):
         world = self.small_world(installation(VORN_INSTALL_DIR='"elsewhere"'))
         here = f"--set=VORN_INSTALL_DIR={world.path('package')}"
         self.assertEqual(world.install(here).code, 0)
-        self.assertEqual(world.undo(here).changes, {**restored(), STORE: "removed"})
+        self.assertEqual(world.undo(here).changes, undone())
 
     def test_dry_run(self):
         world = self.installed_world()
         world.write(VARS_CSH, ORIGINALS[VARS_CSH])
-        told, found = world.undo("--dry-run"), world.undo("--dry-run", "--json")
-        lines = [f"would put back: WORLD/{file}" for file in [SETUP_32, SETUP_64]]
-        lines += [f"was the original already: WORLD/{VARS_CSH}", f"would put back: WORLD/{VARS_SH}"]
-        lines += [f"dry run, nothing is changed; after an undo: {UNDONE}", ""]
-        self.assert_outcome(told, out="\n".join(lines), kept=True)
-        expected = {**Undo({**Undo().files, VARS_CSH: "original"}).json(), "dry_run": True}
-        self.assertEqual(found.json(), expected)
-        self.assert_outcome(found, out=found.out, kept=True)
-
-    def test_no_file(self):
-        outcome = self.world().run("undo")
-        self.assertEqual((outcome.code, outcome.out, outcome.changes), (2, "", {}))
-
-    def test_missing_file(self):
-        outcome = self.world(without(small_tree(), "installation.toml")).undo()
-        self.assert_outcome(outcome, code=2, err=cannot_read_installation(), kept=True)
+        report = Undo({**Undo().files, VARS_CSH: "original"}, dry=True)
+        told = [world.undo("--dry-run", *form) for form in [[], ["--json"]]]
+        self.assert_told(report, *told, kept=True)
 
 
 if __name__ == "__main__":

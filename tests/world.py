@@ -67,6 +67,13 @@ def installation(components=COMPONENT, **changes):
     return "[session]\n" + "".join(lines) + "\n" + components
 
 
+def component_with(key, value):
+    """The component with another value of a key, or without it."""
+    lines = COMPONENT.splitlines(keepends=True)
+    other = f"{key} = {value}\n" if value is not None else ""
+    return "".join(other if line.startswith(key) else line for line in lines)
+
+
 def script(text='echo "ran with $*"'):
     return f"#!/bin/sh\n{text}\n"
 
@@ -103,6 +110,11 @@ def filled(ndk="WORLD/ndk", first=False):
 def restored(*files):
     """These files, or all, as undo leaves them."""
     return {file: "644 " + ORIGINALS[file] for file in files or TEMPLATES}
+
+
+def undone(*files):
+    """The same of an undo that leaves nothing behind."""
+    return {**restored(*files), STORE: "removed"}
 
 
 def memory_directory():
@@ -204,7 +216,9 @@ class World:
                 elif stat.S_ISREG(mode):
                     data = "(not readable)\n"
                     if os.access(path, os.R_OK):
-                        data = without_times(self.bytes(path)) if inside == MANIFEST else self.bytes(path)
+                        data = self.bytes(path)
+                    if inside.endswith(f"{KEPT}/manifest.json"):
+                        data = without_times(data)
                 tree[inside] = (stat.S_IMODE(mode), data)
         return tree
 
@@ -359,7 +373,9 @@ def pretty(value):
 
 
 def example_world(name="world"):
-    """A copy of examples/."""
+    """A copy of examples/, whatever the modes of this checkout are."""
     world = World(name=name)
     shutil.copytree(EXAMPLES, world.dir, dirs_exist_ok=True)
+    for file, (mode, _) in world.snapshot().items():
+        world.chmod(file, mode & 0o755)
     return world

@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <ctime>
+#include <filesystem>
 #include <optional>
 #include <stdexcept>
 
@@ -16,11 +17,14 @@
 #include "console_host/commands/find.h"
 #include "console_host/commands/output.h"
 #include "console_host/commands/report.h"
+#include "console_host/commands/verify.h"
+#include "console_host/ndk/asked_releases.h"
 #include "console_host/ndk/search.h"
 #include "console_host/package/compiler.h"
 #include "console_host/package/lock.h"
 #include "console_host/package/performance.h"
 #include "console_host/package/rehearsal.h"
+#include "console_host/package/removal.h"
 #include "console_host/package/store.h"
 #include "console_host/services/log.h"
 
@@ -50,7 +54,7 @@ std::vector<Judgement> find_ndk(const Plugin& plugin, Session& session) {
     return search(plugin, session);
   }
   plugin.validate_ndk_path(session.handle());
-  return {explain(plugin, {preset, preset}, session.get("NDK_PATH_STATUS"),
+  return {explain(plugin, {preset, preset, "NDK_PATH"}, session.get("NDK_PATH_STATUS"),
                   session.get("NDK_SUPPORTED_VERSIONS"))};
 }
 
@@ -158,8 +162,12 @@ std::string unwritable_directory(const Compiler& compiler) {
 // Throws std::runtime_error, with all problems named, when something stands against the installation.
 void refuse_problems(Report& report) {
   if (report.problems.empty()) {
+    if (report.removal && !report.removal->why_left.empty()) {
+      report.warnings.push_back(report.removal->why_left);
+    }
     return;
   }
+  report.removal.reset();
   throw std::runtime_error(
       report.problems.size() == 1
           ? report.problems.front()
@@ -170,6 +178,26 @@ void refuse_problems(Report& report) {
 void add_unless_there(std::vector<std::string>& texts, const std::string& text) {
   if (std::find(texts.begin(), texts.end(), text) == texts.end()) {
     texts.push_back(text);
+  }
+}
+
+bool is_same_directory(const std::string& one, const std::string& other) {
+  std::error_code none;
+  return one == other || std::filesystem::equivalent(one, other, none);
+}
+
+// What is to be done about the NDK that the compiler was installed for, where it is another one.
+void look_at_former_ndk(const Compiler& compiler, const Session& session, const Store& store,
+                        Report& report) {
+  const auto record = store.installation(compiler.version);
+  if (report.keeps_former_ndk || !record || !record->ndk ||
+      (is_integration_enabled(session) && is_same_directory(*record->ndk, compiler.ndk))) {
+    return;
+  }
+  try {
+    report.removal = plan_removal(compiler, *record->ndk);
+  } catch (const std::exception& problem) {
+    report.problems.emplace_back(problem.what());
   }
 }
 
@@ -188,11 +216,15 @@ void look_around(const Compiler& compiler, const Session& session, const Store& 
   if (const auto misleading = misleading_enabled_value(session)) {
     report.warnings.push_back(*misleading);
   }
+  for (const std::string& entry : entries_that_never_match(session.get("NDK_SUPPORTED_VERSIONS"))) {
+    report.warnings.push_back("NDK_SUPPORTED_VERSIONS: " + entry);
+  }
   for (const std::string& file : store.known_files(compiler.version)) {
     if (const std::string edit = store.why_edited(file); !edit.empty()) {
       report.problems.push_back(edit);
     }
   }
+  look_at_former_ndk(compiler, session, store, report);
 }
 
 // Rehearses on copies in `staging`. The log tells of it where a person needs that.
@@ -247,6 +279,14 @@ void rehearse_only(const Plugin& plugin, Session& session, const Compiler& compi
   refuse_problems(report);
 }
 
+// Throws std::runtime_error when the compiler could not be taken out of the NDK that it was in.
+void refuse_failed_removal(const Removal& removal) {
+  if (removal.has_failed()) {
+    throw std::runtime_error("the compiler is still integrated into " + removal.ndk + ": " +
+                             why_removal_failed(removal) + "; --keep-ndk leaves that NDK alone");
+  }
+}
+
 void rehearse_then_perform(const Plugin& plugin, Session& session, const Compiler& compiler,
                            Report& report) {
   const Lock lock(Store::directory_in(compiler.root));
@@ -257,6 +297,10 @@ void rehearse_then_perform(const Plugin& plugin, Session& session, const Compile
     rehearse(plugin, session, compiler, store, staging.name(), report);
   }
   refuse_problems(report);
+  if (report.removal) {
+    run_removal(compiler, *report.removal);
+    refuse_failed_removal(*report.removal);
+  }
   const StagingDirectory staging(store);
   perform(plugin, session, compiler, store, staging.name(), report);
 }
@@ -273,6 +317,17 @@ void refuse_failed_script(const Report& report) {
       (could_not_run ? " (is it there, beside the toolchain definitions, and executable?): "
                      : ": ") +
       report.script->command);
+}
+
+// Proves that the NDK builds with the compiler. Throws std::runtime_error when it does not.
+void verify_integration(const Plugin& plugin, const Session& session, const Compiler& compiler,
+                        Report& report) {
+  report.verification = verify_toolchains(plugin, compiler, compiler.ndk, VerifyOptions());
+  if (report.verification->failures() > 0) {
+    throw std::runtime_error("the compiler is integrated, but " + summary_of(*report.verification) +
+                             "; to take it back: ndk-integrate undo " +
+                             session.compiler_info()->source.file);
+  }
 }
 
 void integrate(const Plugin& plugin, Session& session, Report& report) {
@@ -295,6 +350,9 @@ void integrate(const Plugin& plugin, Session& session, Report& report) {
     refuse_failed_script(report);
   }
   const bool is_enabled = is_integration_enabled(session);
+  if (is_enabled && report.is_to_be_verified) {
+    verify_integration(plugin, session, compiler, report);
+  }
   report.outcome = is_enabled ? Report::Outcome::kIntegrated : Report::Outcome::kDisabled;
   report.message = is_enabled ? "the compiler is integrated into " + session.get("NDK_PATH")
                               : "the compiler is installed without NDK integration";
@@ -311,6 +369,8 @@ ExitCode install(const Plugin& plugin, const Installation& installation,
   Report report;
   report.is_dry_run = options.dry_run;
   report.is_optional = options.optional;
+  report.keeps_former_ndk = options.keep_ndk;
+  report.is_to_be_verified = options.verify;
   report.is_json = options.json;
   try {
     prepare(plugin, session, report);

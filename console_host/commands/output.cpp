@@ -38,6 +38,12 @@ void say(const std::string& line) {
 
 void say_always(const std::string& line) { std::cout << one_line(line) << std::endl; }
 
+void tell_progress(const std::string& line) {
+  if (!quiet) {
+    std::cerr << one_line(line) << std::endl;
+  }
+}
+
 void print(const std::string& text) { std::cout << text << std::flush; }
 
 Json optional_text(const std::optional<std::string>& text) {

@@ -22,6 +22,9 @@ void say(const std::string& line);
 // A line on standard output that is printed even when quiet.
 void say_always(const std::string& line);
 
+// A line on standard error about what begins and takes a while. Nothing when quiet.
+void tell_progress(const std::string& line);
+
 // `text` on standard output as it stands.
 void print(const std::string& text);
 

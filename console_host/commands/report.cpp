@@ -52,20 +52,23 @@ void tell_files(const Report& report) {
   }
 }
 
+void tell_script_run(const ScriptRun& script) {
+  say("script: " + script.command);
+  std::istringstream output(script.output);
+  for (std::string line; std::getline(output, line);) {
+    say("script printed: " + line);
+  }
+  if (script.exit_status != 0) {
+    say("script exit status: " + std::to_string(script.exit_status));
+  }
+}
+
 void tell_script(const Report& report) {
   if (report.is_dry_run && !report.command.empty()) {
     say("would run: " + report.command);
   }
-  if (!report.script) {
-    return;
-  }
-  say("script: " + report.script->command);
-  std::istringstream output(report.script->output);
-  for (std::string line; std::getline(output, line);) {
-    say("script printed: " + line);
-  }
-  if (report.script->exit_status != 0) {
-    say("script exit status: " + std::to_string(report.script->exit_status));
+  if (report.script) {
+    tell_script_run(*report.script);
   }
 }
 
@@ -111,8 +114,14 @@ void tell_end(const Report& report) {
 
 void tell_people(const Report& report) {
   tell_warnings(report);
+  if (report.removal) {
+    tell_removal(*report.removal, report.is_dry_run);
+  }
   tell_files(report);
   tell_script(report);
+  if (report.verification) {
+    tell(*report.verification);
+  }
   if (report.is_dry_run && report.is_done()) {
     for (const TemplateFile& file : report.files) {
       print(diff_of(file));
@@ -136,14 +145,15 @@ Json json_of_files(const Report& report) {
   return files;
 }
 
-Json json_of_script(const Report& report) {
-  if (report.script) {
-    return {{"command", report.script->command},
-            {"exit_status", report.script->exit_status},
-            {"output", report.script->output}};
+// The run of a script, or the one that a dry run would begin with `command`; null when there is none.
+Json json_of_script(const std::optional<ScriptRun>& script, const std::string& command) {
+  if (script) {
+    return {{"command", script->command},
+            {"exit_status", script->exit_status},
+            {"output", script->output}};
   }
-  if (report.is_dry_run && !report.command.empty()) {
-    return {{"command", report.command}, {"exit_status", nullptr}, {"output", ""}};
+  if (!command.empty()) {
+    return {{"command", command}, {"exit_status", nullptr}, {"output", ""}};
   }
   return nullptr;
 }
@@ -164,13 +174,33 @@ void tell_programs(const Report& report) {
             {"component", optional_text(report.component)},
             {"candidates", candidates},
             {"files", json_of_files(report)},
-            {"script", json_of_script(report)},
+            {"script", json_of_script(report.script, report.is_dry_run ? report.command : "")},
+            {"removal", json_of_removal(report.removal)},
+            {"verify", report.verification ? to_json(*report.verification) : Json(nullptr)},
             {"problems", report.problems},
             {"warnings", report.warnings},
             {"message", report.message}});
 }
 
 }  // namespace
+
+void tell_removal(const Removal& removal, bool is_dry_run) {
+  if (removal.script) {
+    tell_script_run(*removal.script);
+  } else if (is_dry_run && !removal.command.empty()) {
+    say("would run: " + removal.command);
+  }
+}
+
+Json json_of_removal(const std::optional<Removal>& removal) {
+  if (!removal) {
+    return nullptr;
+  }
+  const std::string& why_left = removal->why_left;
+  return {{"ndk", removal->ndk},
+          {"script", json_of_script(removal->script, removal->command)},
+          {"left", why_left.empty() ? Json(nullptr) : Json(why_left)}};
+}
 
 ExitCode tell(const Report& report) {
   if (report.is_json) {

@@ -8,8 +8,10 @@
 
 #include "console_host/commands/exit_code.h"
 #include "console_host/commands/output.h"
+#include "console_host/commands/verify.h"
 #include "console_host/ndk/judgement.h"
 #include "console_host/package/performance.h"
+#include "console_host/package/removal.h"
 
 namespace ndk_integrate {
 
@@ -25,6 +27,8 @@ struct Report {
   bool is_dry_run = false;
   bool is_optional = false;  // where there is nothing to do, that is well
   bool is_json = false;
+  bool keeps_former_ndk = false;   // the NDK that it was installed for is left alone
+  bool is_to_be_verified = false;  // at the end
 
   Outcome outcome = Outcome::kFailed;
   bool is_nothing_to_do = false;  // with kNotSelected and kNoNdk: it is not an error here
@@ -36,7 +40,9 @@ struct Report {
   std::vector<TemplateFile> files;
   std::string command;  // of the script, also where it did not run; "" where there is none
   std::optional<ScriptRun> script;
-  std::vector<std::string> problems;  // that stood against the installation
+  std::optional<Removal> removal;            // from the NDK that the compiler was installed for
+  std::optional<Verification> verification;  // where one was asked for and it came to that
+  std::vector<std::string> problems;         // that stood against the installation
   std::vector<std::string> warnings;
   std::string message;
 
@@ -46,6 +52,11 @@ struct Report {
 // Tells the steps and the end of an installation, to people or as one JSON object, and returns the
 // exit code that goes with it. What went before the templates has been told as it came.
 ExitCode tell(const Report& report);
+
+// Tells what was done about an NDK that the compiler was installed for, or in a dry run would be; to
+// people, and as an object or null.
+void tell_removal(const Removal& removal, bool is_dry_run);
+Json json_of_removal(const std::optional<Removal>& removal);
 
 }  // namespace ndk_integrate
 

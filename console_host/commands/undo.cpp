@@ -1,5 +1,7 @@
 #include "console_host/commands/undo.h"
 
+#include <functional>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -12,8 +14,10 @@
 #include "console_host/base/paths.h"
 #include "console_host/base/text.h"
 #include "console_host/commands/output.h"
+#include "console_host/commands/report.h"
 #include "console_host/package/compiler.h"
 #include "console_host/package/lock.h"
+#include "console_host/package/removal.h"
 #include "console_host/package/store.h"
 
 namespace ndk_integrate {
@@ -36,8 +40,11 @@ struct Undo {
   enum class Outcome { kUndone, kNothingToUndo, kFailed };
 
   bool is_dry_run = false;
+  bool keeps_ndk = false;  // as the user wants it
   Outcome outcome = Outcome::kNothingToUndo;
   bool changed = false;
+  std::optional<std::string> ndk;  // that the compiler was installed for
+  std::optional<Removal> removal;  // from that NDK
   std::vector<UndoneFile> files;
   std::string message;
 };
@@ -82,26 +89,44 @@ UndoneFile::Result result_of(const Store& store, const std::string& file,
   }
 }
 
-// What is to be done, with every file looked at. Throws std::runtime_error, with all of them named,
-// when a file was edited or its original is damaged.
-void plan(const Store& store, const std::string& version, Undo& report) {
+// What is to be done about the NDK, if something is.
+void plan_ndk(const Compiler& compiler, const Store& store, Undo& report) {
+  const auto record = store.installation(compiler.version);
+  report.ndk = record ? record->ndk : std::nullopt;
+  if (report.ndk && !report.keeps_ndk) {
+    report.removal = plan_removal(compiler, *report.ndk);
+  }
+}
+
+// What is to be done, with every file looked at. Throws std::runtime_error, with all problems named,
+// when a file was edited or its original is damaged, or the removal script cannot be run.
+void plan(const Compiler& compiler, const Store& store, Undo& report) {
   std::vector<std::string> problems;
-  for (const std::string& file : store.known_files(version)) {
-    const UndoneFile::Result result = result_of(store, file, version);
+  const auto note_problem = [&](const std::function<void()>& look) {
+    try {
+      look();
+    } catch (const std::exception& problem) {
+      problems.emplace_back(problem.what());
+    }
+  };
+  for (const std::string& file : store.known_files(compiler.version)) {
+    const UndoneFile::Result result = result_of(store, file, compiler.version);
     report.files.push_back({file, result});
     report.changed = report.changed || result == UndoneFile::Result::kRestored;
     if (result == UndoneFile::Result::kShared) {
       continue;
     }
-    try {
+    note_problem([&] {
       store.refuse_edited(file);
       store.original(file);
-    } catch (const std::exception& problem) {
-      problems.emplace_back(problem.what());
-    }
+    });
+  }
+  if (!report.files.empty()) {
+    note_problem([&] { plan_ndk(compiler, store, report); });
   }
   if (!problems.empty()) {
     report.files.clear();
+    report.removal.reset();
     report.changed = false;
     throw std::runtime_error(join(problems, "; "));
   }
@@ -133,18 +158,35 @@ void put_back_all(Store& store, const std::string& version, const StagingDirecto
   store.forget(version, gone);  // whose directory may come back, as a disk does
 }
 
-// Puts the originals back, unless nothing is recorded.
+// Takes the compiler out of its NDK and puts the originals back, unless nothing is recorded.
 void undo_installation(const Plugin& plugin, Session& session, const Compiler& compiler,
                        Undo& report) {
   const Lock lock(Store::directory_in(compiler.root));
   Store store(compiler.root);
   const StagingDirectory staging(store);
-  plan(store, compiler.version, report);
+  plan(compiler, store, report);
   if (report.files.empty()) {
     return;
   }
+  if (report.removal) {
+    run_removal(compiler, *report.removal);
+  }
   plugin.unintegrate_ndk(session.handle());
   put_back_all(store, compiler.version, staging, report);
+}
+
+// What becomes of the NDK, as the end of a sentence.
+std::string what_of_ndk(const Undo& report) {
+  if (!report.ndk) {
+    return "";
+  }
+  if (!report.removal) {
+    return "; " + *report.ndk + " is left alone, as --keep-ndk asks";
+  }
+  if (!report.removal->command.empty()) {
+    return ", and its definitions are taken out of " + *report.ndk;
+  }
+  return report.removal->is_warning ? "" : "; " + report.removal->why_left;
 }
 
 void run(const Plugin& plugin, Session& session, Undo& report) {
@@ -152,7 +194,7 @@ void run(const Plugin& plugin, Session& session, Undo& report) {
   const std::string kept = Store::directory_in(compiler.root);
   if (is_directory(kept)) {
     if (report.is_dry_run) {
-      plan(Store(compiler.root), compiler.version, report);
+      plan(compiler, Store(compiler.root), report);
     } else {
       undo_installation(plugin, session, compiler, report);
     }
@@ -161,9 +203,12 @@ void run(const Plugin& plugin, Session& session, Undo& report) {
     report.message = "no installation of " + compiler.version + " is recorded in " + kept;
     return;
   }
+  if (report.removal && report.removal->has_failed()) {
+    throw std::runtime_error("the compiler's files are put back, but " +
+                             why_removal_failed(*report.removal));
+  }
   report.outcome = Undo::Outcome::kUndone;
-  report.message =
-      "what the integration script did inside the NDK is the compiler package's to undo";
+  report.message = "the compiler's files are put back" + what_of_ndk(report);
 }
 
 std::string line_of(const UndoneFile& file, bool is_dry_run) {
@@ -180,6 +225,12 @@ std::string line_of(const UndoneFile& file, bool is_dry_run) {
 }
 
 void tell_people(const Undo& report) {
+  if (report.removal) {
+    if (report.removal->is_warning) {
+      complain("warning: " + report.removal->why_left);
+    }
+    tell_removal(*report.removal, report.is_dry_run);
+  }
   for (const UndoneFile& file : report.files) {
     say(line_of(file, report.is_dry_run));
   }
@@ -205,6 +256,7 @@ void tell_programs(const Undo& report) {
             {"outcome", word_of(report.outcome)},
             {"dry_run", report.is_dry_run},
             {"changed", report.changed},
+            {"removal", json_of_removal(report.removal)},
             {"files", files},
             {"message", report.message}});
 }
@@ -215,6 +267,7 @@ ExitCode undo(const Plugin& plugin, const Installation& installation, const Undo
   Session session(installation);
   Undo report;
   report.is_dry_run = options.dry_run;
+  report.keeps_ndk = options.keep_ndk;
   try {
     run(plugin, session, report);
   } catch (const UsageError&) {

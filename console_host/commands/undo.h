@@ -9,12 +9,13 @@
 namespace ndk_integrate {
 
 struct UndoOptions {
-  bool dry_run = false;  // change nothing, tell what would be put back
+  bool dry_run = false;   // change nothing, tell what would be put back
+  bool keep_ndk = false;  // leave the NDK alone
   bool json = false;
 };
 
-// Puts back the originals of the compiler's files that an installation changed, and tells of each.
-// Throws UsageError when the compiler's component is not to be used.
+// Has the compiler package's removal script take its definitions out of the NDK, puts back the
+// originals of the compiler's files that an installation changed, and tells of each. Throws UsageError when the compiler's component is not to be used.
 ExitCode undo(const Plugin& plugin, const Installation& installation, const UndoOptions& options);
 
 }  // namespace ndk_integrate

@@ -6,16 +6,10 @@
 #include <optional>
 #include <string>
 
+#include "console_host/package/script_run.h"
 #include "console_host/package/staged_run.h"
 
 namespace ndk_integrate {
-
-// The run of the integration script.
-struct ScriptRun {
-  std::string command;
-  int exit_status = 0;
-  std::string output;
-};
 
 class Performance : public StagedRun {
  public:
