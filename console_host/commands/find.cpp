@@ -134,7 +134,7 @@ void write_lock_of(const Judgement& found, const std::string& file) {
 // --- Telling it ---
 
 std::string release_and_revision(const Judgement& judgement) {
-  const std::string revision = judgement.revision.value_or("");
+  std::string revision = judgement.revision.value_or("");
   if (!judgement.release) {
     return revision;
   }
