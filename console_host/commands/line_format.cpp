@@ -35,7 +35,7 @@ char unescaped(const std::string& format, std::size_t at) {
     case '\\':
       return '\\';
     default:
-      refuse(format, at, "cannot understand the escape (there are \\t, \\n and \\\\)");
+      refuse(format, at, R"(cannot understand the escape (there are \t, \n and \\))");
   }
 }
 

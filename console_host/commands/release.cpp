@@ -27,20 +27,20 @@ void tell(const Release& release, const std::string& line, bool json) {
 
 }  // namespace
 
-ExitCode convert_release(const std::string& given, bool json) {
-  const std::string text = trimmed(given);
-  if (const auto release = parse_release(text)) {
+ExitCode convert_release(const std::string& text, bool json) {
+  const std::string written = trimmed(text);
+  if (const auto release = parse_release(written)) {
     const std::vector<std::string> revisions = known_revisions(*release);
     tell(*release,
          numbers_text(*release) + (revisions.empty() ? "" : " (" + join(revisions, ", ") + ")"),
          json);
     return kDone;
   }
-  if (const auto release = parse_revision(text)) {
+  if (const auto release = parse_revision(written)) {
     tell(*release, release_text(*release), json);
     return kDone;
   }
-  throw UsageError("release: cannot understand '" + given +
+  throw UsageError("release: cannot understand '" + text +
                    "': write a release as r21e, or a revision as 21.4.7075529");
 }
 

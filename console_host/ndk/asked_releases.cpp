@@ -25,7 +25,7 @@ bool ends_with(const std::string& text, const std::string& end) {
 
 // A release or the first two numbers of a revision: what a range runs from and to.
 std::optional<Release> bound(const std::string& text) {
-  if (const auto release = parse_release(text)) {
+  if (auto release = parse_release(text)) {
     return release;
   }
   return std::count(text.begin(), text.end(), '.') == 1 ? parse_revision(text) : std::nullopt;

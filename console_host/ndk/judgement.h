@@ -69,7 +69,7 @@ struct Judgement {
 struct Candidate {
   std::string path;  // as it was given
   std::string dir;   // absolute: what the plug-in gets
-  std::string source = "";
+  std::string source = {};
   bool is_named = false;  // by a variable or a project, so that a mistake is told with a hint
   std::vector<Note> notes = {};
 };

@@ -67,7 +67,7 @@ std::string unescaped(const std::string& text, std::size_t& at) {
       return in_utf8(static_cast<std::uint32_t>(std::stoul(digits, nullptr, kHexadecimal)));
     }
     default:
-      return std::string(1, c);
+      return {c};
   }
 }
 
@@ -322,11 +322,11 @@ class GradleReader {
 
 }  // namespace
 
-ProjectFile read_local_properties(const std::string& given) {
+ProjectFile read_local_properties(const std::string& text) {
   ProjectFile file;
   try {
-    refuse_binary(given);
-    for (const std::string& line : logical_lines(without_byte_order_mark(given))) {
+    refuse_binary(text);
+    for (const std::string& line : logical_lines(without_byte_order_mark(text))) {
       read_property(line, file);
     }
     return file;
@@ -335,12 +335,12 @@ ProjectFile read_local_properties(const std::string& given) {
   }
 }
 
-ProjectFile read_build_gradle(const std::string& given, GradleLanguage language) {
+ProjectFile read_build_gradle(const std::string& text, GradleLanguage language) {
   ProjectFile file;
   try {
-    refuse_binary(given);
-    const std::string text = without_byte_order_mark(given);
-    GradleReader(text, language, file).read();
+    refuse_binary(text);
+    const std::string script = without_byte_order_mark(text);
+    GradleReader(script, language, file).read();
     return file;
   } catch (const Malformed& why) {
     return {{}, {}, why.what()};

@@ -34,48 +34,44 @@ bool is_suffix(const std::string& text) {
                                       [](unsigned char c) { return std::isalnum(c) != 0; }));
 }
 
-std::string with_prerelease(std::string text, const Release& release) {
-  return std::move(text) + release.prerelease;
-}
-
 }  // namespace
 
-std::optional<Release> parse_release(const std::string& given) {
-  const std::string text = lower_case(given);
-  std::size_t at = !text.empty() && text[0] == 'r' ? 1 : 0;
+std::optional<Release> parse_release(const std::string& text) {
+  const std::string lower = lower_case(text);
+  std::size_t at = !lower.empty() && lower[0] == 'r' ? 1 : 0;
   Release release;
-  const auto number = take_number(text, at);
+  const auto number = take_number(lower, at);
   if (!number) {
     return std::nullopt;
   }
   release.number = *number;
-  if (at < text.size() && text[at] >= 'b' && text[at] <= 'z') {
-    release.update = text[at] - 'a';
+  if (at < lower.size() && lower[at] >= 'b' && lower[at] <= 'z') {
+    release.update = lower[at] - 'a';
     ++at;
   }
-  release.prerelease = text.substr(at);
+  release.prerelease = lower.substr(at);
   return is_suffix(release.prerelease) ? std::optional(release) : std::nullopt;
 }
 
-std::optional<Release> parse_revision(const std::string& given) {
-  const std::string text = lower_case(given);
+std::optional<Release> parse_revision(const std::string& text) {
+  const std::string lower = lower_case(text);
   std::size_t at = 0;
-  const auto number = take_number(text, at);
-  if (!number || at == text.size() || text[at] != '.') {
+  const auto number = take_number(lower, at);
+  if (!number || at == lower.size() || lower[at] != '.') {
     return std::nullopt;
   }
   ++at;
-  const auto update = take_number(text, at);
+  const auto update = take_number(lower, at);
   if (!update || *update > kLastUpdate) {
     return std::nullopt;
   }
-  while (at < text.size() && text[at] == '.') {
-    at = std::min(text.find_first_not_of("0123456789", at + 1), text.size());
-    if (text[at - 1] == '.') {
+  while (at < lower.size() && lower[at] == '.') {
+    at = std::min(lower.find_first_not_of("0123456789", at + 1), lower.size());
+    if (lower[at - 1] == '.') {
       return std::nullopt;
     }
   }
-  const std::string suffix = text.substr(at);
+  const std::string suffix = lower.substr(at);
   return is_suffix(suffix) ? std::optional(Release{*number, *update, suffix}) : std::nullopt;
 }
 
@@ -84,12 +80,11 @@ std::string release_text(const Release& release) {
   if (release.update > 0) {
     text += static_cast<char>('a' + release.update);
   }
-  return with_prerelease(text, release);
+  return text + release.prerelease;
 }
 
 std::string numbers_text(const Release& release) {
-  return with_prerelease(std::to_string(release.number) + "." + std::to_string(release.update),
-                         release);
+  return std::to_string(release.number) + "." + std::to_string(release.update) + release.prerelease;
 }
 
 std::vector<std::string> known_revisions(const Release& release) {

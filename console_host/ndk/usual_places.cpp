@@ -213,7 +213,7 @@ std::string ndk_near(const std::string& dir) {
   }
   at = dir;
   for (int up = 0; up < kFarthest && at.size() > 1; ++up) {
-    const std::string ndk = newest_ndk_in(at);
+    std::string ndk = newest_ndk_in(at);
     if (!ndk.empty()) {
       return ndk;
     }
@@ -228,7 +228,7 @@ std::string meant_by(const Candidate& candidate, const std::vector<Judgement>& o
   if (candidate.path.compare(0, 2, "~/") == 0 && looks_like_ndk(home + candidate.path.substr(1))) {
     return home + candidate.path.substr(1);
   }
-  const std::string near = ndk_near(dir);
+  std::string near = ndk_near(dir);
   if (!near.empty()) {
     return near;
   }
