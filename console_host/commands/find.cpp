@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
 
 #include "console_host/base/errors.h"
 #include "console_host/base/escaping.h"
@@ -174,7 +175,7 @@ void tell_json(const Findings& findings) {
   }
   say_json({{"schema", 1},
             {"ndk", path(findings.found)},
-            {"candidates", candidates},
+            {"candidates", std::move(candidates)},
             {"warnings", findings.warnings},
             {"nearest", path(findings.nearest)}});
 }

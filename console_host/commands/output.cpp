@@ -11,18 +11,15 @@ namespace {
 // The terminal is the process's, and so is what -q says about it.
 bool quiet = false;
 
-// The texts in `value` as utf8_text() writes them.
-Json in_utf8(const Json& value) {
+// Writes the texts in `value` as utf8_text() does.
+void make_utf8(Json& value) {
   if (value.is_string()) {
-    return utf8_text(value.get_ref<const std::string&>());
-  }
-  Json result = value;
-  if (value.is_structured()) {
-    for (Json& part : result) {
-      part = in_utf8(part);
+    value = utf8_text(value.get_ref<const std::string&>());
+  } else if (value.is_structured()) {
+    for (Json& part : value) {
+      make_utf8(part);
     }
   }
-  return result;
 }
 
 }  // namespace
@@ -50,7 +47,10 @@ Json optional_text(const std::optional<std::string>& text) {
   return text ? Json(*text) : Json(nullptr);
 }
 
-void say_json(const Json& object) { std::cout << in_utf8(object).dump() << std::endl; }
+void say_json(Json object) {
+  make_utf8(object);
+  std::cout << object.dump() << std::endl;
+}
 
 void complain(const std::string& what) {
   std::cerr << "ndk-integrate: " << one_line(what) << std::endl;
