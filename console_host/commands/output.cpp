@@ -47,7 +47,10 @@ Json optional_text(const std::optional<std::string>& text) {
   return text ? Json(*text) : Json(nullptr);
 }
 
-void say_json(const Json& object) { std::cout << in_utf8(object).dump() << std::endl; }
+void say_json(Json object) {
+  make_utf8(object);
+  std::cout << object.dump() << std::endl;
+}
 
 void complain(const std::string& what) {
   std::cerr << "ndk-integrate: " << one_line(what) << std::endl;
