@@ -1,9 +1,12 @@
 // Checks of running a command. Line ends at the end of an output are never looked at.
 #include <string>
+#include <vector>
 
 #include "host_check/checks.h"
 #include "host_check/scratch.h"
 #include "host_check/verdict.h"
+
+namespace host_check {
 
 namespace {
 
@@ -19,56 +22,79 @@ void expect_output(const std::string& command, const std::string& expected) {
 
 }  // namespace
 
-void command_null_status(session_t* /*session*/) { output_of("true"); }
-
-void command_output(session_t* /*session*/) { expect_output("printf one", "one"); }
-
-void command_shell(session_t* /*session*/) {
-  expect_output(R"(printf "[%s]" "/opt/my ndk" --force)", "[/opt/my ndk][--force]");
+std::vector<Check> command_checks() {
+  return {
+      {"command-null-status",
+       "get_command_output takes a null pointer for the exit status.",
+       {},
+       [](session_t* /*session*/) { output_of("true"); }},
+      {"command-output",
+       "get_command_output returns what the command printed.",
+       {"command-null-status"},
+       [](session_t* /*session*/) { expect_output("printf one", "one"); }},
+      {"command-shell",
+       "get_command_output hands the command line to a shell: double quotes keep an argument together.",
+       {"command-output"},
+       [](session_t* /*session*/) {
+         expect_output(R"(printf "[%s]" "/opt/my ndk" --force)", "[/opt/my ndk][--force]");
+       }},
+      {"command-working-directory",
+       "get_command_output runs the command in the working directory that the process has at that moment.",
+       {"command-output"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         write_file(scratch.name() + "/script", "printf 'found the script'\n");
+         const Stay stay(scratch.name());
+         expect_output("sh ./script", "found the script");
+       }},
+      {"command-complete-output",
+       "get_command_output returns an output of 1 MB whole.",
+       {"command-working-directory"},
+       [](session_t* /*session*/) {
+         std::string text;
+         while (text.size() < 1048576) {
+           text += "line at " + std::to_string(text.size()) + "\n";
+         }
+         text += "the last line";
+         const ScratchDirectory scratch;
+         write_file(scratch.name() + "/text", text);
+         const Stay stay(scratch.name());
+         expect_output("cat ./text", text);
+       }},
+      {"command-failing",
+       "get_command_output returns the output of a command that fails, too.",
+       {"command-working-directory"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         write_file(scratch.name() + "/script", "printf 'a failure'\nexit 3\n");
+         const Stay stay(scratch.name());
+         expect_output("sh ./script", "a failure");
+       }},
+      {"command-not-there",
+       "get_command_output returns for a command that is not there.",
+       {"command-null-status"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         const Stay stay(scratch.name());
+         output_of("./ndk_integration.sh \"/opt/ndk\" --force");
+       }},
+      // The script closes its output long before it ends, so a host that only reads the output to
+      // its end comes back too early.
+      {"command-waits",
+       "get_command_output returns when the command has ended, even if that closed its output earlier.",
+       {"command-shell", "command-working-directory"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         const Stay stay(scratch.name());
+         const std::string command = "exec >/dev/null 2>&1; sleep 0.1; : >finished";
+         output_of(command);
+         if (!is_there("finished")) {
+           throw Violated("get_command_output(" + quoted(command) +
+                              ", null, true, \"\") should return when the command has ended",
+                          "it returned earlier");
+         }
+       }},
+  };
 }
 
-void command_working_directory(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  write_file(scratch.name() + "/script", "printf 'found the script'\n");
-  const Stay stay(scratch.name());
-  expect_output("sh ./script", "found the script");
-}
-
-void command_complete_output(session_t* /*session*/) {
-  std::string text;
-  while (text.size() < 1048576) {
-    text += "line at " + std::to_string(text.size()) + "\n";
-  }
-  text += "the last line";
-  const ScratchDirectory scratch;
-  write_file(scratch.name() + "/text", text);
-  const Stay stay(scratch.name());
-  expect_output("cat ./text", text);
-}
-
-void command_failing(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  write_file(scratch.name() + "/script", "printf 'a failure'\nexit 3\n");
-  const Stay stay(scratch.name());
-  expect_output("sh ./script", "a failure");
-}
-
-void command_not_there(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  const Stay stay(scratch.name());
-  output_of("./ndk_integration.sh \"/opt/ndk\" --force");
-}
-
-// The script closes its output long before it ends, so a host that only reads the output to its end
-// comes back too early.
-void command_waits(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  const Stay stay(scratch.name());
-  const std::string command = "exec >/dev/null 2>&1; sleep 0.1; : >finished";
-  output_of(command);
-  if (!is_there("finished")) {
-    throw Violated("get_command_output(" + quoted(command) +
-                       ", null, true, \"\") should return when the command has ended",
-                   "it returned earlier");
-  }
-}
+}  // namespace host_check

@@ -5,10 +5,13 @@
 #include <unistd.h>
 
 #include <string>
+#include <vector>
 
 #include "host_check/checks.h"
 #include "host_check/scratch.h"
 #include "host_check/verdict.h"
+
+namespace host_check {
 
 namespace {
 
@@ -55,54 +58,78 @@ struct Move {
 
 }  // namespace
 
-void file_exists_file(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  write_file(scratch.name() + "/ndk-build", "");
-  write_file(scratch.name() + "/source.properties", "Pkg.Desc = Android NDK\n");
-  expect_file_exists(scratch.name() + "/ndk-build", true);
-  expect_file_exists(scratch.name() + "/source.properties", true);
+std::vector<Check> file_checks() {
+  return {
+      {"file-exists",
+       "file_exists is true for a file, be it empty or not.",
+       {"path-of-file"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         write_file(scratch.name() + "/ndk-build", "");
+         write_file(scratch.name() + "/source.properties", "Pkg.Desc = Android NDK\n");
+         expect_file_exists(scratch.name() + "/ndk-build", true);
+         expect_file_exists(scratch.name() + "/source.properties", true);
+       }},
+      {"file-exists-missing",
+       "file_exists is false for a name that is not there, whatever similar names are.",
+       {"path-of-missing-file"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         write_file(scratch.name() + "/ndk-build.cmd", "");
+         expect_file_exists(scratch.name() + "/ndk-build", false);
+       }},
+      {"file-exists-missing-directory",
+       "file_exists is false for a file in a directory that is not there.",
+       {"path-of-missing-file"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         expect_file_exists(scratch.name() + "/none/ndk-build", false);
+       }},
+      {"is-writable",
+       "is_writable is true for a directory in which this user may make files.",
+       {"path-of-directory"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         expect_writable(scratch.make_directory("/ndk"), true);
+       }},
+      {"is-writable-read-only",
+       "is_writable is false for a read-only directory (skipped for root, who may write there).",
+       {"path-of-directory"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         const std::string directory = scratch.make_directory("/ndk");
+         chmod(directory.c_str(), 0555);
+         if (faccessat(AT_FDCWD, directory.c_str(), W_OK, AT_EACCESS) == 0) {
+           throw Skipped("this user may write to read-only directories, as root may");
+         }
+         expect_writable(directory, false);
+       }},
+      {"file-move-replaces",
+       "file_move puts a file in the place of another.",
+       {"path-of-file"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         Move(scratch.name() + "/setup.mk").expect_replaced();
+       }},
+      {"file-move-takes-source",
+       "file_move leaves nothing under the old name.",
+       {"file-move-replaces"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         const Move move(scratch.name() + "/setup.mk");
+         if (is_there(move.from)) {
+           throw Violated("after " + move.call + " the first file should be gone",
+                          "it is still there");
+         }
+       }},
+      {"file-move-blanks",
+       "file_move takes names that hold blanks.",
+       {"file-move-replaces", "path-with-blanks"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         Move(scratch.make_directory("/my compiler") + "/a file").expect_replaced();
+       }},
+  };
 }
 
-void file_exists_missing(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  write_file(scratch.name() + "/ndk-build.cmd", "");
-  expect_file_exists(scratch.name() + "/ndk-build", false);
-}
-
-void file_exists_missing_directory(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  expect_file_exists(scratch.name() + "/none/ndk-build", false);
-}
-
-void is_writable_directory(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  expect_writable(scratch.make_directory("/ndk"), true);
-}
-
-void is_writable_read_only(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  const std::string directory = scratch.make_directory("/ndk");
-  chmod(directory.c_str(), 0555);
-  if (faccessat(AT_FDCWD, directory.c_str(), W_OK, AT_EACCESS) == 0) {
-    throw Skipped("this user may write to read-only directories, as root may");
-  }
-  expect_writable(directory, false);
-}
-
-void file_move_replaces(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  Move(scratch.name() + "/setup.mk").expect_replaced();
-}
-
-void file_move_takes_source(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  const Move move(scratch.name() + "/setup.mk");
-  if (is_there(move.from)) {
-    throw Violated("after " + move.call + " the first file should be gone", "it is still there");
-  }
-}
-
-void file_move_blanks(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  Move(scratch.make_directory("/my compiler") + "/a file").expect_replaced();
-}
+}  // namespace host_check

@@ -8,6 +8,7 @@
 #include "host_check/checks.h"
 #include "host_check/verdict.h"
 
+namespace host_check {
 namespace {
 
 // A log that throws ends nothing: the number of violations still comes back.
@@ -40,8 +41,10 @@ void run(const Check& check, session_t* session, const std::set<std::string>& ok
 }
 
 }  // namespace
+}  // namespace host_check
 
 int check_host(session_t* session) {
+  using namespace host_check;
   int violations = 0;
   std::set<std::string> ok;
   for (const Check& check : checks()) {

@@ -3,10 +3,13 @@
 #include <unistd.h>
 
 #include <string>
+#include <vector>
 
 #include "host_check/checks.h"
 #include "host_check/scratch.h"
 #include "host_check/verdict.h"
+
+namespace host_check {
 
 namespace {
 
@@ -26,41 +29,61 @@ void expect_path_leads_to_file(const std::string& file) {
 
 }  // namespace
 
-void path_of_file(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  expect_path_leads_to_file(scratch.name() + "/source.properties");
+std::vector<Check> path_checks() {
+  return {
+      {"path-of-file",
+       "What path answers for a file opens that file.",
+       {},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         expect_path_leads_to_file(scratch.name() + "/source.properties");
+       }},
+      {"path-of-directory",
+       "What path answers for a directory leads to that directory.",
+       {},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         const std::string directory = scratch.make_directory("/android");
+         write_file(directory + "/here", kContent);
+         const std::string answer = path(directory);
+         // The plug-in both goes to the directory and joins names to its name.
+         const Stay stay(scratch.name());
+         if (chdir(answer.c_str()) != 0 || read_file("here") != kContent) {
+           throw Violated(
+               "path(" + quoted(directory) + ") should lead to the directory of that name",
+               "it gave " + quoted(answer) + ", which does not");
+         }
+       }},
+      {"path-with-blanks",
+       "path takes names that hold blanks.",
+       {"path-of-file"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         expect_path_leads_to_file(scratch.make_directory("/my ndk") + "/a file");
+       }},
+      {"path-of-path",
+       "path takes a name that was built on one of its own answers.",
+       {"path-of-file", "path-of-directory"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         const std::string directory = scratch.make_directory("/android");
+         write_file(directory + "/setup.mk", kContent);
+         const std::string file = path(directory) + "/setup.mk";
+         expect_leads_to_file("path(" + quoted(file) + "), of a path's own answer,", path(file));
+       }},
+      {"path-of-missing-file",
+       "path returns for a file or a directory that is not there.",
+       {},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         path(scratch.name() + "/none");
+         path(scratch.name() + "/no directory/none");
+       }},
+      {"path-of-empty-text",
+       "path returns for the empty text, which it gets where NDK_PATH is not set.",
+       {},
+       [](session_t* /*session*/) { path(""); }},
+  };
 }
 
-void path_of_directory(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  const std::string directory = scratch.make_directory("/android");
-  write_file(directory + "/here", kContent);
-  const std::string answer = path(directory);
-  // The plug-in both goes to the directory and joins names to its name.
-  const Stay stay(scratch.name());
-  if (chdir(answer.c_str()) != 0 || read_file("here") != kContent) {
-    throw Violated("path(" + quoted(directory) + ") should lead to the directory of that name",
-                   "it gave " + quoted(answer) + ", which does not");
-  }
-}
-
-void path_with_blanks(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  expect_path_leads_to_file(scratch.make_directory("/my ndk") + "/a file");
-}
-
-void path_of_path(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  const std::string directory = scratch.make_directory("/android");
-  write_file(directory + "/setup.mk", kContent);
-  const std::string file = path(directory) + "/setup.mk";
-  expect_leads_to_file("path(" + quoted(file) + "), of a path's own answer,", path(file));
-}
-
-void path_of_missing_file(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  path(scratch.name() + "/none");
-  path(scratch.name() + "/no directory/none");
-}
-
-void path_of_empty_text(session_t* /*session*/) { path(""); }
+}  // namespace host_check

@@ -10,6 +10,8 @@
 #include "host_check/scratch.h"
 #include "host_check/verdict.h"
 
+namespace host_check {
+
 namespace {
 
 constexpr const char* kFile = "source.properties";
@@ -39,49 +41,67 @@ void expect_revision(const std::string& directory, const std::string& expected) 
 
 }  // namespace
 
-void property_value(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  write_file(scratch.name() + "/" + kFile, kOlderNdk);
-  expect_revision(scratch.name(), "11.2.2725575");
+std::vector<Check> property_checks() {
+  return {
+      {"property-value",
+       "IniDb finds the key \"Pkg.Revision \", with the blank at its end, in a source.properties as NDKs have it.",
+       {"path-of-directory"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         write_file(scratch.name() + "/" + kFile, kOlderNdk);
+         expect_revision(scratch.name(), "11.2.2725575");
+       }},
+      {"property-missing-key",
+       "IniDb returns something, whatever it is, for a key that the file does not have.",
+       {"path-of-directory"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         write_file(scratch.name() + "/" + kFile, "Pkg.Desc = Android NDK\n");
+         revision_in(scratch.name());
+       }},
+      {"property-unreadable-file",
+       "IniDb takes a file that cannot be read for one without keys (skipped for root, who may read everything).",
+       {"path-of-directory", "property-missing-key"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         const std::string file = scratch.name() + "/" + kFile;
+         write_file(file, kOlderNdk);
+         chmod(file.c_str(), 0);
+         if (faccessat(AT_FDCWD, file.c_str(), R_OK, AT_EACCESS) == 0) {
+           throw Skipped("this user may read every file, as root may");
+         }
+         revision_in(scratch.name());
+       }},
+      {"property-each-file",
+       "Each IniDb tells the values of its own file.",
+       {"property-value"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         const std::string older = scratch.make_directory("/older");
+         const std::string newer = scratch.make_directory("/newer");
+         write_file(older + "/" + kFile, kOlderNdk);
+         write_file(newer + "/" + kFile, kNewerNdk);
+         expect_revision(older, "11.2.2725575");
+         expect_revision(newer, "29.0.14033849-beta4");
+       }},
+      {"release-numbers",
+       "IniDb, splitString and strtoint work together: the release 11.2.2725575 gives the numbers 11 and 2, with whatever blanks IniDb leaves.",
+       {"property-value", "split-version", "split-inner-blanks", "strtoint-decimals"},
+       [](session_t* /*session*/) {
+         const ScratchDirectory scratch;
+         write_file(scratch.name() + "/" + kFile, kOlderNdk);
+         const std::vector<std::string> pieces =
+             splitString(revision_in(scratch.name()), ".", false);
+         if (pieces.size() < 2) {
+           throw Violated("a release read by value() and split at \".\" should give its numbers",
+                          "it gave " + quoted(pieces));
+         }
+         expect("strtoint(" + quoted(pieces[0]) + "), as value() and splitString leave the text,",
+                11, strtoint(pieces[0]));
+         expect("strtoint(" + quoted(pieces[1]) + "), as value() and splitString leave the text,",
+                2, strtoint(pieces[1]));
+       }},
+  };
 }
 
-void property_missing_key(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  write_file(scratch.name() + "/" + kFile, "Pkg.Desc = Android NDK\n");
-  revision_in(scratch.name());
-}
-
-void property_unreadable_file(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  const std::string file = scratch.name() + "/" + kFile;
-  write_file(file, kOlderNdk);
-  chmod(file.c_str(), 0);
-  if (faccessat(AT_FDCWD, file.c_str(), R_OK, AT_EACCESS) == 0) {
-    throw Skipped("this user may read every file, as root may");
-  }
-  revision_in(scratch.name());
-}
-
-void property_each_file(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  const std::string older = scratch.make_directory("/older");
-  const std::string newer = scratch.make_directory("/newer");
-  write_file(older + "/" + kFile, kOlderNdk);
-  write_file(newer + "/" + kFile, kNewerNdk);
-  expect_revision(older, "11.2.2725575");
-  expect_revision(newer, "29.0.14033849-beta4");
-}
-
-void release_numbers(session_t* /*session*/) {
-  const ScratchDirectory scratch;
-  write_file(scratch.name() + "/" + kFile, kOlderNdk);
-  const std::vector<std::string> pieces = splitString(revision_in(scratch.name()), ".", false);
-  if (pieces.size() < 2) {
-    throw Violated("a release read by value() and split at \".\" should give its numbers",
-                   "it gave " + quoted(pieces));
-  }
-  expect("strtoint(" + quoted(pieces[0]) + "), as value() and splitString leave the text,", 11,
-         strtoint(pieces[0]));
-  expect("strtoint(" + quoted(pieces[1]) + "), as value() and splitString leave the text,", 2,
-         strtoint(pieces[1]));
-}
+}  // namespace host_check

@@ -16,6 +16,8 @@
 
 namespace fs = std::filesystem;
 
+namespace host_check {
+
 namespace {
 
 Skipped cannot(const std::string& what) { return Skipped{what + ": " + std::strerror(errno)}; }
@@ -77,3 +79,5 @@ std::string read_file(const std::string& file) {
 }
 
 bool is_there(const std::string& name) { return access(name.c_str(), F_OK) == 0; }
+
+}  // namespace host_check

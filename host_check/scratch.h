@@ -4,6 +4,8 @@
 
 #include <string>
 
+namespace host_check {
+
 // A directory in TMPDIR (or /tmp) that goes with the object, with everything in it. What cannot be
 // made there is a reason to skip the check, not the host's fault.
 class ScratchDirectory {
@@ -41,5 +43,7 @@ std::string read_file(const std::string& file);
 
 // Whether there is anything of that name.
 bool is_there(const std::string& name);
+
+}  // namespace host_check
 
 #endif

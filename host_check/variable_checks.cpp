@@ -3,9 +3,12 @@
 #include <array>
 #include <list>
 #include <string>
+#include <vector>
 
 #include "host_check/checks.h"
 #include "host_check/verdict.h"
+
+namespace host_check {
 
 namespace {
 
@@ -63,81 +66,105 @@ class Variable {
 
 }  // namespace
 
-void variables_readable(session_t* session) {
-  for (const char* name : kSetByHosts) {
-    env_get_string(session, name);
-  }
-  for (const char* name : kWrittenByThePlugin) {
-    env_get_string(session, name);
-  }
+std::vector<Check> variable_checks() {
+  return {
+      {"variables-readable",
+       "Each of the thirteen session variables can be read at any time, set or not; that one never set reads as \"\" is for you to see to.",
+       {},
+       [](session_t* session) {
+         for (const char* name : kSetByHosts) {
+           env_get_string(session, name);
+         }
+         for (const char* name : kWrittenByThePlugin) {
+           env_get_string(session, name);
+         }
+       }},
+      {"set-c-strings",
+       "A value written with the form of env_set_string that takes C strings is what the next env_get_string gives.",
+       {"variables-readable"},
+       [](session_t* session) {
+         Variable status(session, "NDK_PATH_STATUS");
+         for (const char* value : {"nok", "notwritable", "ok"}) {
+           status.set(value);
+           status.expect_value(value);
+         }
+       }},
+      {"set-std-strings",
+       "A value written with the form of env_set_string that takes std::string is what the next env_get_string gives.",
+       {"variables-readable"},
+       [](session_t* session) {
+         Variable version(session, "NDK_COMPILER_VERSION");
+         for (const char* value : {"5.0.3", "4.1.7", "5.0.3.42"}) {
+           version.set(std::string(value));
+           version.expect_value(value);
+         }
+       }},
+      // As the search for an NDK writes it: a candidate in one form, its rejection in the other.
+      {"one-store",
+       "Both forms of env_set_string write to the same variable, each after the other.",
+       {"set-c-strings", "set-std-strings"},
+       [](session_t* session) {
+         Variable ndk(session, "NDK_PATH");
+         for (const char* value : {"/opt/ndk-a", "/opt/ndk-b"}) {
+           ndk.set(std::string(value));
+           ndk.expect_value(value);
+           ndk.set("/none");
+           ndk.expect_value("/none");
+         }
+       }},
+      {"empty-value",
+       "\"\" can be written to a variable that had a value, with either form.",
+       {"set-c-strings", "set-std-strings", "one-store"},
+       [](session_t* session) {
+         Variable ndk(session, "NDK_PATH");
+         ndk.set("/opt/ndk");
+         ndk.set("");
+         ndk.expect_value("");
+         ndk.set("/opt/ndk");
+         ndk.set(std::string());
+         ndk.expect_value("");
+       }},
+      {"value-characters",
+       "A value keeps its blanks (at its ends, too), percent signs, semicolons, quotes, backslashes, dollar signs and bytes that are not ASCII.",
+       {"set-std-strings"},
+       [](session_t* session) {
+         Variable subdir(session, "NDK_COMPILER_SUBDIR");
+         for (const char* value :
+              {"/my compiler", " /blanks at both ends ", "/100%/%s/%n", "/a;/b;;/c",
+               R"(/'one' "two" \ $HOME `id`)", "/gr\xc3\xbcn/\xff"}) {
+           subdir.set(std::string(value));
+           subdir.expect_value(value);
+         }
+       }},
+      {"value-length",
+       "A value of 100,000 bytes is kept whole.",
+       {"set-std-strings"},
+       [](session_t* session) {
+         std::string value;
+         while (value.size() < 100000) {
+           value += "/directory" + std::to_string(value.size());
+         }
+         value.resize(100000);
+         Variable ndk(session, "NDK_PATH");
+         ndk.set(value);
+         ndk.expect_value(value);
+       }},
+      {"variables-apart",
+       "Writing one variable changes no other.",
+       {"set-std-strings"},
+       [](session_t* session) {
+         std::list<Variable> variables;
+         for (const char* name : kWrittenByThePlugin) {
+           variables.emplace_back(session, name);
+         }
+         for (Variable& variable : variables) {
+           variable.set("the value of " + std::string(variable.name()));
+         }
+         for (const Variable& variable : variables) {
+           variable.expect_value("the value of " + std::string(variable.name()));
+         }
+       }},
+  };
 }
 
-void set_c_strings(session_t* session) {
-  Variable status(session, "NDK_PATH_STATUS");
-  for (const char* value : {"nok", "notwritable", "ok"}) {
-    status.set(value);
-    status.expect_value(value);
-  }
-}
-
-void set_std_strings(session_t* session) {
-  Variable version(session, "NDK_COMPILER_VERSION");
-  for (const char* value : {"5.0.3", "4.1.7", "5.0.3.42"}) {
-    version.set(std::string(value));
-    version.expect_value(value);
-  }
-}
-
-// As the search for an NDK writes it: a candidate in one form, its rejection in the other.
-void one_store(session_t* session) {
-  Variable ndk(session, "NDK_PATH");
-  for (const char* value : {"/opt/ndk-a", "/opt/ndk-b"}) {
-    ndk.set(std::string(value));
-    ndk.expect_value(value);
-    ndk.set("/none");
-    ndk.expect_value("/none");
-  }
-}
-
-void empty_value(session_t* session) {
-  Variable ndk(session, "NDK_PATH");
-  ndk.set("/opt/ndk");
-  ndk.set("");
-  ndk.expect_value("");
-  ndk.set("/opt/ndk");
-  ndk.set(std::string());
-  ndk.expect_value("");
-}
-
-void value_characters(session_t* session) {
-  Variable subdir(session, "NDK_COMPILER_SUBDIR");
-  for (const char* value : {"/my compiler", " /blanks at both ends ", "/100%/%s/%n", "/a;/b;;/c",
-                            R"(/'one' "two" \ $HOME `id`)", "/gr\xc3\xbcn/\xff"}) {
-    subdir.set(std::string(value));
-    subdir.expect_value(value);
-  }
-}
-
-void value_length(session_t* session) {
-  std::string value;
-  while (value.size() < 100000) {
-    value += "/directory" + std::to_string(value.size());
-  }
-  value.resize(100000);
-  Variable ndk(session, "NDK_PATH");
-  ndk.set(value);
-  ndk.expect_value(value);
-}
-
-void variables_apart(session_t* session) {
-  std::list<Variable> variables;
-  for (const char* name : kWrittenByThePlugin) {
-    variables.emplace_back(session, name);
-  }
-  for (Variable& variable : variables) {
-    variable.set("the value of " + std::string(variable.name()));
-  }
-  for (const Variable& variable : variables) {
-    variable.expect_value("the value of " + std::string(variable.name()));
-  }
-}
+}  // namespace host_check

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdio>
 
+namespace host_check {
+
 namespace {
 
 constexpr std::size_t kLongText = 200;
@@ -72,3 +74,5 @@ void expect(const std::string& call, const std::vector<std::string>& expected,
             const std::vector<std::string>& came) {
   expect_written(call, came == expected, quoted(expected), quoted(came));
 }
+
+}  // namespace host_check

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace host_check {
+
 // The host breaks the point that is checked.
 class Violated : public std::runtime_error {
  public:
@@ -28,5 +30,7 @@ void expect(const std::string& call, const std::string& expected, const std::str
 void expect(const std::string& call, long long expected, long long came);
 void expect(const std::string& call, const std::vector<std::string>& expected,
             const std::vector<std::string>& came);
+
+}  // namespace host_check
 
 #endif

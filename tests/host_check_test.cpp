@@ -153,7 +153,7 @@ const std::map<std::string, std::string> kTestLines{
 std::string log_with(const std::map<std::string, std::string>& verdicts) {
   std::string log;
   std::set<std::string> ok;
-  for (const Check& check : checks()) {
+  for (const host_check::Check& check : host_check::checks()) {
     const std::string name = check.name;
     std::string verdict = "ok";
     if (verdicts.count(name) > 0) {
@@ -338,7 +338,7 @@ INSTANTIATE_TEST_SUITE_P(HostCheck, BrokenHost, testing::ValuesIn(kSpecimens),
 
 TEST(HostCheck, BrokenHostForEachCheck) {
   std::vector<std::string> names;
-  for (const Check& check : checks()) {
+  for (const host_check::Check& check : host_check::checks()) {
     names.emplace_back(check.name);
   }
   std::vector<std::string> broken;

@@ -105,7 +105,7 @@ std::string lines_that_hold(const std::string& text, const std::string& part) {
 
 TEST(WritingAHost, TableOfChecks) {
   Lines rows;
-  for (const Check& check : checks()) {
+  for (const host_check::Check& check : host_check::checks()) {
     rows.push_back("| `" + std::string(check.name) + "` | " + check.description + " |");
   }
 
