@@ -129,7 +129,7 @@ ExitCode run_check(const Options& options) {
 
 ExitCode run_check_host(const Options& options) {
   if (!options.host_program.program) {
-    return run_command(options, [&] { return run_host_check(options.host_check); });
+    return run_command(options, [&] { return run_host_check(options.host_check, options.log); });
   }
   if (options.quiet) {
     be_quiet();

@@ -20,7 +20,8 @@ class CheckHost(unittest.TestCase):
     maxDiff = None
 
     def test_this_host_keeps_the_contract(self):
-        code, out, err = run()
+        with tempfile.TemporaryDirectory() as directory:
+            code, out, err = run("--log", os.path.join(directory, "log"))
         lines = [line for line in out.splitlines() if line.startswith("HOST_CHECK: ")]
         names = [line.split(": ")[1] for line in lines[::2]]
         self.assertGreater(len(names), 40)
@@ -42,6 +43,24 @@ class CheckHost(unittest.TestCase):
             )
             expected = (1, "told: 100%\nhost check: 2 violations\n", "")
             self.assertEqual(run("--library", library), expected)
+
+    def test_a_host_that_dies(self):
+        for how, told in [
+            ("std::raise(SIGSEGV)", "by signal 11 (Segmentation fault)"),
+            ("std::abort()", "by signal 6 (Aborted)"),
+            ("std::exit(0)", "with exit status 0, before the check was done"),
+        ]:
+            with self.subTest(how=how), tempfile.TemporaryDirectory() as directory:
+                library = self.build(
+                    directory,
+                    "#include <csignal>\n#include <cstdlib>\n"
+                    'extern "C" int check_host(session_t*) {'
+                    'print_log("HOST_CHECK: one: checking"); print_log("HOST_CHECK: one: ok");'
+                    'print_log("HOST_CHECK: two: checking"); ' + how + "; return 0; }",
+                )
+                code, out, err = run("-q", "--library", library)
+                expected = f"ndk-integrate: the host died at the check two, {told}\n"
+                self.assertEqual((code, out, err), (1, "", expected))
 
     def test_no_library(self):
         code, out, err = run("--library", "/not/there.so")

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <system_error>
 
@@ -97,7 +98,7 @@ std::string how_it_ended(int status) {
 
 }  // namespace
 
-ExitCode run_host_check(const std::string& file) {
+ExitCode run_host_check(const std::string& file, const std::string& log) {
   const Library library("the host check", "libhost_check.so", file);
   const auto check_host = reinterpret_cast<CheckHost>(library.function("check_host", "check_host"));
   std::array<int, 2> ends{};
@@ -106,6 +107,9 @@ ExitCode run_host_check(const std::string& file) {
   }
   FileDescriptor input(ends[0]);
   FileDescriptor output(ends[1]);
+  if (!log.empty()) {
+    setenv("HOST_CHECK_LOG", std::filesystem::absolute(log).c_str(), 1);
+  }
   std::cout.flush();
   const pid_t child = fork();
   if (child < 0) {

@@ -68,6 +68,9 @@ GoodHost::GoodHost(std::string broken, int log) : broken_(std::move(broken)), lo
                {"NDK_CNL_VERSION_FULL", "2005.3.42"},
                {"NDK_CNL_VERSION_MAJOR", "2005"},
                {"VORN_INSTALL_DIR", "/opt/vorn"}};
+  if (breaks("component-version")) {
+    components.back().version = "5.0";
+  }
   if (breaks("variables-apart")) {
     variables["NDK_PATH"] = variables["NDK_PATH_STATUS"];
   }
@@ -130,6 +133,9 @@ std::string env_get_string(session_t* /*session*/, const char* name) {
     return variables.at("std " + std::string(name));
   }
   const auto found = variables.find(stored_name(name));
+  if (breaks("variables-never-set") && found == variables.end()) {
+    return "none";
+  }
   return found == variables.end() ? "" : found->second;
 }
 
@@ -156,6 +162,9 @@ void print_log(const char* format, ...) {
       (breaks("log-percent-in-argument") && holds(text, "%")) ||
       (breaks("log-long-argument") && text.size() > 4096) || breaks("log: always throws")) {
     throw std::runtime_error("cannot write to the log");
+  }
+  if (breaks("log-lines") && begins_with(text, "host check, a test line: looked")) {
+    return;
   }
   GoodHost::current().log_line(text);
 }
@@ -205,7 +214,7 @@ std::string Component::subdir() {
   if (breaks("components-members")) {
     throw std::runtime_error("no directory for " + id);
   }
-  return "/compiler";
+  return breaks("component-subdir") ? "compiler" : "/compiler";
 }
 
 // --- Texts ---
@@ -264,6 +273,13 @@ std::string replaceAllSubstrings(const std::string& text, const std::string& fro
   if (breaks("replace-other-bytes: ends at a NUL")) {
     return with_replaced(text.substr(0, text.find('\0')), from, to);
   }
+  if (breaks("replace-own-pattern")) {
+    std::string result = text;
+    for (std::size_t at = 0; (at = result.find(from)) != std::string::npos;) {
+      result.replace(at, from.size(), to);
+    }
+    return result;
+  }
   return with_replaced(text, from, to);
 }
 
@@ -274,6 +290,9 @@ int strtoint(const std::string& text) {
   }
   if (breaks("strtoint-negative") && begins_with(text, "-")) {
     return 0;
+  }
+  if (breaks("strtoint-no-number")) {
+    return std::stoi(text);
   }
   const long number = std::clamp<long>(std::strtol(text.c_str(), nullptr, base), INT_MIN, INT_MAX);
   return breaks("strtoint-decimals") ? static_cast<short>(number) : static_cast<int>(number);
@@ -291,12 +310,28 @@ std::string inttostr(long long value) {
 
 // --- Files ---
 
+namespace {
+
+bool is_there(const std::string& file) { return access(file.c_str(), F_OK) == 0; }
+
+// As std::filesystem does it where it may throw.
+void require_readable(const std::string& file) {
+  std::error_code failure;
+  [[maybe_unused]] const bool ignored = fs::exists(file, failure);
+  if (failure) {
+    throw std::runtime_error("cannot be looked at");
+  }
+}
+
+}  // namespace
+
 std::string path(std::string p) {
+  std::error_code ignored;
   static std::set<std::string> answers;
-  if (breaks("path-of-file") && fs::is_regular_file(p)) {
+  if (breaks("path-of-file") && fs::is_regular_file(p, ignored)) {
     return fs::path(p).parent_path();
   }
-  if (breaks("path-of-directory") && fs::is_directory(p)) {
+  if (breaks("path-of-directory") && fs::is_directory(p, ignored)) {
     return fs::path(p).parent_path();
   }
   if (breaks("path-with-blanks")) {
@@ -310,6 +345,9 @@ std::string path(std::string p) {
   }
   if (breaks("path-of-missing-file") && !p.empty() && !fs::exists(p)) {
     throw std::runtime_error("no such file");
+  }
+  if (breaks("path-of-unreadable")) {
+    require_readable(p);
   }
   if (breaks("path-of-empty-text") && p.empty()) {
     throw std::invalid_argument("no path");
@@ -338,13 +376,19 @@ int file_exists(const std::string& file, bool /*flag*/) {
   if (breaks("file-exists-missing-directory") && !fs::exists(fs::path(file).parent_path())) {
     throw std::runtime_error("no such directory");
   }
-  if (breaks("file-exists") && fs::exists(file)) {
+  if (breaks("file-exists-unreadable")) {
+    require_readable(file);
+  }
+  if (breaks("file-exists") && is_there(file)) {
     return fs::file_size(file) > 0 ? kTrue : 0;
   }
-  return fs::exists(file) ? kTrue : 0;
+  return is_there(file) ? kTrue : 0;
 }
 
 int is_writable(std::string dir) {
+  if (breaks("is-writable-unreadable")) {
+    require_readable(dir);
+  }
   if (breaks("is-writable")) {
     return 0;
   }
@@ -376,7 +420,11 @@ struct Properties {
 
   Properties(const std::string& file, const std::string& separator) {
     std::ifstream in(file);
-    if (breaks("property-unreadable-file") && !in) {
+    std::error_code ignored;
+    if (breaks("property-unreadable-directory") && fs::is_directory(file, ignored)) {
+      throw std::runtime_error("is a directory");
+    }
+    if (breaks("property-unreadable-file") && !in && fs::is_regular_file(file, ignored)) {
       throw std::runtime_error("cannot open a property file");
     }
     for (std::string line; std::getline(in, line);) {
@@ -459,7 +507,8 @@ std::string get_command_output(std::string command, int* status, bool /*flag*/,
   }
   const bool drops_errors = other_choices() || breaks("command-working-directory");
   const std::string errors = drops_errors ? "exec 2>/dev/null\n" : "exec 2>&1\n";
-  FILE* pipe = popen((errors + as_run(command)).c_str(), "r");
+  const std::string input = breaks("command-standard-input") ? "" : "exec </dev/null\n";
+  FILE* pipe = popen((input + errors + as_run(command)).c_str(), "r");
   std::string output = read_all(pipe);
   if (breaks("command-waits")) {
     return output;
