@@ -3,7 +3,9 @@
 #include <stdio.h>
 
 #include <algorithm>
+#include <map>
 #include <memory>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -49,6 +51,7 @@ Lines output_of(const std::string& tool) {
   // without the mark of names that only return one.
   for (const char* spelling :
        {"std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >",
+        "std::basic_string<char, std::char_traits<char>, std::allocator<char> >",
         "std::__1::basic_string<char, std::__1::char_traits<char>, std::__1::allocator<char> >"}) {
     replace_all(text, spelling, "std::string");
   }
@@ -89,11 +92,12 @@ struct Symbol {
 std::vector<Symbol> symbols(const std::string& which) {
   std::vector<Symbol> result;
   for (const std::string& line : output_of("nm -D --demangle --with-symbol-versions " + which)) {
-    // An address, where there is one, goes first: 16 digits or blanks.
-    const std::string name = line.substr(19);
+    // An address, where there is one, goes first: two digits or blanks a byte.
+    constexpr std::size_t kind = 2 * sizeof(void*) + 1;
+    const std::string name = line.substr(kind + 2);
     const std::size_t at = name.find('@');
     result.push_back(
-        {line[17], name.substr(0, at), at == std::string::npos ? "" : name.substr(at)});
+        {line[kind], name.substr(0, at), at == std::string::npos ? "" : name.substr(at)});
   }
   return result;
 }
@@ -223,6 +227,43 @@ TEST(PluginBinary, NeededLibraries) {
         sanitized && (begins_with(name, "libasan.so") || begins_with(name, "libubsan.so"));
     EXPECT_TRUE(runtime || sanitizer) << library;
   }
+}
+
+// The oldest C and C++ libraries that the plug-in loads with. aarch64 begins with GLIBC_2.17.
+TEST(PluginBinary, FloorOfSymbolVersions) {
+  if (sanitized) {
+    GTEST_SKIP() << "a sanitizer's own runtime decides";
+  }
+#if defined(_GLIBCXX_USE_CXX11_ABI) && !_GLIBCXX_USE_CXX11_ABI
+  const std::vector<int> libstdcxx{3, 4, 11};
+#else
+  const std::vector<int> libstdcxx{3, 4, 21};
+#endif
+#ifdef __aarch64__
+  const std::vector<int> glibc{2, 17};
+#else
+  const std::vector<int> glibc{2, 14};
+#endif
+  const std::map<std::string, std::vector<int>> floor{
+      {"GLIBC", glibc}, {"GLIBCXX", libstdcxx}, {"CXXABI", {1, 3, 9}}, {"GCC", {3, 0}}};
+
+  const std::regex version("Name: ([A-Z]+)_([0-9.]+)");
+  int versions = 0;
+  for (const std::string& line : output_of("readelf --version-info --wide")) {
+    std::smatch found;
+    if (!std::regex_search(line, found, version)) {
+      continue;
+    }
+    ++versions;
+    std::vector<int> numbers;
+    std::istringstream in(found[2]);
+    for (std::string number; std::getline(in, number, '.');) {
+      numbers.push_back(std::stoi(number));
+    }
+    ASSERT_EQ(floor.count(found[1]), 1U) << line;
+    EXPECT_LE(numbers, floor.at(found[1])) << line;
+  }
+  EXPECT_GT(versions, 0);
 }
 
 TEST(PluginBinary, Soname) {
