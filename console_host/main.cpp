@@ -4,18 +4,22 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <iostream>
 #include <sstream>
 
 #include "console_host/base/errors.h"
-#include "console_host/base/escaping.h"
+#include "console_host/base/paths.h"
 #include "console_host/commands/check_host.h"
 #include "console_host/commands/check_host_program.h"
 #include "console_host/commands/find.h"
 #include "console_host/commands/install.h"
 #include "console_host/commands/output.h"
+#include "console_host/commands/release.h"
+#include "console_host/commands/status.h"
 #include "console_host/commands/undo.h"
+#include "console_host/commands/verify.h"
 #include "console_host/ndk/plugin.h"
 #include "console_host/package/installation_file.h"
 #include "console_host/services/log.h"
@@ -33,11 +37,16 @@ struct Options {
   std::optional<std::string> ndk;
   std::vector<std::string> settings;
   InstallOptions install;
-  bool undo_json = false;
+  UndoOptions undo;
+  bool status_json = false;
+  VerifyOptions verify;
   std::string host_check;
   HostProgramOptions host_program;
   FindOptions find;
   CheckOptions check;
+  std::string release;
+  bool release_json = false;
+  bool json = false;  // whether the command line asks for JSON, also where it is wrong otherwise
 };
 
 ExitCode fail(const std::string& what, ExitCode code) {
@@ -45,17 +54,34 @@ ExitCode fail(const std::string& what, ExitCode code) {
   return code;
 }
 
+// What is told of the exception that is being handled, and the exit code that goes with it.
+ExitCode fail_with_current_exception(bool json) {
+  const std::string what = describe_current_exception();
+  ExitCode code = kNotDone;
+  const char* outcome = "failed";
+  try {
+    throw;
+  } catch (const UsageError&) {
+    code = kWrongUsage;
+    outcome = "wrong-usage";
+  } catch (const PluginError&) {
+    code = kNoPlugin;
+    outcome = "no-plugin";
+  } catch (...) {
+  }
+  if (json) {
+    say_json({{"schema", 1}, {"outcome", outcome}, {"changed", false}, {"message", what}});
+  }
+  return fail((code == kNotDone ? "not done: " : "") + what, code);
+}
+
 // Runs `command`, and ends it where an exception left the plug-in. Its type may be the plug-in's
 // own, so this has to happen as long as the plug-in is loaded.
-ExitCode guarded(const std::function<ExitCode()>& command) {
+ExitCode guarded(const Options& options, const std::function<ExitCode()>& command) {
   try {
     return command();
-  } catch (const PluginError&) {
-    throw;
-  } catch (const std::exception& failure) {
-    return fail(std::string("not done: ") + failure.what(), kNotDone);
   } catch (...) {
-    return fail(std::string("not done: ") + describe_current_exception(), kNotDone);
+    return fail_with_current_exception(options.json);
   }
 }
 
@@ -70,7 +96,7 @@ ExitCode run_command(const Options& options, const std::function<ExitCode()>& co
   if (options.quiet) {
     be_quiet();
   }
-  const ExitCode result = guarded(command);
+  const ExitCode result = guarded(options, command);
   if (!log_is_complete()) {
     complain("warning: the log file " + options.log + " could not be written whole");
   }
@@ -109,22 +135,46 @@ ExitCode run_install(const Options& options) {
 }
 
 ExitCode run_undo(const Options& options) {
-  const Installation installation = read_installation(options.installation);
+  const Installation installation = overridden_installation(options);
   return run_with_plugin(
-      options, [&](const Plugin& plugin) { return undo(plugin, installation, options.undo_json); });
+      options, [&](const Plugin& plugin) { return undo(plugin, installation, options.undo); });
+}
+
+ExitCode run_status(const Options& options) {
+  const Installation installation = overridden_installation(options);
+  return run_with_plugin(options, [&](const Plugin& plugin) {
+    return status(plugin, installation, options.status_json);
+  });
+}
+
+ExitCode run_verify(const Options& options) {
+  const Installation installation = overridden_installation(options);
+  VerifyOptions verify_options = options.verify;
+  const auto names_ndk = [](const std::string& setting) {
+    return setting.rfind("NDK_PATH=", 0) == 0;
+  };
+  verify_options.is_ndk_given =
+      options.ndk || std::any_of(options.settings.begin(), options.settings.end(), names_ndk);
+  verify_options.keep = absolute_path(working_directory(), options.verify.keep);
+  require_keep_directory(verify_options);
+  return run_with_plugin(
+      options, [&](const Plugin& plugin) { return verify(plugin, installation, verify_options); });
 }
 
 ExitCode run_find(const Options& options) {
-  require_directories(options.find);
+  require_understood(options.find);
   return run_with_plugin(options, [&](const Plugin& plugin) { return find(plugin, options.find); });
 }
 
 ExitCode run_check(const Options& options) {
-  if (options.check.dir.empty()) {
-    throw UsageError("check: the directory's name is empty");
-  }
+  require_understood(options.check);
   return run_with_plugin(options,
                          [&](const Plugin& plugin) { return check(plugin, options.check); });
+}
+
+ExitCode run_release(const Options& options) {
+  return run_command(options,
+                     [&] { return convert_release(options.release, options.release_json); });
 }
 
 ExitCode run_check_host(const Options& options) {
@@ -148,11 +198,41 @@ void describe_common_options(CLI::App& app, Options& options) {
   app.add_flag("-q", options.quiet, "Print the result and what went wrong, no steps");
 }
 
+CLI::Option* add_json_flag(CLI::App& command, bool& json) {
+  return command.add_flag("--json", json, "Print one JSON object");
+}
+
 void add_supported_option(CLI::App& command, std::optional<std::string>& supported) {
   command
-      .add_option("--supported", supported,
-                  "Releases that are supported, as r10e;r11c; any readable one without this")
+      .add_option(
+          "--supported", supported,
+          "Releases that are asked for, as r10e;r11c, r21*, r21..r25, r21+ or 27.0.12077973; any "
+          "readable one without this")
       ->option_text("LIST");
+}
+
+void add_project_options(CLI::App& find, FindOptions& options) {
+  CLI::Option* project =
+      find.add_option("--project", options.project,
+                      "Look for what a project pins in DIR and above, instead of from here")
+          ->option_text("DIR");
+  find.add_flag("--no-project", options.no_project, "Do not look for what a project pins")
+      ->excludes(project);
+}
+
+void add_choosing_options(CLI::App& find, FindOptions& options) {
+  find.add_flag("--newest", options.newest, "Take the newest good one, not the first");
+  find.add_flag("--prerelease", options.prerelease, "Take a beta as readily as a release");
+  find.add_flag("--read-only", options.read_only, "Accept an NDK that you cannot write to");
+  CLI::Option* lock =
+      find.add_option("--lock", options.lock, "Write down in FILE which NDK was found")
+          ->option_text("FILE");
+  find.add_option("--locked", options.locked, "Find exactly the NDK that FILE says")
+      ->option_text("FILE")
+      ->excludes(lock);
+  find.add_option("--format", options.format,
+                  "Print only this line for the NDK found, as '{path}\\t{release}\\t{revision}'")
+      ->option_text("FORMAT");
 }
 
 void describe_find(CLI::App& app, Options& options, Action& action) {
@@ -164,7 +244,9 @@ void describe_find(CLI::App& app, Options& options, Action& action) {
   add_supported_option(*find, options.find.supported);
   find->add_flag("--all", options.find.all,
                  "Judge every directory, not only up to the first good one");
-  find->add_flag("--json", options.find.json, "Print one JSON object");
+  add_project_options(*find, options.find);
+  add_choosing_options(*find, options.find);
+  add_json_flag(*find, options.find.json)->excludes("--format");
   describe_common_options(*find, options);
   find->callback([&] { action = [&] { return run_find(options); }; });
 }
@@ -173,9 +255,21 @@ void describe_check(CLI::App& app, Options& options, Action& action) {
   CLI::App* check = app.add_subcommand("check", "Judge one directory");
   check->add_option("DIR", options.check.dir, "The directory")->option_text(" ")->required();
   add_supported_option(*check, options.check.supported);
-  check->add_flag("--json", options.check.json, "Print one JSON object");
+  check->add_flag("--read-only", options.check.read_only, "Accept an NDK that you cannot write to");
+  add_json_flag(*check, options.check.json);
   describe_common_options(*check, options);
   check->callback([&] { action = [&] { return run_check(options); }; });
+}
+
+void describe_release(CLI::App& app, Options& options, Action& action) {
+  CLI::App* release =
+      app.add_subcommand("release", "Convert a release, r21e, to its numbers, 21.4, and back");
+  release->add_option("RELEASE", options.release, "The release or the revision")
+      ->option_text(" ")
+      ->required();
+  add_json_flag(*release, options.release_json);
+  describe_common_options(*release, options);
+  release->callback([&] { action = [&] { return run_release(options); }; });
 }
 
 void add_installation(CLI::App& command, Options& options) {
@@ -184,6 +278,14 @@ void add_installation(CLI::App& command, Options& options) {
                   "What an installer would know, as TOML")
       ->option_text(" ")
       ->required();
+  command.add_option("--set", options.settings, "Override a session variable of the file")
+      ->option_text("NAME=VALUE")
+      ->allow_extra_args(false);
+}
+
+void add_keep_ndk_flag(CLI::App& command, bool& keep_ndk) {
+  command.add_flag("--keep-ndk", keep_ndk,
+                   "Do not take the compiler out of the NDK that it was installed for");
 }
 
 void describe_install(CLI::App& app, Options& options, Action& action) {
@@ -192,11 +294,15 @@ void describe_install(CLI::App& app, Options& options, Action& action) {
   add_installation(*install, options);
   install->add_option("--ndk", options.ndk, "Use this NDK instead of looking for one")
       ->option_text("DIR");
-  install->add_option("--set", options.settings, "Override a session variable of the file")
-      ->option_text("NAME=VALUE")
-      ->allow_extra_args(false);
   install->add_flag("--dry-run", options.install.dry_run, "Change nothing, show what would change");
-  install->add_flag("--json", options.install.json, "Print one JSON object");
+  install->add_flag("--optional", options.install.optional,
+                    "Where there is no NDK or no component for one, that is well: exit code 0");
+  add_keep_ndk_flag(*install, options.install.keep_ndk);
+  install
+      ->add_flag("--verify", options.install.verify,
+                 "Prove afterwards that the NDK builds with the compiler, which takes seconds")
+      ->excludes("--dry-run");
+  add_json_flag(*install, options.install.json);
   describe_common_options(*install, options);
   install->callback([&] { action = [&] { return run_install(options); }; });
 }
@@ -204,9 +310,38 @@ void describe_install(CLI::App& app, Options& options, Action& action) {
 void describe_undo(CLI::App& app, Options& options, Action& action) {
   CLI::App* undo = app.add_subcommand("undo", "Put back the compiler's files as they were");
   add_installation(*undo, options);
-  undo->add_flag("--json", options.undo_json, "Print one JSON object");
+  undo->add_flag("--dry-run", options.undo.dry_run, "Change nothing, tell what would be put back");
+  add_keep_ndk_flag(*undo, options.undo.keep_ndk);
+  add_json_flag(*undo, options.undo.json);
   describe_common_options(*undo, options);
   undo->callback([&] { action = [&] { return run_undo(options); }; });
+}
+
+void describe_status(CLI::App& app, Options& options, Action& action) {
+  CLI::App* status = app.add_subcommand("status", "Tell what is installed of a compiler package");
+  add_installation(*status, options);
+  add_json_flag(*status, options.status_json);
+  describe_common_options(*status, options);
+  status->callback([&] { action = [&] { return run_status(options); }; });
+}
+
+void describe_verify(CLI::App& app, Options& options, Action& action) {
+  CLI::App* verify =
+      app.add_subcommand("verify", "Prove that the NDK builds with the compiler's toolchains");
+  add_installation(*verify, options);
+  verify
+      ->add_option("--ndk", options.ndk,
+                   "Look at this NDK instead of the one that was installed into")
+      ->option_text("DIR");
+  verify->add_flag("--no-build", options.verify.no_build,
+                   "Only look whether everything is in its place");
+  verify
+      ->add_option("--keep", options.verify.keep,
+                   "Build in DIR, and keep the projects and their logs")
+      ->option_text("DIR");
+  add_json_flag(*verify, options.verify.json);
+  describe_common_options(*verify, options);
+  verify->callback([&] { action = [&] { return run_verify(options); }; });
 }
 
 void describe_check_host(CLI::App& app, Options& options, Action& action) {
@@ -222,43 +357,47 @@ void describe_check_host(CLI::App& app, Options& options, Action& action) {
                        "will load in it")
           ->option_text("FILE")
           ->excludes(library);
-  check_host->add_flag("--json", options.host_program.json, "Print one JSON object")
-      ->needs(program);
+  add_json_flag(*check_host, options.host_program.json)->needs(program);
   describe_common_options(*check_host, options);
   check_host->callback([&] { action = [&] { return run_check_host(options); }; });
 }
 
-// Prints the help that was asked for, or what is wrong.
+constexpr const char* kExitCodes =
+    "Exit codes: 0 done; 1 not done, the message says why; 2 wrong usage or a wrong file; 3 the "
+    "plug-in cannot be loaded; 4 nothing to do here: no NDK can be used, or no component asks for one.";
+
+// Prints the help that was asked for, or throws UsageError that tells what is wrong.
 ExitCode explain_usage(const CLI::App& app, const CLI::ParseError& parse_error) {
   std::stringstream wrong;
   if (app.exit(parse_error, std::cout, wrong) == 0) {
     return kDone;
   }
-  for (std::string line; std::getline(wrong, line);) {
-    std::cerr << one_line(line) << std::endl;
+  if (app.get_subcommands().empty() && !app.remaining().empty()) {
+    throw UsageError("unknown command '" + app.remaining().front() + "'; see ndk-integrate --help");
   }
-  return kWrongUsage;
+  const std::vector<CLI::App*> command = app.get_subcommands();
+  throw UsageError(std::string(parse_error.what()) + "; see ndk-integrate " +
+                   (command.empty() ? "" : command.front()->get_name() + " ") + "--help");
 }
 
-ExitCode run(int argc, char** argv) {
-  Options options;
+ExitCode run(int argc, char** argv, Options& options) {
   Action action;
   CLI::App app("Runs the NDK integration of a compiler package without an installer.",
                "ndk-integrate");
   app.require_subcommand(1);
+  app.footer(kExitCodes);
   describe_common_options(app, options);
   describe_find(app, options, action);
   describe_check(app, options, action);
+  describe_release(app, options, action);
   describe_install(app, options, action);
   describe_undo(app, options, action);
+  describe_status(app, options, action);
+  describe_verify(app, options, action);
   describe_check_host(app, options, action);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& parse_error) {
-    if (app.get_subcommands().empty() && !app.remaining().empty()) {
-      return fail("unknown command '" + app.remaining().front() + "'; see ndk-integrate --help",
-                  kWrongUsage);
-    }
     return explain_usage(app, parse_error);
   }
   return action();
@@ -287,14 +426,12 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   // Where it is ignored, the exit status of the script would be lost.
   std::signal(SIGCHLD, SIG_DFL);
+  Options options;
+  options.json = std::find(argv, argv + argc, std::string("--json")) != argv + argc;
   try {
-    const ExitCode result = run(argc, argv);
+    const ExitCode result = run(argc, argv, options);
     return std::cout.flush() ? result : fail("cannot write to standard output", kNotDone);
-  } catch (const UsageError& wrong) {
-    return fail(wrong.what(), kWrongUsage);
-  } catch (const PluginError& missing) {
-    return fail(missing.what(), kNoPlugin);
-  } catch (const std::exception& failure) {
-    return fail(std::string("not done: ") + failure.what(), kNotDone);
+  } catch (...) {
+    return fail_with_current_exception(options.json);
   }
 }

@@ -2,6 +2,7 @@
 
 #include "ndk_utils/ndk_utils.h"
 #include "tests/recording_host.h"
+#include "tests/transcripts.h"
 
 using Variables = std::map<std::string, std::string>;
 
@@ -16,29 +17,9 @@ TEST(ComponentSelection, MatchingComponent) {
 
   EXPECT_EQ(decide(host), 0);
 
-  EXPECT_EQ(host.record(), R"calls(
-print_log("NDK_INTEGRATION: check_if_ndk_integration_files_are_to_be_installed()")
-env_set_string[chars]("NDK_INTEGRATION_INSTALL_DETECTED", "no")
-env_get_string("NDK_COMPONENT_PATTERNS")
-splitString("-ndk-", ";", false)
-TSD::components()
-Component::installCondition("x-ndk-y")
-Component::getSelected("x-ndk-y")
-print_log("NDK_INTEGRATION: check_if_ndk_integration_files_are_to_be_installed(): Found pattern '%s' in '%s'", "-ndk-", "x-ndk-y")
-env_set_string[chars]("NDK_INTEGRATION_INSTALL_DETECTED", "yes")
-env_set_string[strings]("NDK_COMPILER_VERSION", "5.0.3")
-env_set_string[strings]("NDK_COMPILER_PACKAGE_NUMBER", "42")
-Component::subdir("x-ndk-y")
-env_set_string[strings]("NDK_COMPILER_SUBDIR", "/vorn")
-splitString("5.0.3", ".", false)
-strtoint("5")
-strtoint("3")
-inttostr(2005)
-inttostr(3)
-inttostr(2005)
-env_set_string[strings]("NDK_CNL_VERSION_FULL", "2005.3.42")
-env_set_string[strings]("NDK_CNL_VERSION_MAJOR", "2005")
-)calls");
+  EXPECT_EQ(host.record(), "\n" + begins_selection("-ndk-") + asks_selected("x-ndk-y") +
+                               records_compiler("-ndk-", "x-ndk-y", "5.0.3", "42", "/vorn") +
+                               records_libraries("5.0.3", "42", "2005", "3"));
   EXPECT_EQ(host.variables, (Variables{{"NDK_COMPONENT_PATTERNS", "-ndk-"},
                                        {"NDK_INTEGRATION_INSTALL_DETECTED", "yes"},
                                        {"NDK_COMPILER_VERSION", "5.0.3"},
@@ -57,17 +38,8 @@ TEST(ComponentSelection, NoneBothInstallableAndSelected) {
 
   EXPECT_EQ(decide(host), 0);
 
-  EXPECT_EQ(host.record(), R"calls(
-print_log("NDK_INTEGRATION: check_if_ndk_integration_files_are_to_be_installed()")
-env_set_string[chars]("NDK_INTEGRATION_INSTALL_DETECTED", "no")
-env_get_string("NDK_COMPONENT_PATTERNS")
-splitString("ndk", ";", false)
-TSD::components()
-Component::installCondition("ndk-1")
-Component::installCondition("ndk-2")
-Component::getSelected("ndk-2")
-Component::installCondition("ndk-3")
-)calls");
+  EXPECT_EQ(host.record(), "\n" + begins_selection("ndk") + passes_over("ndk-1") +
+                               asks_selected("ndk-2") + passes_over("ndk-3"));
   EXPECT_EQ(host.variables, (Variables{{"NDK_COMPONENT_PATTERNS", "ndk"},
                                        {"NDK_COMPILER_VERSION", "1.2.3"},
                                        {"NDK_INTEGRATION_INSTALL_DETECTED", "no"}}));
@@ -82,51 +54,56 @@ TEST(ComponentSelection, FirstOfTwoMatchingComponents) {
 
   EXPECT_EQ(decide(host), 0);
 
-  EXPECT_EQ(host.record(), R"calls(
-print_log("NDK_INTEGRATION: check_if_ndk_integration_files_are_to_be_installed()")
-env_set_string[chars]("NDK_INTEGRATION_INSTALL_DETECTED", "no")
-env_get_string("NDK_COMPONENT_PATTERNS")
-splitString("ndk", ";", false)
-TSD::components()
-Component::installCondition("other")
-Component::getSelected("other")
-Component::installCondition("ndk-first")
-Component::getSelected("ndk-first")
-print_log("NDK_INTEGRATION: check_if_ndk_integration_files_are_to_be_installed(): Found pattern '%s' in '%s'", "ndk", "ndk-first")
-env_set_string[chars]("NDK_INTEGRATION_INSTALL_DETECTED", "yes")
-env_set_string[strings]("NDK_COMPILER_VERSION", "5.0.3")
-env_set_string[strings]("NDK_COMPILER_PACKAGE_NUMBER", "42")
-Component::subdir("ndk-first")
-env_set_string[strings]("NDK_COMPILER_SUBDIR", "/first")
-splitString("5.0.3", ".", false)
-strtoint("5")
-strtoint("3")
-inttostr(2005)
-inttostr(3)
-inttostr(2005)
-env_set_string[strings]("NDK_CNL_VERSION_FULL", "2005.3.42")
-env_set_string[strings]("NDK_CNL_VERSION_MAJOR", "2005")
-)calls");
+  EXPECT_EQ(host.record(), "\n" + begins_selection("ndk") + asks_selected("other") +
+                               asks_selected("ndk-first") +
+                               records_compiler("ndk", "ndk-first", "5.0.3", "42", "/first") +
+                               records_libraries("5.0.3", "42", "2005", "3"));
 }
 
-// What is logged when a component matches.
-static std::string found_line(const RecordingHost& host) {
-  for (const std::string& line : host.calls) {
-    if (line.find("Found pattern") != std::string::npos) {
-      return line.substr(line.find("\", \"") + 3);
-    }
-  }
-  return "none";
-}
-
-TEST(ComponentSelection, FirstPatternOfTheListIsNamed) {
+TEST(ComponentSelection, NoComponents) {
   RecordingHost host;
-  host.variables["NDK_COMPONENT_PATTERNS"] = "none;y-%s;x-";
-  host.add_component("x-y-%s", "5.0.3", "42", "");
+  host.variables["NDK_COMPONENT_PATTERNS"] = "ndk";
 
   EXPECT_EQ(decide(host), 0);
 
-  EXPECT_EQ(found_line(host), R"("y-%s", "x-y-%s"))");
+  EXPECT_EQ(host.record(), "\n" + begins_selection("ndk"));
+}
+
+// One component, installable and selected.
+TEST(ComponentSelection, Patterns) {
+  struct Row {
+    const char* name;
+    std::string patterns;
+    std::string id;
+    const char* matching;  // the pattern that the log names, or null
+  };
+  const std::vector<Row> rows = {
+      {"first of the list that occurs", "none;y-%s;x-", "x-y-%s", "y-%s"},
+      {"no patterns", "", "any", nullptr},
+      {"other letter case", "ndk", "X-NDK-Y", nullptr},
+      {"inside", "ndk", "x-ndk-y", "ndk"},
+      {"at the beginning", "ndk", "ndk-y", "ndk"},
+      {"at the end", "ndk", "x-ndk", "ndk"},
+      {"whole", "ndk", "ndk", "ndk"},
+      {"no wildcards", "n*k;n.k;ndk?;*", "x-ndk-y", nullptr},
+      // The patterns belong to the id: none of the other texts is searched.
+      {"in other texts", "5.0.3;42;vorn", "x", nullptr},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    RecordingHost host;
+    host.variables["NDK_COMPONENT_PATTERNS"] = row.patterns;
+    host.add_component(row.id, "5.0.3", "42", "/vorn");
+
+    EXPECT_EQ(decide(host), 0);
+
+    const std::string matched =
+        row.matching == nullptr ? ""
+                                : records_compiler(row.matching, row.id, "5.0.3", "42", "/vorn") +
+                                      records_libraries("5.0.3", "42", "2005", "3");
+    EXPECT_EQ(host.record(),
+              "\n" + begins_selection(row.patterns) + asks_selected(row.id) + matched);
+  }
 }
 
 TEST(ComponentSelection, EmptyPatternMatchesEverything) {
@@ -137,245 +114,64 @@ TEST(ComponentSelection, EmptyPatternMatchesEverything) {
 
   EXPECT_EQ(decide(host), 0);
 
-  EXPECT_EQ(found_line(host), R"("", "any"))");
-}
-
-TEST(ComponentSelection, NoPatterns) {
-  RecordingHost host;
-  host.add_component("any", "5.0.3", "42", "");
-
-  EXPECT_EQ(decide(host), 0);
-
-  EXPECT_EQ(host.record(), R"calls(
-print_log("NDK_INTEGRATION: check_if_ndk_integration_files_are_to_be_installed()")
-env_set_string[chars]("NDK_INTEGRATION_INSTALL_DETECTED", "no")
-env_get_string("NDK_COMPONENT_PATTERNS")
-splitString("", ";", false)
-TSD::components()
-Component::installCondition("any")
-Component::getSelected("any")
-)calls");
-}
-
-TEST(ComponentSelection, NoComponents) {
-  RecordingHost host;
-  host.variables["NDK_COMPONENT_PATTERNS"] = "ndk";
-
-  EXPECT_EQ(decide(host), 0);
-
-  EXPECT_EQ(host.record(), R"calls(
-print_log("NDK_INTEGRATION: check_if_ndk_integration_files_are_to_be_installed()")
-env_set_string[chars]("NDK_INTEGRATION_INSTALL_DETECTED", "no")
-env_get_string("NDK_COMPONENT_PATTERNS")
-splitString("ndk", ";", false)
-TSD::components()
-)calls");
-}
-
-TEST(ComponentSelection, CaseSensitiveSubstring) {
-  RecordingHost host;
-  host.variables["NDK_COMPONENT_PATTERNS"] = "ndk";
-  host.add_component("X-NDK-Y", "1.0.0", "1", "");
-  host.add_component("x-ndk-y", "5.0.3", "42", "");
-
-  EXPECT_EQ(decide(host), 0);
-
-  EXPECT_EQ(found_line(host), R"("ndk", "x-ndk-y"))");
-}
-
-TEST(ComponentSelection, SubstringAtTheEndsAndWhole) {
-  for (const char* id : {"ndk-y", "x-ndk", "ndk"}) {
-    RecordingHost host;
-    host.variables["NDK_COMPONENT_PATTERNS"] = "ndk";
-    host.add_component(id, "5.0.3", "42", "");
-
-    EXPECT_EQ(decide(host), 0);
-
-    EXPECT_EQ(found_line(host), std::string(R"("ndk", ")") + id + "\")");
-  }
-}
-
-TEST(ComponentSelection, NoWildcards) {
-  RecordingHost host;
-  host.variables["NDK_COMPONENT_PATTERNS"] = "n*k;n.k;ndk?;*";
-  host.add_component("x-ndk-y", "5.0.3", "42", "");
-
-  EXPECT_EQ(decide(host), 0);
-
-  EXPECT_EQ(found_line(host), "none");
-}
-
-// The patterns belong to the id: neither of the other texts is searched.
-TEST(ComponentSelection, PatternInOtherTexts) {
-  RecordingHost host;
-  host.variables["NDK_COMPONENT_PATTERNS"] = "ndk";
-  host.add_component("x", "ndk", "ndk", "ndk");
-
-  EXPECT_EQ(decide(host), 0);
-
-  EXPECT_EQ(found_line(host), "none");
+  EXPECT_EQ(host.record(), "\n" + begins_selection("ndk;;x") + asks_selected("any") +
+                               records_compiler("", "any", "5.0.3", "42", "") +
+                               records_libraries("5.0.3", "42", "2005", "3"));
 }
 
 // --- The version of the compiler's libraries ---
 
-// The calls from the split of the version on.
-static std::string record_of_version(const std::string& version, const std::string& package) {
-  RecordingHost host;
-  host.variables["NDK_COMPONENT_PATTERNS"] = "ndk";
-  host.add_component("ndk", version, package, "");
-  EXPECT_EQ(decide(host), 0);
-  host.calls.erase(host.calls.begin(), host.calls.begin() + 13);
-  return host.record();
-}
-
-TEST(CnlVersion, MiddleNumberIsNotUsed) {
-  EXPECT_EQ(record_of_version("5.1.3", "42"), R"calls(
-splitString("5.1.3", ".", false)
-strtoint("5")
-strtoint("3")
-inttostr(2005)
-inttostr(3)
-inttostr(2005)
-env_set_string[strings]("NDK_CNL_VERSION_FULL", "2005.3.42")
-env_set_string[strings]("NDK_CNL_VERSION_MAJOR", "2005")
-)calls");
-}
-
-TEST(CnlVersion, TwoThousandIsAlwaysAdded) {
-  EXPECT_EQ(record_of_version("2005.0.3", "42"), R"calls(
-splitString("2005.0.3", ".", false)
-strtoint("2005")
-strtoint("3")
-inttostr(4005)
-inttostr(3)
-inttostr(4005)
-env_set_string[strings]("NDK_CNL_VERSION_FULL", "4005.3.42")
-env_set_string[strings]("NDK_CNL_VERSION_MAJOR", "4005")
-)calls");
-}
-
-TEST(CnlVersion, EmptyPackageNumber) {
-  EXPECT_EQ(record_of_version("5.0.3", ""), R"calls(
-splitString("5.0.3", ".", false)
-strtoint("5")
-strtoint("3")
-inttostr(2005)
-inttostr(3)
-inttostr(2005)
-env_set_string[strings]("NDK_CNL_VERSION_FULL", "2005.3.")
-env_set_string[strings]("NDK_CNL_VERSION_MAJOR", "2005")
-)calls");
-}
-
-TEST(CnlVersion, PackageNumberAsItStands) {
-  EXPECT_EQ(record_of_version("5.0.3", " 042%s.b "), R"calls(
-splitString("5.0.3", ".", false)
-strtoint("5")
-strtoint("3")
-inttostr(2005)
-inttostr(3)
-inttostr(2005)
-env_set_string[strings]("NDK_CNL_VERSION_FULL", "2005.3. 042%s.b ")
-env_set_string[strings]("NDK_CNL_VERSION_MAJOR", "2005")
-)calls");
-}
-
-TEST(CnlVersion, NoNumbers) {
-  EXPECT_EQ(record_of_version("x.y.z", "42"), R"calls(
-splitString("x.y.z", ".", false)
-strtoint("x")
-strtoint("z")
-inttostr(2000)
-inttostr(0)
-inttostr(2000)
-env_set_string[strings]("NDK_CNL_VERSION_FULL", "2000.0.42")
-env_set_string[strings]("NDK_CNL_VERSION_MAJOR", "2000")
-)calls");
-}
-
-TEST(CnlVersion, NegativeNumbers) {
-  EXPECT_EQ(record_of_version("-2001.0.-3", "42"), R"calls(
-splitString("-2001.0.-3", ".", false)
-strtoint("-2001")
-strtoint("-3")
-inttostr(-1)
-inttostr(-3)
-inttostr(-1)
-env_set_string[strings]("NDK_CNL_VERSION_FULL", "-1.-3.42")
-env_set_string[strings]("NDK_CNL_VERSION_MAJOR", "-1")
-)calls");
-}
-
-TEST(CnlVersion, SumWrapsAt32Bits) {
-  EXPECT_EQ(record_of_version("2147483647.0.2147483647", "42"), R"calls(
-splitString("2147483647.0.2147483647", ".", false)
-strtoint("2147483647")
-strtoint("2147483647")
-inttostr(-2147481649)
-inttostr(2147483647)
-inttostr(-2147481649)
-env_set_string[strings]("NDK_CNL_VERSION_FULL", "-2147481649.2147483647.42")
-env_set_string[strings]("NDK_CNL_VERSION_MAJOR", "-2147481649")
-)calls");
-}
-
-TEST(CnlVersion, LastSumThatDoesNotWrap) {
-  EXPECT_EQ(record_of_version("2147481647.0.-2147483648", "42"), R"calls(
-splitString("2147481647.0.-2147483648", ".", false)
-strtoint("2147481647")
-strtoint("-2147483648")
-inttostr(2147483647)
-inttostr(-2147483648)
-inttostr(2147483647)
-env_set_string[strings]("NDK_CNL_VERSION_FULL", "2147483647.-2147483648.42")
-env_set_string[strings]("NDK_CNL_VERSION_MAJOR", "2147483647")
-)calls");
-}
-
 // The decision and the compiler are recorded before the version is looked at, and a later
-// component does not make up for it.
-static void expect_unexpected_format(const std::string& version) {
-  RecordingHost host;
-  host.variables = {{"NDK_COMPONENT_PATTERNS", "ndk"}, {"NDK_CNL_VERSION_FULL", "old"}};
-  host.add_component("ndk", version, "42", "/vorn");
-  host.add_component("ndk-later", "5.0.3", "42", "/later");
+// component does not make up for one in an unexpected format.
+TEST(CnlVersion, Versions) {
+  struct Row {
+    const char* name;
+    std::string version;
+    std::string package_number;
+    std::string major;  // "" for a version in an unexpected format
+    std::string minor;
+  };
+  const std::vector<Row> rows = {
+      {"middle number is not used", "5.1.3", "42", "2005", "3"},
+      {"2000 is always added", "2005.0.3", "42", "4005", "3"},
+      {"empty package number", "5.0.3", "", "2005", "3"},
+      {"package number as it stands", "5.0.3", " 042%s.b ", "2005", "3"},
+      {"no numbers", "x.y.z", "42", "2000", "0"},
+      {"negative numbers", "-2001.0.-3", "42", "-1", "-3"},
+      {"sum wraps at 32 bits", "2147483647.0.2147483647", "42", "-2147481649", "2147483647"},
+      {"last sum that does not wrap", "2147481647.0.-2147483648", "42", "2147483647",
+       "-2147483648"},
+      {"two numbers", "5.0", "42", "", ""},
+      {"four numbers", "5.0.3.1", "42", "", ""},
+      {"one number", "5", "42", "", ""},
+      {"empty version", "", "42", "", ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    RecordingHost host;
+    host.variables = {{"NDK_COMPONENT_PATTERNS", "ndk"}, {"NDK_CNL_VERSION_FULL", "old"}};
+    host.add_component("ndk", row.version, row.package_number, "/vorn");
+    host.add_component("ndk-later", "5.0.3", "42", "/later");
 
-  EXPECT_EQ(decide(host), 0);
+    EXPECT_EQ(decide(host), 0);
 
-  EXPECT_EQ(host.record(), R"calls(
-print_log("NDK_INTEGRATION: check_if_ndk_integration_files_are_to_be_installed()")
-env_set_string[chars]("NDK_INTEGRATION_INSTALL_DETECTED", "no")
-env_get_string("NDK_COMPONENT_PATTERNS")
-splitString("ndk", ";", false)
-TSD::components()
-Component::installCondition("ndk")
-Component::getSelected("ndk")
-print_log("NDK_INTEGRATION: check_if_ndk_integration_files_are_to_be_installed(): Found pattern '%s' in '%s'", "ndk", "ndk")
-env_set_string[chars]("NDK_INTEGRATION_INSTALL_DETECTED", "yes")
-env_set_string[strings]("NDK_COMPILER_VERSION", ")calls" +
-                               version + R"calls(")
-env_set_string[strings]("NDK_COMPILER_PACKAGE_NUMBER", "42")
-Component::subdir("ndk")
-env_set_string[strings]("NDK_COMPILER_SUBDIR", "/vorn")
-splitString(")calls" + version +
-                               R"calls(", ".", false)
-print_log("NDK_INTEGRATION: check_if_ndk_integration_files_are_to_be_installed(): compiler version is in unexpected format, could not convert it to CnL version!")
-)calls");
-  EXPECT_EQ(host.variables, (Variables{{"NDK_COMPONENT_PATTERNS", "ndk"},
-                                       {"NDK_INTEGRATION_INSTALL_DETECTED", "yes"},
-                                       {"NDK_COMPILER_VERSION", version},
-                                       {"NDK_COMPILER_PACKAGE_NUMBER", "42"},
-                                       {"NDK_COMPILER_SUBDIR", "/vorn"},
-                                       {"NDK_CNL_VERSION_FULL", "old"}}));
+    Variables variables = {
+        {"NDK_COMPONENT_PATTERNS", "ndk"},     {"NDK_INTEGRATION_INSTALL_DETECTED", "yes"},
+        {"NDK_COMPILER_VERSION", row.version}, {"NDK_COMPILER_PACKAGE_NUMBER", row.package_number},
+        {"NDK_COMPILER_SUBDIR", "/vorn"},      {"NDK_CNL_VERSION_FULL", "old"}};
+    if (!row.major.empty()) {
+      variables["NDK_CNL_VERSION_FULL"] = row.major + "." + row.minor + "." + row.package_number;
+      variables["NDK_CNL_VERSION_MAJOR"] = row.major;
+    }
+    EXPECT_EQ(host.record(),
+              "\n" + begins_selection("ndk") + asks_selected("ndk") +
+                  records_compiler("ndk", "ndk", row.version, row.package_number, "/vorn") +
+                  (row.major.empty()
+                       ? rejects_version()
+                       : records_libraries(row.version, row.package_number, row.major, row.minor)));
+    EXPECT_EQ(host.variables, variables);
+  }
 }
-
-TEST(CnlVersion, TwoNumbers) { expect_unexpected_format("5.0"); }
-
-TEST(CnlVersion, FourNumbers) { expect_unexpected_format("5.0.3.1"); }
-
-TEST(CnlVersion, OneNumber) { expect_unexpected_format("5"); }
-
-TEST(CnlVersion, EmptyVersion) { expect_unexpected_format(""); }
 
 // --- One call after another ---
 

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -15,14 +16,15 @@
 
 #include "console_host/base/durable_file.h"
 #include "console_host/base/errors.h"
-#include "console_host/package/installation_file.h"
 #include "console_host/base/escaping.h"
 #include "console_host/base/paths.h"
-#include "console_host/package/integration.h"
+#include "console_host/package/installation_file.h"
 #include "console_host/services/log.h"
+#include "console_host/services/service_observer.h"
 #include "console_host/services/session.h"
 #include "host/host.h"
 #include "tests/temporary_directory.h"
+#include "tests/texts.h"
 
 using namespace ndk_integrate;  // NOLINT(google-build-using-namespace)
 
@@ -38,49 +40,32 @@ std::string bytes(const char (&text)[N]) {
   return {text, N - 1};
 }
 
-// Whoever runs the tests, the code below is not root's.
-class OrdinaryUser {
- public:
-  static constexpr uid_t kNobody = 65534;
+constexpr uid_t kNobody = 65534;
 
-  OrdinaryUser() : was_root_(geteuid() == 0) {
-    if (was_root_ && seteuid(kNobody) != 0) {
-      throw std::runtime_error("cannot become an ordinary user");
-    }
+// Runs `act` as an ordinary user, whoever runs the tests.
+template <typename Act>
+void as_ordinary_user(const Act& act) {
+  const bool is_root = geteuid() == 0;
+  if (is_root && seteuid(kNobody) != 0) {
+    throw std::runtime_error("cannot become an ordinary user");
   }
-  ~OrdinaryUser() {
-    if (was_root_ && seteuid(0) != 0) {
-      std::abort();
-    }
+  act();
+  if (is_root && seteuid(0) != 0) {
+    std::abort();
   }
-  OrdinaryUser(const OrdinaryUser&) = delete;
-  OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+}
 
- private:
-  bool was_root_;
-};
-
-// A directory named "dir" that belongs to the ordinary user, in a temporary one that lets them in.
-class OrdinaryDirectory {
- public:
-  explicit OrdinaryDirectory(mode_t mode) : path_(top_.path() + "/dir") {
-    fs::create_directory(path_);
-    const uid_t owner = geteuid() == 0 ? OrdinaryUser::kNobody : geteuid();
-    if (chmod(top_.path().c_str(), 0755) != 0 || chmod(path_.c_str(), mode) != 0 ||
-        chown(path_.c_str(), owner, static_cast<gid_t>(-1)) != 0) {
-      throw std::runtime_error("cannot prepare " + path_);
-    }
+// Makes `name` in `top`, which it opens to all, a directory of this mode and owner.
+std::string make_directory(const TemporaryDirectory& top, const std::string& name, mode_t mode,
+                           uid_t owner) {
+  const std::string path = top.path() + name;
+  fs::create_directory(path);
+  if (chmod(top.path().c_str(), 0755) != 0 || chmod(path.c_str(), mode) != 0 ||
+      chown(path.c_str(), owner, static_cast<gid_t>(-1)) != 0) {
+    throw std::runtime_error("cannot prepare " + path);
   }
-  ~OrdinaryDirectory() { chmod(path_.c_str(), 0700); }
-  OrdinaryDirectory(const OrdinaryDirectory&) = delete;
-  OrdinaryDirectory& operator=(const OrdinaryDirectory&) = delete;
-
-  const std::string& path() const { return path_; }
-
- private:
-  TemporaryDirectory top_;
-  std::string path_;
-};
+  return path;
+}
 
 mode_t mode_of(const std::string& file) {
   struct stat status {};
@@ -99,30 +84,26 @@ std::string logged(const Act& act) {
 // --- path ---
 
 TEST(Path, Forms) {
-  const std::vector<std::pair<std::string, std::string>> rows = {
-      {"", ""},
-      {"/", "/"},
-      {"//", "/"},
-      {"////", "/"},
-      {"a", "a"},
-      {"a/", "a"},
-      {"a//", "a"},
-      {"/a", "/a"},
-      {"//a", "/a"},
-      {"/a/b", "/a/b"},
-      {"/a//b///c/", "/a/b/c"},
-      {"/a b/ c ", "/a b/ c "},
-      {".", "."},
-      {"./", "."},
-      {"./a", "./a"},
-      {"/a/./b", "/a/./b"},
-      {"/a/../b", "/a/../b"},
-      {"../", ".."},
-      {"a\\/b", "a\\/b"},
-      {bytes("a\0//b"), bytes("a\0/b")},
+  const std::vector<std::pair<std::string, Texts>> rows = {
+      {"", {""}},
+      {"/", {"/", "//", "////"}},
+      {"a", {"a", "a/", "a//"}},
+      {"/a", {"/a", "//a"}},
+      {"/a/b", {"/a/b"}},
+      {"/a/b/c", {"/a//b///c/"}},
+      {"/a b/ c ", {"/a b/ c "}},
+      {".", {".", "./"}},
+      {"..", {"../"}},
+      {"./a", {"./a"}},
+      {"/a/./b", {"/a/./b"}},
+      {"/a/../b", {"/a/../b"}},
+      {"a\\/b", {"a\\/b"}},
+      {bytes("a\0/b"), {bytes("a\0//b")}},
   };
-  for (const auto& [given, expected] : rows) {
-    EXPECT_EQ(path(given), expected) << given;
+  for (const auto& [normal, forms] : rows) {
+    for (const std::string& form : forms) {
+      EXPECT_EQ(path(form), normal) << form;
+    }
   }
 }
 
@@ -187,6 +168,7 @@ TEST(ReplaceAllSubstrings, Forms) {
       {"a%sb", "%s", "%n", "a%nb"},
       {"ab", "a", "1\n2", "1\n2b"},
       {bytes("a\0b\0"), bytes("\0"), "0", "a0b0"},
+      {bytes("aX\0c"), "X", bytes("\0y"), bytes("a\0y\0c")},
       {"a\r", "a", "b", "b\r"},
   };
   for (const Row& row : rows) {
@@ -197,34 +179,22 @@ TEST(ReplaceAllSubstrings, Forms) {
 // --- strtoint, inttostr ---
 
 TEST(Strtoint, Forms) {
-  const std::vector<std::pair<std::string, int>> rows = {
-      {"0", 0},
-      {"11", 11},
-      {"-7", -7},
-      {"+7", 7},
-      {"007", 7},
-      {" 2", 2},
-      {" \t 2", 2},
-      {"2725575-beta4", 2725575},
-      {"3 ", 3},
-      {"", 0},
-      {" ", 0},
-      {"r11", 0},
-      {"- 7", 0},
-      {"--7", 0},
-      {"0x10", 0},
-      {"1e3", 1},
-      {"2147483647", INT_MAX},
-      {"2147483648", INT_MAX},
-      {"-2147483648", INT_MIN},
-      {"-2147483649", INT_MIN},
-      {"4294967297", INT_MAX},
-      {"99999999999999999999999", INT_MAX},
-      {"-99999999999999999999999", INT_MIN},
-      {bytes("1\0002"), 1},
+  const std::vector<std::pair<int, Texts>> rows = {
+      {0, {"0", "", " ", "r11", "- 7", "--7", "0x10"}},
+      {1, {"1e3", bytes("1\0002")}},
+      {2, {" 2", " \t 2"}},
+      {3, {"3 "}},
+      {7, {"+7", "007"}},
+      {-7, {"-7"}},
+      {11, {"11"}},
+      {2725575, {"2725575-beta4"}},
+      {INT_MAX, {"2147483647", "2147483648", "4294967297", "99999999999999999999999"}},
+      {INT_MIN, {"-2147483648", "-2147483649", "-99999999999999999999999"}},
   };
-  for (const auto& [text, number] : rows) {
-    EXPECT_EQ(strtoint(text), number) << text;
+  for (const auto& [number, texts] : rows) {
+    for (const std::string& text : texts) {
+      EXPECT_EQ(strtoint(text), number) << text;
+    }
   }
 }
 
@@ -299,14 +269,11 @@ TEST(IniDb, KeyTrimmedAlike) {
   }
 }
 
-TEST(IniDb, CommentIsNoKey) {
-  EXPECT_EQ(value_in("#Pkg.Revision = 11.2.4\n", "#Pkg.Revision"), "");
-  EXPECT_EQ(value_in(" !Pkg.Revision = 11.2.4\n", "!Pkg.Revision"), "");
-}
-
-TEST(IniDb, OtherSeparators) {
+TEST(IniDb, OtherKeysAndSeparators) {
+  EXPECT_EQ(value_in("#Pkg.Revision = 11.2.4\n", "#Pkg.Revision"), "") << "a comment is no key";
+  EXPECT_EQ(value_in(" !Pkg.Revision = 11.2.4\n", "!Pkg.Revision"), "") << "a comment is no key";
   EXPECT_EQ(value_in("a = 1: b\nc: d = 2\n", "c", ":"), "d = 2");
-  EXPECT_EQ(value_in("key := value\n", "key", ":="), "value");
+  EXPECT_EQ(value_in("k:ey := value\n", "k:ey", ":="), "value");
 }
 
 TEST(IniDb, SeveralKeys) {
@@ -318,18 +285,13 @@ TEST(IniDb, SeveralKeys) {
             (Texts{"2", "1", "", "2", ""}));
 }
 
-TEST(IniDb, UnreadableFile) {
+TEST(IniDb, Directories) {
   const TemporaryDirectory dir;
-  fs::create_directory(dir.path() + "/directory");
+  dir.write("/directory/p", "a = 1\n");
+  EXPECT_EQ(IniDb(dir.path() + "/directory/", "p", "=").value("a"), "1");
   EXPECT_EQ(IniDb(dir.path(), "missing", "=").value("a"), "");
   EXPECT_EQ(IniDb(dir.path(), "directory", "=").value("a"), "");
   EXPECT_EQ(IniDb(dir.path() + "/missing", "p", "=").value("a"), "");
-}
-
-TEST(IniDb, DirectoryWithTrailingSlash) {
-  const TemporaryDirectory dir;
-  dir.write("/p", "a = 1\n");
-  EXPECT_EQ(IniDb(dir.path() + "/", "p", "=").value("a"), "1");
 }
 
 // --- file_exists ---
@@ -343,27 +305,15 @@ TEST(FileExists, Kinds) {
   fs::create_symlink("directory", dir.path() + "/directory link");
   fs::create_symlink("nowhere", dir.path() + "/dangling link");
   ASSERT_EQ(mkfifo((dir.path() + "/fifo").c_str(), 0600), 0);
-  struct Row {
-    const char* name;
-    bool file;
-    bool file_or_directory;
+  const auto expect_there = [&dir](const Texts& names, bool file, bool file_or_directory) {
+    for (const std::string& name : names) {
+      EXPECT_EQ(file_exists(dir.path() + name, false) != 0, file) << name;
+      EXPECT_EQ(file_exists(dir.path() + name, true) != 0, file_or_directory) << name;
+    }
   };
-  const std::vector<Row> rows = {
-      {"/file", true, true},
-      {"/empty", true, true},
-      {"/link", true, true},
-      {"/directory", false, true},
-      {"/directory link", false, true},
-      {"/dangling link", false, false},
-      {"/fifo", false, false},
-      {"/missing", false, false},
-      {"/file/below", false, false},
-      {"/file/", false, false},
-  };
-  for (const Row& row : rows) {
-    EXPECT_EQ(file_exists(dir.path() + row.name, false) != 0, row.file) << row.name;
-    EXPECT_EQ(file_exists(dir.path() + row.name, true) != 0, row.file_or_directory) << row.name;
-  }
+  expect_there({"/file", "/empty", "/link"}, true, true);
+  expect_there({"/directory", "/directory link"}, false, true);
+  expect_there({"/dangling link", "/fifo", "/missing", "/file/below", "/file/"}, false, false);
   EXPECT_EQ(file_exists("", false), 0);
   EXPECT_EQ(file_exists("", true), 0);
 }
@@ -371,13 +321,15 @@ TEST(FileExists, Kinds) {
 // --- is_writable ---
 
 TEST(IsWritable, Modes) {
-  const std::vector<std::pair<mode_t, bool>> rows = {
-      {0700, true}, {0300, true}, {0500, false}, {0600, false}, {0200, false}, {0077, false},
-  };
+  const std::vector<std::pair<mode_t, bool>> rows = {{0700, true},  {0300, true},  {0500, false},
+                                                     {0600, false}, {0200, false}, {0077, false}};
   for (const auto& [mode, writable] : rows) {
-    const OrdinaryDirectory dir(mode);
-    const OrdinaryUser ordinary_user;
-    EXPECT_EQ(is_writable(dir.path()) != 0, writable) << std::oct << mode;
+    const TemporaryDirectory top;
+    const std::string dir = make_directory(top, "/dir", mode, geteuid() == 0 ? kNobody : geteuid());
+    bool answer = false;
+    as_ordinary_user([&] { answer = is_writable(dir) != 0; });
+    EXPECT_EQ(answer, writable) << std::oct << mode;
+    chmod(dir.c_str(), 0700);  // so that it can be removed
   }
 }
 
@@ -385,23 +337,18 @@ TEST(IsWritable, DirectoryOfAnotherUser) {
   if (geteuid() != 0) {
     GTEST_SKIP() << "only root can make a directory that is not its own";
   }
-  const OrdinaryDirectory dir(0755);
-  ASSERT_EQ(chown(dir.path().c_str(), 0, 0), 0);
-  const OrdinaryUser ordinary_user;
-  EXPECT_EQ(is_writable(dir.path()), 0);
+  const TemporaryDirectory top;
+  const std::string dir = make_directory(top, "/dir", 0755, 0);
+  as_ordinary_user([&] { EXPECT_EQ(is_writable(dir), 0); });
 }
 
-TEST(IsWritable, Link) {
+TEST(IsWritable, OtherThings) {
   const TemporaryDirectory dir;
   fs::create_directory(dir.path() + "/directory");
   fs::create_symlink("directory", dir.path() + "/link");
-  EXPECT_NE(is_writable(dir.path() + "/link"), 0);
-}
-
-TEST(IsWritable, NoDirectory) {
-  const TemporaryDirectory dir;
   dir.write("/file", "text");
   fs::permissions(dir.path() + "/file", fs::perms::all);
+  EXPECT_NE(is_writable(dir.path() + "/link"), 0);
   EXPECT_EQ(is_writable(dir.path() + "/file"), 0);
   EXPECT_EQ(is_writable(dir.path() + "/missing"), 0);
   EXPECT_EQ(is_writable(""), 0);
@@ -409,32 +356,50 @@ TEST(IsWritable, NoDirectory) {
 
 // --- file_move ---
 
-TEST(FileMove, ModeOfReplacedFileKept) {
+// "/from", which holds "new", and "/to", what it is moved to.
+class FileMove : public testing::Test {
+ protected:
+  FileMove() {
+    dir.write("/from", "new");
+    chmod(from.c_str(), 0640);
+  }
+
+  void replace() {
+    EXPECT_NE(file_move(from, to), 0);
+    EXPECT_FALSE(dir.holds("/from"));
+  }
+
+  // A move that fails for this reason.
+  void fail(const std::string& reason) {
+    const std::string log = logged([&] { EXPECT_EQ(file_move(from, to), 0); });
+    EXPECT_EQ(dir.hidden_in(log), "ERROR: cannot move DIR/from to DIR/to: " + reason + "\n");
+  }
+
+  TemporaryDirectory dir;
+  std::string from = dir.path() + "/from";
+  std::string to = dir.path() + "/to";
+};
+
+TEST_F(FileMove, ModeOfReplacedFileKept) {
   for (const mode_t mode : {0600U, 0644U, 0755U, 0444U, 0000U, 04755U, 02750U}) {
-    const TemporaryDirectory dir;
     dir.write("/from", "new");
     dir.write("/to", "old");
-    chmod((dir.path() + "/from").c_str(), 0640);
-    chmod((dir.path() + "/to").c_str(), mode);
-    EXPECT_NE(file_move(dir.path() + "/from", dir.path() + "/to"), 0);
-    EXPECT_EQ(mode_of(dir.path() + "/to"), mode) << std::oct << mode;
-    chmod((dir.path() + "/to").c_str(), 0600);
+    chmod(to.c_str(), mode);
+    replace();
+    EXPECT_EQ(mode_of(to), mode) << std::oct << mode;
+    chmod(to.c_str(), 0600);
     EXPECT_EQ(dir.read("/to"), "new");
-    EXPECT_FALSE(dir.holds("/from"));
   }
 }
 
-TEST(FileMove, OwnerOfReplacedFileKept) {
+TEST_F(FileMove, OwnerOfReplacedFileKept) {
   if (geteuid() != 0) {
     GTEST_SKIP() << "only root can give a file away";
   }
-  const TemporaryDirectory dir;
-  dir.write("/from", "new");
   dir.write("/to", "old");
-  const std::string to = dir.path() + "/to";
   ASSERT_EQ(chown(to.c_str(), 1234, 4321), 0);
   ASSERT_EQ(chmod(to.c_str(), 06755), 0);
-  EXPECT_NE(file_move(dir.path() + "/from", to), 0);
+  replace();
   struct stat status {};
   ASSERT_EQ(stat(to.c_str(), &status), 0);
   EXPECT_EQ(status.st_uid, 1234U);
@@ -442,130 +407,94 @@ TEST(FileMove, OwnerOfReplacedFileKept) {
   EXPECT_EQ(mode_of(to), 06755U);
 }
 
-TEST(FileMove, NothingReplaced) {
-  const TemporaryDirectory dir;
-  dir.write("/from", "new");
-  chmod((dir.path() + "/from").c_str(), 0640);
-  EXPECT_NE(file_move(dir.path() + "/from", dir.path() + "/to"), 0);
+TEST_F(FileMove, NothingReplaced) {
+  replace();
   EXPECT_EQ(dir.read("/to"), "new");
-  EXPECT_EQ(mode_of(dir.path() + "/to"), 0640U);
+  EXPECT_EQ(mode_of(to), 0640U);
 }
 
-TEST(FileMove, LinkReplaced) {
-  const TemporaryDirectory dir;
-  dir.write("/from", "new");
+TEST_F(FileMove, LinkReplaced) {
   dir.write("/target", "old");
-  fs::create_symlink("target", dir.path() + "/to");
-  EXPECT_NE(file_move(dir.path() + "/from", dir.path() + "/to"), 0);
-  EXPECT_FALSE(fs::is_symlink(dir.path() + "/to"));
+  fs::create_symlink("target", to);
+  replace();
+  EXPECT_FALSE(fs::is_symlink(to));
   EXPECT_EQ(dir.read("/to"), "new");
   EXPECT_EQ(dir.read("/target"), "old");
 }
 
-TEST(FileMove, MissingSource) {
-  const TemporaryDirectory dir;
+TEST_F(FileMove, MissingSource) {
   dir.write("/to", "old");
-  const std::string log =
-      logged([&] { EXPECT_EQ(file_move(dir.path() + "/from", dir.path() + "/to"), 0); });
-  EXPECT_EQ(dir.hidden_in(log),
-            "ERROR: cannot move DIR/from to DIR/to: No such file or directory\n");
+  fs::remove(from);
+  fail("No such file or directory");
   EXPECT_EQ(dir.read("/to"), "old");
 }
 
-TEST(FileMove, DirectoryAsTarget) {
-  const TemporaryDirectory dir;
-  dir.write("/from", "new");
-  chmod((dir.path() + "/from").c_str(), 0600);
+TEST_F(FileMove, DirectoryAsTarget) {
   dir.write("/to/inside", "old");
-  chmod((dir.path() + "/to").c_str(), 0755);
-  const std::string log =
-      logged([&] { EXPECT_EQ(file_move(dir.path() + "/from", dir.path() + "/to"), 0); });
-  EXPECT_EQ(dir.hidden_in(log), "ERROR: cannot move DIR/from to DIR/to: Is a directory\n");
+  chmod(to.c_str(), 0755);
+  fail("Is a directory");
   EXPECT_EQ(dir.read("/from"), "new");
-  EXPECT_EQ(mode_of(dir.path() + "/from"), 0600U);
+  EXPECT_EQ(mode_of(from), 0640U);
   EXPECT_EQ(dir.read("/to/inside"), "old");
 }
 
 // --- get_command_output ---
 
-struct Ran {
-  int status;
-  std::string output;
-};
+using Ran = std::pair<int, std::string>;  // exit status and output
 
 Ran ran(const std::string& command) {
-  Ran result{-1, ""};
-  result.output = get_command_output(command, &result.status, true, "");
-  return result;
+  int status = -1;
+  const std::string output = get_command_output(command, &status, true, "");
+  return {status, output};
 }
 
 TEST(GetCommandOutput, Commands) {
-  struct Row {
-    std::string command;
-    int status;
-    std::string output;
+  const std::vector<std::pair<std::string, Ran>> rows = {
+      {"echo text", {0, "text\n"}},
+      {"printf 'no line end'", {0, "no line end"}},
+      {":", {0, ""}},
+      {"", {0, ""}},
+      {"exit 7", {7, ""}},
+      {"false; echo after", {0, "after\n"}},
+      {"echo before; exit 255", {255, "before\n"}},
+      {"kill -KILL $$", {137, ""}},
+      {"echo out; echo err >&2; echo out again", {0, "out\nerr\nout again\n"}},
+      {"cat; echo end of input", {0, "end of input\n"}},
+      {R"(printf 'a\000b')", {0, bytes("a\0b")}},
+      {"printf '%s' \"a  b\" '$HOME'", {0, "a  b$HOME"}},
   };
-  const std::vector<Row> rows = {
-      {"echo text", 0, "text\n"},
-      {"printf 'no line end'", 0, "no line end"},
-      {":", 0, ""},
-      {"", 0, ""},
-      {"exit 7", 7, ""},
-      {"echo before; exit 255", 255, "before\n"},
-      {"kill -KILL $$", 137, ""},
-      {"echo out; echo err >&2; echo out again", 0, "out\nerr\nout again\n"},
-      {"cat; echo end of input", 0, "end of input\n"},
-      {R"(printf 'a\000b')", 0, bytes("a\0b")},
-      {"printf '%s' \"a  b\" '$HOME'", 0, "a  b$HOME"},
-  };
-  for (const Row& row : rows) {
-    const Ran result = ran(row.command);
-    EXPECT_EQ(result.status, row.status) << row.command;
-    EXPECT_EQ(result.output, row.output) << row.command;
+  for (const auto& [command, expected] : rows) {
+    EXPECT_EQ(ran(command), expected) << command;
   }
 }
 
 TEST(GetCommandOutput, MissingCommand) {
-  const Ran result = ran("./there-is-no-such-command");
-  EXPECT_EQ(result.status, 127);
-  EXPECT_NE(result.output.find("./there-is-no-such-command"), std::string::npos) << result.output;
+  const auto [status, output] = ran("./there-is-no-such-command");
+  EXPECT_EQ(status, 127);
+  EXPECT_TRUE(holds(output, "./there-is-no-such-command")) << output;
 }
 
-TEST(GetCommandOutput, StatusKeptForTheReport) {
-  const TemporaryDirectory compiler;
-  Store store(compiler.path());
-  const Integration integration(Integration::Mode::kCommit, store, compiler.path() + "/staged");
-  EXPECT_EQ(get_command_output("echo failing; exit 7", nullptr, true, ""), "failing\n");
-  ASSERT_TRUE(integration.script());
-  EXPECT_EQ(integration.script()->command, "echo failing; exit 7");
-  EXPECT_EQ(integration.script()->exit_status, 7);
-  EXPECT_EQ(integration.script()->output, "failing\n");
-}
-
-TEST(GetCommandOutput, NullStatusWithoutReport) {
+TEST(GetCommandOutput, ArgumentsWithoutMeaning) {
   EXPECT_EQ(get_command_output("exit 7", nullptr, true, ""), "");
-}
-
-TEST(GetCommandOutput, LastArgumentsWithoutMeaning) {
   EXPECT_EQ(get_command_output("cat; echo text", nullptr, false, "anything"), "text\n");
 }
 
 TEST(GetCommandOutput, OneMegabyte) {
-  const Ran result = ran("head -c 1048576 /dev/zero | tr '\\0' x");
-  EXPECT_EQ(result.status, 0);
-  EXPECT_TRUE(result.output == std::string(1048576, 'x')) << result.output.size();
+  const auto [status, output] = ran("head -c 1048576 /dev/zero | tr '\\0' x");
+  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(output == std::string(1048576, 'x')) << output.size();
 }
 
 TEST(GetCommandOutput, WorkingDirectory) {
   const TemporaryDirectory dir;
   const WorkingDirectoryKept kept;
   fs::current_path(dir.path());
-  EXPECT_EQ(ran("pwd").output, dir.path() + "\n");
+  EXPECT_EQ(ran("pwd").second, dir.path() + "\n");
 }
 
 TEST(GetCommandOutput, Environment) {
   ASSERT_EQ(setenv("CONSOLE_SERVICES_TEST", "two  blanks", 1), 0);
-  EXPECT_EQ(ran("printf '%s' \"$CONSOLE_SERVICES_TEST\"").output, "two  blanks");
+  EXPECT_EQ(ran("printf '%s' \"$CONSOLE_SERVICES_TEST\"").second, "two  blanks");
   unsetenv("CONSOLE_SERVICES_TEST");
 }
 
@@ -574,10 +503,9 @@ TEST(GetCommandOutput, BackgroundProcessThatPrints) {
   const TemporaryDirectory dir;
   const std::string fifo = dir.path() + "/fifo";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  const Ran result =
-      ran("{ read line; echo \"late: $line\"; } <" + fifo + " & echo early; echo go >" + fifo);
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.output, "early\nlate: go\n");
+  EXPECT_EQ(
+      ran("{ read line; echo \"late: $line\"; } <" + fifo + " & echo early; echo go >" + fifo),
+      Ran(0, "early\nlate: go\n"));
 }
 
 // One that gave its outputs away is not waited for: it cannot end before the line that is written
@@ -588,10 +516,9 @@ TEST(GetCommandOutput, BackgroundProcessThatIsSilent) {
   const std::string answer = dir.path() + "/answer";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   ASSERT_EQ(mkfifo(answer.c_str(), 0600), 0);
-  const Ran result =
-      ran("{ read line <" + fifo + "; echo $line >" + answer + "; } >/dev/null 2>&1 & echo early");
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.output, "early\n");
+  EXPECT_EQ(
+      ran("{ read line <" + fifo + "; echo $line >" + answer + "; } >/dev/null 2>&1 & echo early"),
+      Ran(0, "early\n"));
   std::ofstream(fifo) << "go\n";  // waits for its reader
   EXPECT_EQ(dir.read("/answer"), "go\n");
 }
@@ -662,14 +589,10 @@ TEST(Error, OneLineACall) {
   EXPECT_EQ(log, "ERROR: cannot open /a\\nb\nERROR: again\n");
 }
 
-TEST(LogFile, MissingDirectory) {
-  const TemporaryDirectory dir;
-  EXPECT_THROW(log_to_file(dir.path() + "/missing/log"), UsageError);
-}
-
 TEST(LogFile, Appended) {
   const TemporaryDirectory dir;
   dir.write("/log", "an older line\n");
+  EXPECT_THROW(log_to_file(dir.path() + "/missing/log"), UsageError);
   log_to_file(dir.path() + "/log");
   print_log("%s", "new\nline");
   error("%s", "wrong");
@@ -692,19 +615,17 @@ TEST(OneLine, EveryByte) {
 TEST(SessionVariables, BothFormsOneStore) {
   Session session(Installation{});
   session_t* const handle = session.handle();
-  Texts values;
-  const auto read = [&] { values.push_back(env_get_string(handle, "NDK_PATH")); };
-  read();
+  const auto value = [&] { return env_get_string(handle, "NDK_PATH"); };
+  EXPECT_EQ(value(), "");
   env_set_string(handle, "NDK_PATH", "literal");
-  read();
+  EXPECT_EQ(value(), "literal");
   env_set_string(handle, std::string("NDK_PATH"), std::string("computed"));
-  read();
+  EXPECT_EQ(value(), "computed");
   env_set_string(handle, "NDK_PATH", "");
-  read();
+  EXPECT_EQ(value(), "");
   env_set_string(handle, std::string("NDK_PATH"), std::string("again"));
   env_set_string(handle, std::string("NDK_PATH"), std::string());
-  read();
-  EXPECT_EQ(values, (Texts{"", "literal", "computed", "", ""}));
+  EXPECT_EQ(value(), "");
   EXPECT_EQ(env_get_string(handle, "NDK_PATH_STATUS"), "");
 }
 
@@ -731,6 +652,7 @@ TEST(Components, AsInTheInstallation) {
   installation.components = {{"b", "5.0.3", "42", "/cc", true, false},
                              {"a", "1.2.3", "4", "", false, true}};
   Session session(installation);
+  EXPECT_TRUE(Session(Installation{}).handle()->tsd.components().empty());
   Texts seen;
   for (Component* component : session.handle()->tsd.components()) {
     seen.insert(seen.end(),
@@ -746,111 +668,83 @@ TEST(Components, CompilerIsTheOneAskedForItsSubdir) {
   Installation installation;
   installation.components = {{"a", "", "", "", true, true}, {"b", "", "", "", true, true}};
   Session session(installation);
-  EXPECT_EQ(session.compiler(), nullptr);
+  EXPECT_EQ(session.compiler_info(), nullptr);
   Component* const second = session.handle()->tsd.components()[1];
   second->getSelected();
   second->installCondition();
-  EXPECT_EQ(session.compiler(), nullptr);
+  EXPECT_EQ(session.compiler_info(), nullptr);
   second->subdir();
-  EXPECT_EQ(session.compiler(), second);
+  EXPECT_EQ(session.compiler_info()->id, "b");
 }
 
-TEST(Components, None) {
-  Session session(Installation{});
-  EXPECT_TRUE(session.handle()->tsd.components().empty());
-}
+// --- What the services tell their observer ---
 
-// --- what the services report about an integration ---
-
-// The files of an integration as "path, placeholders, result" texts.
-Texts files_of(const Integration& integration) {
-  const auto result_name = [](PatchedFile::Result result) -> std::string {
-    switch (result) {
-      case PatchedFile::Result::kPatched:
-        return "patched";
-      case PatchedFile::Result::kMissing:
-        return "missing";
-      case PatchedFile::Result::kFailed:
-        return "failed";
-    }
-    return "?";
-  };
-  Texts texts;
-  for (const PatchedFile& file : integration.files()) {
-    texts.push_back(file.path + ", " + std::to_string(file.placeholders) + ", " +
-                    result_name(file.result));
+// Notes what it is told, one text each, and answers as it is set to.
+class RecordingObserver : public ServiceObserver {
+ public:
+  std::string path_asked(const std::string& path) override { return note("path " + path); }
+  void replaced(const std::string& line, const std::string& from, std::size_t count,
+                const std::string& result) override {
+    note("replaced " + std::to_string(count) + " " + from + " in " + line + ": " + result);
   }
-  return texts;
-}
-
-// An installed compiler, and one integration into it.
-class IntegrationTest : public testing::Test {
- protected:
-  explicit IntegrationTest(Integration::Mode mode = Integration::Mode::kDryRun)
-      : integration(mode, store, staging.path()) {}
-
-  // What the plug-in does to a file in one pass: `patched` comes from `from` in the line `line`.
-  void patch(const std::string& file, const std::string& line, const std::string& from,
-             const std::string& to) {
-    const std::string staged = path(file);
-    staging.write(staged.substr(staging.path().size()) + ".tmp",
-                  replaceAllSubstrings(line, from, to) + "\n\n");
-    file_move(staged + ".tmp", staged);
+  void moved(const std::string& to, bool done) override {
+    note((done ? "moved " : "not moved ") + to.substr(to.rfind('/')));
   }
+  void open_failed() override { note("open failed"); }
+  bool may_run(const std::string& command) override {
+    note("may run " + command);
+    return runs;
+  }
+  void ran(const std::string& command, const ProcessResult& result) override {
+    note("ran " + command + ": " + std::to_string(result.exit_status) + " " + result.output);
+  }
+  std::string log_line(std::string line) const override { return "real " + line; }
 
-  TemporaryDirectory compiler;
-  TemporaryDirectory staging;
-  Store store{compiler.path()};
-  Integration integration;
+  bool runs = true;
+  Texts told;
+
+ private:
+  std::string note(const std::string& text) {
+    told.push_back(text);
+    return text;
+  }
 };
 
-TEST_F(IntegrationTest, StagedCopyStandsForTheFile) {
-  compiler.write("/setup.mk", "old");
-  const std::string staged = path(compiler.path() + "//setup.mk");
-  EXPECT_EQ(staged, staging.path() + "/0");
-  EXPECT_EQ(staging.read("/0"), "old");
-  EXPECT_EQ(path(compiler.path() + "/setup.mk"), staged);
+TEST(ObservedServices, EachTellsWhatItIsAsked) {
+  const TemporaryDirectory dir;
+  dir.write("/from", "");
+  RecordingObserver observer;
+  const ObservedServices observed(observer);
+  EXPECT_EQ(path("//a//"), "path /a");
+  EXPECT_EQ(replaceAllSubstrings("XXZ", "X", "y"), "yyZ");
+  file_move(dir.path() + "/from", dir.path() + "/to");
+  logged([&] { file_move(dir.path() + "/from", dir.path() + "/to"); });
+  EXPECT_EQ(logged([] { error("cannot open %s", "it"); }), "real ERROR: cannot open it\n");
+  EXPECT_EQ(get_command_output("echo failing; exit 7", nullptr, true, ""), "failing\n");
+  EXPECT_EQ(observer.told, (Texts{"path /a", "replaced 2 X in XXZ: yyZ", "moved /to",
+                                  "not moved /to", "open failed", "may run echo failing; exit 7",
+                                  "ran echo failing; exit 7: 7 failing\n"}));
 }
 
-TEST_F(IntegrationTest, OtherPathsAsAlways) {
-  compiler.write("/dir/file", "text");
-  EXPECT_EQ(path(compiler.path() + "/dir/"), compiler.path() + "/dir");
-  EXPECT_EQ(path(compiler.path() + "/missing"), compiler.path() + "/missing");
-  EXPECT_EQ(path("/etc/hosts"), "/etc/hosts");
-  EXPECT_EQ(path(""), "");
+TEST(ObservedServices, CommandThatMustNotRun) {
+  const TemporaryDirectory dir;
+  RecordingObserver observer;
+  observer.runs = false;
+  const ObservedServices observed(observer);
+  EXPECT_EQ(get_command_output("touch " + dir.path() + "/ran", nullptr, true, ""), "");
+  EXPECT_FALSE(fs::exists(dir.path() + "/ran"));
 }
 
-TEST_F(IntegrationTest, TwoPassesOverOneFile) {
-  const std::string file = compiler.path() + "/setup.mk";
-  compiler.write("/setup.mk", "XXZ\n");
-  patch(file, "XXZ", "X", "y");
-  staging.write("/0.tmp", replaceAllSubstrings("yyZ", "Z", "y") + "\n\n\n");
-  file_move(path(file) + ".tmp", path(file));
-  integration.finish();
-  EXPECT_EQ(files_of(integration), Texts{file + ", 2, patched"});
-  EXPECT_EQ(compiler.read("/setup.mk"), "XXZ\n");
+TEST(ObservedServices, OneAtATime) {
+  RecordingObserver first;
+  RecordingObserver second;
+  EXPECT_EQ(service_observer(), nullptr);
+  {
+    const ObservedServices observed(first);
+    EXPECT_THROW(ObservedServices{second}, std::logic_error);
+    EXPECT_EQ(service_observer(), &first);
+  }
+  EXPECT_EQ(service_observer(), nullptr);
 }
-
-TEST_F(IntegrationTest, CopyCutShort) {
-  compiler.write("/setup.mk", "X\nsecond\n");
-  patch(compiler.path() + "/setup.mk", "X", "X", "y");
-  EXPECT_THROW(integration.finish(), IncompleteCopy);
-}
-
-TEST_F(IntegrationTest, FileThatCannotBePatched) {
-  compiler.write("/there", "text");
-  const std::string log = logged([&] {
-    path(compiler.path() + "/missing");
-    error("cannot open input stream");
-    path(compiler.path() + "/there");
-    error("cannot open output stream");
-  });
-  EXPECT_EQ(files_of(integration), (Texts{compiler.path() + "/missing, 0, missing",
-                                          compiler.path() + "/there, 0, failed"}));
-}
-
-TEST_F(IntegrationTest, OneAtATime) { EXPECT_EQ(service_observer(), &integration); }
-
-TEST(Integration, NoneUnderWay) { EXPECT_EQ(service_observer(), nullptr); }
 
 }  // namespace

@@ -8,20 +8,19 @@ exit_group: no call that changes something lies between them. That a write can b
 kill is seen by shortening what it wrote."""
 
 import collections
-import concurrent.futures
 import fcntl
 import hashlib
 import json
 import os
 import re
-import shutil
-import subprocess
 import tempfile
 import unittest
 
-from small_world import (
-    CC, LOCK, MANIFEST, NDKS, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, SmallWorld,
-    differences, fresh_tree, memory_directory, outside_store, say, text_of, versions,
+from strace import WHY_NOT, file_in, paths_in
+from sweep import Case, QuickWorld, Sweep, SweepTest, outside_store, say
+from world import (
+    CC, MANIFEST, NO_LEAK_SEARCH, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH,
+    text_of,
 )
 
 # Every call that can change something on the disk, and the last one. A "?" says that not every
@@ -33,12 +32,9 @@ mknodat fsync fdatasync sync syncfs msync ftruncate truncate fchmod chmod fchmod
 lchown fchownat fsetxattr setxattr utimensat open openat openat2 creat exit_group
 """.split()
 
-# Under strace no leak can be looked for.
-STRACED = {"ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":detect_leaks=0"}
-
 # The script leaves a note in the NDK of what it saw of the toolchain definitions. It needs no other
 # program.
-NOTE = b'read -r line <x86_64-nox5.0.3.42/setup.mk; echo "$line" >"$1/note"\n'
+NOTE = 'read -r line <x86_64-nox5.0.3.42/setup.mk; echo "$line" >"$1/note"\n'
 
 # Every template has a mode of its own. One has no line end at its end.
 PACKAGE = {
@@ -57,35 +53,17 @@ NEWER_PACKAGE = {
 }
 
 
-class Case:
-    """A command that is to be killed, in the tree that it starts from. With it, what the tree has
-    to be after the runs that follow."""
-
-    def __init__(self, world, command, package=PACKAGE, installed_before=False, newer=None):
-        self.command = command
-        self.before = fresh_tree(package, NOTE)
-        if installed_before:
-            self.before = world.after(self.before, "install")
-        if newer is not None:
-            self.before.update(newer)
-        self.originals = newer or package
-        self.after = world.after(self.before, command)
-        self.install = "install" if command == "undo" else command
-        self.installed = world.after(self.after, self.install)
-        self.undone = world.after(self.installed, "undo")
-
-
 CASES = {
-    "first install": lambda world: Case(world, "install"),
-    "second install": lambda world: Case(world, "install", installed_before=True),
-    "install for another NDK": lambda world: Case(
-        world, "install --ndk other", installed_before=True
-    ),
-    "undo": lambda world: Case(world, "undo", installed_before=True),
-    "install after a reinstallation": lambda world: Case(
-        world, "install", installed_before=True, newer=NEWER_PACKAGE
-    ),
+    "first install": ["install"],
+    "second install": ["install", True],
+    "install for another NDK": ["install --ndk other", True],
+    "undo": ["undo", True],
+    "install after a reinstallation": ["install", True, NEWER_PACKAGE],
 }
+
+
+def case_of(name, world):
+    return Case(world, PACKAGE, NOTE, *CASES[name])
 
 
 class Call:
@@ -109,17 +87,11 @@ class Call:
 
     def file(self):
         """The file of a call that has a descriptor."""
-        found = re.match(r"\w+\(\d+<([^>]*)>", self.line)
-        return found and found[1]
+        return file_in(self.line)
 
     def paths(self):
         """The files of a call that has names."""
-        return [
-            os.path.join(above, name)
-            for above, name in re.findall(
-                r'(?:(?:AT_FDCWD|\d+)<([^>]*)>, )?"((?:[^"\\]|\\.)*)"', self.line
-            )
-        ]
+        return paths_in(self.line)
 
     def written(self):
         """How many bytes a write has written."""
@@ -136,9 +108,9 @@ def calls_of(world, command):
     with tempfile.NamedTemporaryFile("r", encoding="latin-1") as log:
         traced = "trace=" + ",".join("?" + name for name in CALLS)
         strace = ["strace", "-y", "-s", "100000", "-o", log.name, "-e", traced]
-        done = world.run(command, before=strace, env=STRACED)
+        done = world.command(command, before=strace, env=NO_LEAK_SEARCH)
         if done.returncode != 0:
-            raise AssertionError(f"{command}: exit code {done.returncode}, {done.stderr}")
+            raise AssertionError(f"{command}: {done}")
         lines = [line.rstrip("\n") for line in log]
     calls = []
     count = collections.Counter()
@@ -155,12 +127,13 @@ def kill_at(world, command, call):
     behind, which still holds the lock."""
     strace = ["strace", "-o", "/dev/null", "-e", "trace=" + call.name,
               "-e", f"inject={call.name}:signal=KILL:when={call.number}"]
-    done = world.run(command, before=strace, env=STRACED)
+    done = world.command(command, before=strace, env=NO_LEAK_SEARCH)
     if done.returncode != -9:
-        raise AssertionError(f"not killed at {call}: exit code {done.returncode}, {done.stderr}")
-    if os.path.exists(world.path(LOCK)):
-        with open(world.path(LOCK), "rb") as lock:
-            fcntl.flock(lock, fcntl.LOCK_EX)
+        raise AssertionError(f"not killed at {call}: {done}")
+    if os.path.exists(world.path(STORE)):
+        lock = os.open(world.path(STORE), os.O_RDONLY)
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        os.close(lock)
 
 
 def cut_short(world, tree, last):
@@ -168,166 +141,64 @@ def cut_short(world, tree, last):
     write to a file of this world."""
     if last is None or last.name not in ("write", "writev") or last.written() < 2:
         return None
-    name = os.path.relpath(last.file(), world.top)
-    if name == LOCK or name not in tree:
+    name = os.path.relpath(last.file(), world.dir)
+    if name not in tree:
         return None
     mode, data = tree[name]
     lost = (last.written() + 1) // 2
     return {**tree, name: (mode, data[:-lost])}
 
 
-class Sweep:
+class Kills(Sweep):
     """All the kills of one case."""
 
     def __init__(self, name):
-        self.kills = 0
-        self.failures = []
-        self._recovered = set()
-        with SmallWorld() as world:
-            self._world = world
-            self._case = CASES[name](world)
-            self._check_uninterrupted()
-            self._kill_at_every_call()
-        self.summary = (
-            f"crash test: {name}: {self.kills} kills, {len(self._recovered)} different trees"
-        )
+        with QuickWorld() as world:
+            super().__init__(name, world, case_of(name, world))
+            world.put(self.case.before)
+            calls = calls_of(world, self.case.command)
+            for last, call in zip([None, *calls], calls):
+                self._kill_at(call, last)
+        self.summary = f"{len(calls)} kills, {len(self.recovered)} different trees"
 
-    def _fail(self, what):
-        self.failures.append(what)
+    def _kill_at(self, call, last):
+        self.world.put(self.case.before)
+        kill_at(self.world, self.case.command, call)
+        killed = self.world.snapshot()
+        torn = cut_short(self.world, killed, last)
+        trees = {f"killed at {call}": killed}
+        if torn is not None:
+            trees[f"killed at {call}, the write before cut short"] = torn
+        for how, tree in trees.items():
+            self._check_whole(how, tree)
+            self.recover(how, tree)
 
-    def _expect(self, what, actual, expected):
-        if actual != expected:
-            self._fail(f"{what}:\n{differences(actual, expected)}")
-
-    def _check_uninterrupted(self):
-        """What all others are compared with has to be right itself."""
-        case, world = self._case, self._world
-        ndk = "other" if "other" in case.install else "ndk"
-        filled = {
-            name: (mode, versions(name, data, world.top, ndk)[-1])
-            for name, (mode, data) in case.originals.items()
-        }
-        installed = {name: case.installed.get(name) for name in TEMPLATES}
-        undone = {name: case.undone.get(name) for name in TEMPLATES}
-        self._expect("templates after install", installed, filled)
-        self._expect("templates after undo", undone, case.originals)
-        kept = [name for name in case.undone if name.startswith(STORE)]
-        if sorted(kept) != [STORE, LOCK]:
-            self._fail(f"undo leaves {kept}")
-
-    def _kill_at_every_call(self):
-        case, world = self._case, self._world
-        world.put(case.before)
-        calls = calls_of(world, case.command)
-        for last, call in zip([None, *calls], calls):
-            world.put(case.before)
-            kill_at(world, case.command, call)
-            self.kills += 1
-            killed = world.tree()
-            self._check_whole(call, killed)
-            self._recover(call, killed)
-            torn = cut_short(world, killed, last)
-            if torn is not None:
-                self._check_whole(f"{call}, the write before cut short", torn)
-                self._recover(f"{call}, the write before cut short", torn)
-
-    def _check_whole(self, call, killed):
+    def _check_whole(self, how, killed):
         """Every file is as it was before or as it is to be; nothing is missing, nothing is new."""
-        case = self._case
-        before, after = outside_store(case.before), outside_store(case.after)
+        before, after = outside_store(self.case.before), outside_store(self.case.after)
         for name in {**before, **after, **outside_store(killed)}:
             is_there = killed.get(name)
             if is_there not in (before.get(name), after.get(name)):
-                self._fail(f"killed at {call}:\n  {name}: is {text_of(is_there)}")
-
-    def _recover(self, call, killed):
-        """Runs the program again, in every way. What comes of the same tree is the same."""
-        tree = frozenset(killed.items())
-        if tree in self._recovered:
-            return
-        self._recovered.add(tree)
-        case = self._case
-        self._run_again(call, killed, [case.install], case.installed)
-        self._run_again(call, killed, ["undo"], self._undone(killed))
-        self._run_again(call, killed, [case.install, "undo"], case.undone)
-
-    def _undone(self, killed):
-        """What undo makes of the tree. It does not change the NDK, whatever the script did there.
-        Where nothing was done, it does nothing."""
-        if STORE not in killed:
-            return killed
-        in_ndk = {name: entry for name, entry in killed.items() if name.startswith(NDKS)}
-        elsewhere = {
-            name: entry for name, entry in self._case.undone.items() if not name.startswith(NDKS)
-        }
-        return {**elsewhere, **in_ndk}
-
-    def _run_again(self, call, killed, commands, expected):
-        self._world.put(killed)
-        for command in commands:
-            done = self._world.run(command)
-            if done.returncode != 0:
-                self._fail(
-                    f"killed at {call}\n  then {commands}: {command} ends with exit code "
-                    f"{done.returncode}: {done.stderr.decode()}"
-                )
-        self._expect(f"killed at {call}\n  then {commands}", self._world.tree(), expected)
-
-
-def why_strace_cannot_trace():
-    """Why strace cannot do here what it is needed for; "" when it can."""
-    if shutil.which("strace") is None:
-        return "strace is not installed (scripts/setup installs it)"
-    kill = ["strace", "-o", "/dev/null", "-e", "inject=exit_group:signal=KILL", "true"]
-    done = subprocess.run(kill, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
-    return "" if done.returncode == -9 else f"strace cannot trace here: {done.stdout.decode()}"
+                self.fail(how, f"{name}: is {text_of(is_there)!r}")
 
 
 class StraceTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        os.umask(0o022)
-        reason = why_strace_cannot_trace()
-        if reason and os.environ.get("CI") == "true":
-            raise AssertionError(reason)
-        if reason:
-            say(f"crash test: skipped: {reason}")
-            raise unittest.SkipTest(reason)
-
-
-class CrashTest(StraceTest):
-    @classmethod
-    def setUpClass(cls):
+        if WHY_NOT and os.environ.get("CI") == "true":
+            raise AssertionError(WHY_NOT)
+        if WHY_NOT:
+            say(f"crash test: skipped: {WHY_NOT}")
+            raise unittest.SkipTest(WHY_NOT)
         super().setUpClass()
-        say(f"crash test: files are in {memory_directory() or tempfile.gettempdir()}")
-        pool = concurrent.futures.ThreadPoolExecutor(2)
-        cls.addClassCleanup(pool.shutdown, cancel_futures=True)
-        cls.sweeps = {name: pool.submit(Sweep, name) for name in CASES}
 
-    def assert_survived(self, name):
-        sweep = self.sweeps[name].result()
-        say(sweep.summary)
-        shown = 5
-        if sweep.failures:
-            self.fail(
-                f"{len(sweep.failures)} failures, of which these are the first:\n"
-                + "\n".join(sweep.failures[:shown])
-            )
 
-    def test_first_install(self):
-        self.assert_survived("first install")
+class CrashTest(StraceTest, SweepTest):
+    sweep = Kills
+    cases = CASES
 
-    def test_second_install(self):
-        self.assert_survived("second install")
-
-    def test_install_for_another_ndk(self):
-        self.assert_survived("install for another NDK")
-
-    def test_undo(self):
-        self.assert_survived("undo")
-
-    def test_install_after_a_reinstallation(self):
-        self.assert_survived("install after a reinstallation")
+    def test_kills(self):
+        self.assert_all_survived()
 
 
 class DiskFile:
@@ -401,8 +272,8 @@ class DurabilityTest(StraceTest):
 
     def follow(self, case_name):
         """Runs the case and asks check_* at each change of a template or of what is kept."""
-        with SmallWorld() as world:
-            case = CASES[case_name](world)
+        with QuickWorld() as world:
+            case = case_of(case_name, world)
             world.put(case.before)
             calls = calls_of(world, case.command)
             self.disk = Disk(case.before)
@@ -416,11 +287,11 @@ class DurabilityTest(StraceTest):
 
     def follow_call(self, world, call):
         disk = self.disk
-        names = [os.path.relpath(path, world.top) for path in call.paths()]
+        names = [os.path.relpath(path, world.dir) for path in call.paths()]
         if call.name in ("fsync", "fdatasync"):
-            disk.flush(os.path.relpath(call.file(), world.top))
+            disk.flush(os.path.relpath(call.file(), world.dir))
         elif call.name == "write":
-            name = os.path.relpath(call.file(), world.top)
+            name = os.path.relpath(call.file(), world.dir)
             if not name.startswith(".."):
                 disk.write(name, call.data())
         elif call.name in ("open", "openat"):

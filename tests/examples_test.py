@@ -8,7 +8,6 @@ import os
 import shutil
 import subprocess
 import tempfile
-import tomllib
 import unittest
 
 EXAMPLES = os.path.join(os.path.dirname(os.path.abspath(__file__)), os.pardir, "examples")
@@ -73,8 +72,13 @@ class Tree:
     def definition(self, toolchain):
         return os.path.join(self.definitions, toolchain, "setup.mk")
 
-    def installed(self, toolchain, ndk=None):
-        return os.path.join(ndk or self.ndk, "toolchains", toolchain, "setup.mk")
+    def installed(self, toolchain, ndk=None, file="setup.mk"):
+        return os.path.join(self.place(ndk or self.ndk), toolchain, file)
+
+    def place(self, ndk):
+        """Where an NDK reads toolchain definitions."""
+        since_r11 = os.path.join(ndk, "build/core/toolchains")
+        return since_r11 if os.path.isdir(since_r11) else os.path.join(ndk, "toolchains")
 
     def environment_script(self, shell):
         return os.path.join(self.compiler, "bin", f"compilervars_arch.{shell}")
@@ -94,7 +98,7 @@ class Tree:
         return run("./ndk_integration.sh", *arguments, cwd=self.definitions)
 
     def install_lines(self, ndk=None):
-        return "".join(f"installed {self.installed(name, ndk)}\n" for name in TOOLCHAINS)
+        return "".join(f"installed {self.place(ndk or self.ndk)}/{name}\n" for name in TOOLCHAINS)
 
 
 def patch(file, placeholder, value):
@@ -111,228 +115,98 @@ class ExamplesTest(unittest.TestCase):
         self.addCleanup(shutil.rmtree, parent)
         return Tree(parent, name)
 
-
-class SampleNdk(ExamplesTest):
-    def files(self, name):
-        """The names in an NDK's top directory."""
-        return sorted(os.listdir(os.path.join(EXAMPLES, "ndk", name)))
-
-    def properties(self, name):
-        return read(os.path.join(EXAMPLES, "ndk", name, "source.properties"))
-
-    def test_each_is_there(self):
-        self.assertEqual(
-            sorted(os.listdir(os.path.join(EXAMPLES, "ndk"))),
-            [
-                "android-ndk-r10e",
-                "android-ndk-r11c",
-                "android-ndk-r12b.part",
-                "android-ndk-r21e",
-                "ndk-bundle",
-            ],
-        )
-
-    def test_each_launcher_is_executable(self):
-        for name in os.listdir(os.path.join(EXAMPLES, "ndk")):
-            launcher = os.path.join(EXAMPLES, "ndk", name, "ndk-build")
-            self.assertTrue(os.access(launcher, os.X_OK), launcher)
-
-    def test_r11c(self):
-        self.assertEqual(
-            self.files("android-ndk-r11c"),
-            ["build", "ndk-build", "source.properties", "toolchains"],
-        )
-        self.assertEqual(
-            self.properties("android-ndk-r11c"),
-            "Pkg.Desc = Android NDK\nPkg.Revision = 11.2.2725575\n",
-        )
-
-    def test_r21e(self):
-        self.assertEqual(
-            self.files("android-ndk-r21e"), ["ndk-build", "source.properties", "toolchains"]
-        )
-        self.assertEqual(
-            self.properties("android-ndk-r21e"),
-            "Pkg.Desc = Android NDK\nPkg.Revision = 21.4.7075529\n",
-        )
-
-    def test_properties_rewritten_by_an_old_sdk_manager(self):
-        self.assertEqual(self.files("ndk-bundle"), ["ndk-build", "source.properties", "toolchains"])
-        self.assertEqual(
-            self.properties("ndk-bundle"),
-            "### Android Tool: Source of this archive.\n"
-            "#Tue Mar 22 11:04:54 EDT 2016\n"
-            "Archive.HostBits=64\n"
-            "Archive.HostOs=linux\n"
-            "Pkg.Desc=Android NDK\n"
-            "Pkg.Revision=11\n"
-            "Pkg.SourceUrl=https\\://example.com/android/repository/repository-11.xml\n",
-        )
-
-    def test_r10e_has_no_properties(self):
-        self.assertEqual(self.files("android-ndk-r10e"), ["RELEASE.TXT", "ndk-build", "toolchains"])
-        self.assertEqual(
-            read(os.path.join(EXAMPLES, "ndk/android-ndk-r10e/RELEASE.TXT")), "r10e (64-bit)\n"
-        )
-
-    def test_half_downloaded(self):
-        self.assertEqual(self.files("android-ndk-r12b.part"), ["ndk-build"])
-
-
-class InstallationToml(ExamplesTest):
-    def setUp(self):
-        with open(os.path.join(EXAMPLES, "installation.toml"), "rb") as stream:
-            self.toml = tomllib.load(stream)
-
-    def test_session(self):
-        self.assertEqual(
-            self.toml["session"],
-            {
-                "NDK_DEFAULT_SEARCH_PATH_LINUX": [
-                    "ndk/android-ndk-r10e",
-                    "ndk/android-ndk-r12b.part",
-                    "ndk/ndk-bundle",
-                    "ndk/android-ndk-r21e",
-                    "ndk/android-ndk-r11c",
-                ],
-                "NDK_SUPPORTED_VERSIONS": ["r10e", "r11", "r11b", "r11c"],
-                "NDK_COMPONENT_PATTERNS": ["-ndk-"],
-                "NDK_INTEGRATION_ENABLED": "yes",
-                "VORN_INSTALL_DIR": "package",
-            },
-        )
-
-    def test_exactly_one_component_is_the_compiler(self):
-        patterns = self.toml["session"]["NDK_COMPONENT_PATTERNS"]
-        compilers = [
-            component
-            for component in self.toml["component"]
-            if component.get("install_condition", True)
-            and component.get("selected", True)
-            and any(pattern in component["id"] for pattern in patterns)
-        ]
-        self.assertEqual(
-            compilers,
-            [
-                {
-                    "id": "nox-ndk-compiler-5.0.3",
-                    "version": "5.0.3",
-                    "package_number": "42",
-                    "subdir": "/compiler",
-                    "install_condition": True,
-                    "selected": True,
-                }
-            ],
-        )
+    def filled_tree(self, name="plain"):
+        tree = self.tree(name)
+        return tree.fill_in(tree.ndk)
 
 
 class IntegrationScript(ExamplesTest):
     def assert_refuses(self, tree, arguments, message):
         before = snapshot(tree.root)
-        self.assertEqual(
-            tree.integrate(*arguments), (1, "", f"ndk_integration.sh: {message}\n")
-        )
+        self.assertEqual(tree.integrate(*arguments), (1, "", f"ndk_integration.sh: {message}\n"))
         self.assertEqual(snapshot(tree.root), before)
 
+    def assert_installs(self, tree, *arguments):
+        self.assertEqual(tree.integrate(*arguments), (0, tree.install_lines(arguments[0]), ""))
+
+    def tree_with_other_definition(self):
+        # Of the second one, so that a refusal in the middle would show the first installed.
+        tree = self.filled_tree()
+        other = tree.installed(TOOLCHAINS[1])
+        os.mkdir(os.path.dirname(other))
+        write(other, "TOOLCHAIN_NAME := other\n")
+        return tree, other
+
     def test_installs_both_definitions(self):
-        tree = self.tree()
-        tree.fill_in(tree.ndk)
+        tree = self.filled_tree()
         before = snapshot(tree.ndk)
-        self.assertEqual(tree.integrate(tree.ndk, "--force"), (0, tree.install_lines(), ""))
-        expected = {tree.installed(name): read(tree.definition(name)) for name in TOOLCHAINS}
+        self.assert_installs(tree, tree.ndk, "--force")
+        expected = {
+            tree.installed(name, file=file): read(os.path.join(tree.definitions, name, file))
+            for name in TOOLCHAINS
+            for file in ["setup.mk", "config.mk"]
+        }
         self.assertEqual(snapshot(tree.ndk), {**before, **expected})
 
-    def test_needs_no_force_where_nothing_is_there(self):
-        tree = self.tree()
-        tree.fill_in(tree.ndk)
-        self.assertEqual(tree.integrate(tree.ndk), (0, tree.install_lines(), ""))
+    def test_needs_no_force(self):
+        # Where nothing is there, and for the same definitions.
+        tree = self.filled_tree()
+        self.assert_installs(tree, tree.ndk)
+        self.assert_installs(tree, tree.ndk)
 
-    def test_needs_no_force_for_the_same_definitions(self):
-        tree = self.tree()
-        tree.fill_in(tree.ndk).integrate(tree.ndk)
-        self.assertEqual(tree.integrate(tree.ndk), (0, tree.install_lines(), ""))
-
-    def test_refuses_to_overwrite_a_different_definition(self):
+    def test_different_definition(self):
         # Of the second one, so that a refusal in the middle would show the first installed.
-        tree = self.tree()
-        tree.fill_in(tree.ndk)
+        tree = self.filled_tree()
         other = tree.installed(TOOLCHAINS[1])
         os.mkdir(os.path.dirname(other))
         write(other, "TOOLCHAIN_NAME := other\n")
-        self.assert_refuses(
-            tree,
-            [tree.ndk],
-            f"'{other}' is there already and differs; --force replaces it",
-        )
-
-    def test_force_overwrites_a_different_definition(self):
-        tree = self.tree()
-        tree.fill_in(tree.ndk)
-        other = tree.installed(TOOLCHAINS[1])
-        os.mkdir(os.path.dirname(other))
-        write(other, "TOOLCHAIN_NAME := other\n")
-        being_read = other + ".read"
-        os.link(other, being_read)
-        self.assertEqual(tree.integrate(tree.ndk, "--force"), (0, tree.install_lines(), ""))
+        message = f"'{other}' is there already and differs; --force replaces it"
+        self.assert_refuses(tree, [tree.ndk], message)
+        os.link(other, other + ".read")
+        self.assert_installs(tree, tree.ndk, "--force")
         self.assertEqual(read(other), read(tree.definition(TOOLCHAINS[1])))
         # Replaced as a whole, not written into: whoever has the old one open still reads all of it.
-        self.assertEqual(read(being_read), "TOOLCHAIN_NAME := other\n")
+        self.assertEqual(read(other + ".read"), "TOOLCHAIN_NAME := other\n")
 
     def test_refuses_to_replace_a_directory(self):
-        tree = self.tree()
-        tree.fill_in(tree.ndk)
+        tree = self.filled_tree()
         directory = tree.installed(TOOLCHAINS[1])
         os.makedirs(directory)
-        self.assert_refuses(
-            tree, [tree.ndk, "--force"], f"'{directory}' is a directory; remove it first"
-        )
+        message = f"'{directory}' is a directory; remove it first"
+        self.assert_refuses(tree, [tree.ndk, "--force"], message)
 
-    def test_refuses_placeholders(self):
+    def test_refuses_unfinished_packages(self):
         tree = self.tree()
-        self.assert_refuses(
-            tree,
-            [tree.ndk, "--force"],
+        message = (
             f"'./{TOOLCHAINS[0]}/setup.mk' still holds placeholders;"
-            " let the installer fill them in first",
+            " let the installer fill them in first"
         )
-
-    def test_refuses_a_package_with_one_definition(self):
-        tree = self.tree()
+        self.assert_refuses(tree, [tree.ndk, "--force"], message)
         tree.fill_in(tree.ndk)
         os.remove(tree.definition(TOOLCHAINS[1]))
-        self.assert_refuses(
-            tree,
-            [tree.ndk, "--force"],
-            f"cannot read './{TOOLCHAINS[1]}/setup.mk'; install the compiler package again",
-        )
+        message = f"cannot read './{TOOLCHAINS[1]}/setup.mk'; install the compiler package again"
+        self.assert_refuses(tree, [tree.ndk, "--force"], message)
 
     def test_refuses_what_is_no_ndk(self):
-        tree = self.tree()
-        tree.fill_in(tree.ndk)
+        tree = self.filled_tree()
         missing = tree.ndk_named("missing")
         partial = tree.ndk_named("android-ndk-r12b.part")
         without_toolchains = tree.ndk_named("android-ndk-r21e")
         shutil.rmtree(os.path.join(without_toolchains, "toolchains"))
-        for directory, message in [
-            (missing, f"'{missing}' is not a directory; give the top directory of an Android NDK"),
-            (tree.compiler, f"'{tree.compiler}' is no Android NDK: it holds no ndk-build"),
-            (
-                partial,
-                f"'{partial}' is no complete Android NDK:"
-                " it holds neither source.properties nor RELEASE.TXT",
-            ),
-            (
-                without_toolchains,
-                f"'{without_toolchains}' is no complete Android NDK:"
-                " it holds no directory toolchains",
-            ),
+        shutil.rmtree(os.path.join(without_toolchains, "build"))
+        for directory, what in [
+            (missing, "is not a directory; give the top directory of an Android NDK"),
+            (tree.compiler, "is not an Android NDK: it has no ndk-build"),
+            (partial, "is not a complete Android NDK: it has neither source.properties nor "
+             "RELEASE.TXT"),
+            (without_toolchains, "is not a complete Android NDK: it has neither "
+             "build/core/toolchains nor toolchains"),
         ]:
             with self.subTest(directory):
-                self.assert_refuses(tree, [directory, "--force"], message)
+                self.assert_refuses(tree, [directory, "--force"], f"'{directory}' {what}")
 
     def test_refuses_bad_arguments(self):
-        tree = self.tree()
-        tree.fill_in(tree.ndk)
+        tree = self.filled_tree()
         usage = "usage: ndk_integration.sh NDK_DIR [--force]"
         for arguments, message in [
             ([], usage),
@@ -347,23 +221,16 @@ class IntegrationScript(ExamplesTest):
     def test_accepts_an_ndk_before_r11(self):
         tree = self.tree()
         ndk = tree.ndk_named("android-ndk-r10e")
-        tree.fill_in(ndk)
-        self.assertEqual(tree.integrate(ndk, "--force"), (0, tree.install_lines(ndk), ""))
+        self.assert_installs(tree.fill_in(ndk), ndk, "--force")
 
-    def test_odd_characters_in_every_path(self):
-        tree = self.tree("it's \"odd\" $HOME `id` \\ * # \n")
-        tree.fill_in(tree.ndk)
+    def test_odd_names_of_its_own_directory(self):
+        tree = self.filled_tree("it's \"odd\" $HOME `id` \\ * # \n")
         script = os.path.join(tree.definitions, "ndk_integration.sh")
         self.assertEqual(run(script, tree.ndk), (0, tree.install_lines(), ""))
-
-    def test_own_directory_that_looks_like_an_option(self):
-        tree = self.tree("-n")
-        tree.fill_in(tree.ndk)
-        script = "-n/package/compiler/android/ndk_integration.sh"
-        self.assertEqual(
-            run("sh", "--", script, tree.ndk, cwd=os.path.dirname(tree.root)),
-            (0, tree.install_lines(), ""),
-        )
+        tree = self.filled_tree("-n")
+        command = ["sh", "--", "-n/package/compiler/android/ndk_integration.sh", tree.ndk]
+        above = os.path.dirname(tree.root)
+        self.assertEqual(run(*command, cwd=above), (0, tree.install_lines(), ""))
 
 
 class ToolchainDefinition(ExamplesTest):
@@ -372,50 +239,23 @@ class ToolchainDefinition(ExamplesTest):
     def make(self, tree, toolchain, recipe):
         return run("make", "-s", "-f", tree.installed(toolchain), "--eval", "print: ; @" + recipe)
 
-    def assert_integrated(self, tree):
-        tree.fill_in(tree.ndk)
-        self.assertEqual(tree.integrate(tree.ndk, "--force"), (0, tree.install_lines(), ""))
-        for toolchain in TOOLCHAINS:
-            self.assertEqual(
-                self.make(
-                    tree,
-                    toolchain,
-                    "printf '%s\\n' $(TARGET_CC) $(TARGET_CXX) $(NOX_VERSION) $(TOOLCHAIN_NAME)",
-                ),
-                (
-                    0,
-                    f"{tree.compiler}/bin/noxcc\n{tree.compiler}/bin/noxc++\n"
-                    f"{VERSION}\n{toolchain}\n",
-                    "",
-                ),
-            )
-            self.assertEqual(
-                self.make(
-                    tree,
-                    toolchain,
-                    "$(TARGET_CC) $(TARGET_CFLAGS) --version"
-                    " && $(TARGET_CXX) $(TARGET_CFLAGS) --version",
-                ),
-                (0, f"noxcc {VERSION}\nnoxc++ {VERSION}\n", ""),
-            )
-
-    def test_plain(self):
-        self.assert_integrated(self.tree())
-
-    def test_blank_in_every_path(self):
-        self.assert_integrated(self.tree("with  a blank"))
-
-    def test_odd_characters_in_every_path(self):
-        self.assert_integrated(self.tree("it's odd, $HOME $(x) # (y)"))
-
-    def test_the_ndk_runs_the_compiler(self):
-        tree = self.tree("with a blank")
-        tree.fill_in(tree.ndk).integrate(tree.ndk)
-        for toolchain, architecture in zip(TOOLCHAINS, ["x86_64", "x86"]):
-            self.assertEqual(
-                run(os.path.join(tree.ndk, "ndk-build"), f"NDK_TOOLCHAIN={toolchain}"),
-                (0, f"{toolchain} for {architecture}\nnoxcc {VERSION}\n", ""),
-            )
+    def test_integrated(self):
+        variables = "$(TARGET_CC) $(TARGET_CXX) $(NOX_VERSION) $(TOOLCHAIN_NAME)"
+        runs = [f"$(TARGET_{name}) $(TARGET_CFLAGS) --version" for name in ("CC", "CXX")]
+        for name in ["plain", "with  a blank", "it's odd, $HOME $(x) # (y)"]:
+            tree = self.filled_tree(name)
+            self.assertEqual(tree.integrate(tree.ndk, "--force"), (0, tree.install_lines(), ""))
+            for toolchain in TOOLCHAINS:
+                with self.subTest(name, toolchain=toolchain):
+                    compilers = f"{tree.compiler}/bin/noxcc\n{tree.compiler}/bin/noxc++\n"
+                    self.assertEqual(
+                        self.make(tree, toolchain, f"printf '%s\\n' {variables}"),
+                        (0, f"{compilers}{VERSION}\n{toolchain}\n", ""),
+                    )
+                    self.assertEqual(
+                        self.make(tree, toolchain, " && ".join(runs)),
+                        (0, f"noxcc {VERSION}\nnoxc++ {VERSION}\n", ""),
+                    )
 
     def test_placeholders(self):
         """Several of each, and a line with both."""
@@ -442,46 +282,25 @@ class EnvironmentScript(ExamplesTest):
         ],
     }
 
-    def sourced(self, tree, shell, **environment):
-        script = tree.environment_script(shell)
-        return run(*self.SHELLS[shell], SCRIPT=script, **environment)
+    def assert_sourced(self, tree, *expected, **environment):
+        out = "".join(line + "\n" for line in expected)
+        for shell, command in self.SHELLS.items():
+            with self.subTest(shell, root=tree.root):
+                script = tree.environment_script(shell)
+                self.assertEqual(run(*command, SCRIPT=script, **environment), (0, out, ""))
 
-    def assert_both(self, tree, expected, **environment):
-        for shell in self.SHELLS:
-            with self.subTest(shell):
-                self.assertEqual(self.sourced(tree, shell, **environment), expected)
+    def test_names(self):
+        for name in ["plain", "with  a blank", "it's odd, (y) * # & ;"]:
+            tree = self.filled_tree(name)
+            self.assert_sourced(tree, tree.ndk, f"{tree.ndk}:/usr/bin:/bin")
 
-    def test_plain(self):
-        tree = self.tree()
-        tree.fill_in(tree.ndk)
-        self.assert_both(tree, (0, f"{tree.ndk}\n{tree.ndk}:/usr/bin:/bin\n", ""))
-
-    def test_blank_in_every_path(self):
-        tree = self.tree("with  a blank")
-        tree.fill_in(tree.ndk)
-        self.assert_both(tree, (0, f"{tree.ndk}\n{tree.ndk}:/usr/bin:/bin\n", ""))
-
-    def test_odd_characters_in_every_path(self):
-        tree = self.tree("it's odd, (y) * # & ;")
-        tree.fill_in(tree.ndk)
-        self.assert_both(tree, (0, f"{tree.ndk}\n{tree.ndk}:/usr/bin:/bin\n", ""))
-
-    def test_replaces_an_earlier_ndk(self):
-        tree = self.tree()
-        tree.fill_in(tree.ndk)
-        self.assert_both(
-            tree, (0, f"{tree.ndk}\n{tree.ndk}:/usr/bin:/bin\n", ""), ANDROID_NDK="/opt/other"
-        )
-
-    def test_integration_disabled(self):
-        tree = self.tree()
-        tree.fill_in("")
-        self.assert_both(tree, (0, "unset\n/usr/bin:/bin\n", ""))
-
-    def test_integration_disabled_keeps_an_earlier_ndk(self):
-        tree = self.tree()
-        tree.fill_in("")
-        self.assert_both(tree, (0, "/opt/other\n/usr/bin:/bin\n", ""), ANDROID_NDK="/opt/other")
+    def test_earlier_ndk_and_none(self):
+        tree = self.filled_tree()
+        path = f"{tree.ndk}:/usr/bin:/bin"
+        self.assert_sourced(tree, tree.ndk, path, ANDROID_NDK="/opt/other")
+        disabled = self.tree().fill_in("")
+        self.assert_sourced(disabled, "unset", "/usr/bin:/bin")
+        self.assert_sourced(disabled, "/opt/other", "/usr/bin:/bin", ANDROID_NDK="/opt/other")
 
 
 if __name__ == "__main__":

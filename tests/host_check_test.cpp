@@ -9,18 +9,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -28,6 +23,7 @@
 #include "host_check/checks.h"
 #include "tests/broken_hosts/good_host.h"
 #include "tests/temporary_directory.h"
+#include "tests/texts.h"
 
 namespace fs = std::filesystem;
 
@@ -134,7 +130,7 @@ Outcome run(const World& world) {
   waitpid(child, nullptr, 0);
 
   const std::string log = directory.hidden_in(directory.read("/log"));
-  return {std::regex_replace(log, std::regex("host_check\\.\\w{6}"), "host_check.XXXXXX"),
+  return {std::regex_replace(log, std::regex("DIR/tmp/host_check\\.\\w{6}"), "SCRATCH"),
           directory.read("/end")};
 }
 
@@ -191,174 +187,53 @@ struct Specimen {
 
 void PrintTo(const Specimen& specimen, std::ostream* out) { *out << specimen.point; }
 
-const std::vector<Specimen> kSpecimens{
-    {"log-without-arguments",
-     R"(a normal return was expected, an exception came: "cannot write to the log")"},
-    {"log-percent-in-argument",
-     R"(a normal return was expected, an exception came: "cannot write to the log")"},
-    {"log-long-argument",
-     R"(a normal return was expected, an exception came: "cannot write to the log")"},
-    {"error-returns: throws",
-     R"(a normal return was expected, an exception came that is no std::exception)"},
-    {"log-lines",
-     R"(note: the line "host check, a test line: looked for in the log" is not in "DIR/log" when print_log has returned: a log that is not flushed loses what led to a crash)"},
-    {"variables-readable",
-     R"(a normal return was expected, an exception came: "no such variable")"},
-    {"variables-never-set",
-     R"(note: env_get_string("NDK_HOST_CHECK_NEVER_SET") gave "none", where the plug-in takes "" for a variable that was never set)"},
-    {"set-c-strings", R"(env_get_string("NDK_PATH_STATUS") should give "nok", it gave "ok")"},
-    {"set-std-strings",
-     R"(env_get_string("NDK_COMPILER_VERSION") should give "4.1.7", it gave "5.0.3")"},
-    {"one-store", R"(env_get_string("NDK_PATH") should give "/none", it gave "/opt/ndk-a")"},
-    {"empty-value", R"(env_get_string("NDK_PATH") should give "", it gave "/opt/ndk")"},
-    {"value-characters: a list ends the value",
-     R"(env_get_string("NDK_COMPILER_SUBDIR") should give "/a;/b;;/c", it gave "/a")"},
-    {"value-characters: the value is a format",
-     R"(env_get_string("NDK_COMPILER_SUBDIR") should give "/100%/%s/%n", it gave "/100/s/n")"},
-    {"value-characters: trims",
-     R"(env_get_string("NDK_COMPILER_SUBDIR") should give " /blanks at both ends ", it gave "/blanks at both ends")"},
-    {"value-length",
-     R"(env_get_string("NDK_PATH") should give "/directory0/directory11/directory23/directory35/directory47/"... (100000 bytes), it gave "/directory0/directory11/directory23/directory35/directory47/"... (65535 bytes))"},
-    {"variables-apart",
-     R"(env_get_string("NDK_PATH") should give "the value of NDK_PATH", it gave "the value of NDK_PATH_STATUS")"},
-    {"components-walk", R"(components() should give components only, element 1 of 3 is null)"},
-    {"components-stable",
-     R"(components(), asked a second time, should give ["compiler-ndk", "documentation"], it gave ["documentation", "compiler-ndk"])"},
-    {"components-members",
-     R"(a normal return was expected, an exception came: "no directory for documentation")"},
-    {"component-subdir",
-     R"(note: subdir() of the component "documentation" gave "compiler", which does not begin with "/")"},
-    {"component-version",
-     R"(note: the version of the component "compiler-ndk" is "5.0", not three numbers such as 5.0.3)"},
-    {"split-order: gives equal pieces once",
-     R"(splitString("r21e;r10e;r11c;r10e", ";", false) should give ["r21e", "r10e", "r11c", "r10e"], it gave ["r21e", "r10e", "r11c"])"},
-    {"split-order: sorts",
-     R"(splitString("r21e;r10e;r11c;r10e", ";", false) should give ["r21e", "r10e", "r11c", "r10e"], it gave ["r21e", "r11c", "r10e", "r10e"])"},
-    {"split-version",
-     R"(splitString("5.0.3", ".", false) should give ["5", "0", "3"], it gave ["", "", "", "", "", ""])"},
-    {"split-inner-blanks",
-     R"(splitString("/opt/my ndk;/home/a  b/ndk", ";", false) should give ["/opt/my ndk", "/home/a  b/ndk"], it gave ["/opt/my", "ndk", "/home/a", "", "b/ndk"])"},
-    {"split-without-separator",
-     R"(splitString("/opt/ndk", ";", false) should give ["/opt/ndk"], it gave [])"},
-    {"split-empty-text", R"(a normal return was expected, an exception came: "nothing to split")"},
-    {"replace-every-occurrence",
-     R"(replaceAllSubstrings("<NDK_DIR>:<NDK_DIR><NDK_DIR>/bin", "<NDK_DIR>", "/opt/ndk") should give "/opt/ndk:/opt/ndk/opt/ndk/bin", it gave "/opt/ndk:<NDK_DIR><NDK_DIR>/bin")"},
-    {"replace-with-nothing",
-     R"(replaceAllSubstrings("NDK=<NDK_DIR>;", "<NDK_DIR>", "") should give "NDK=;", it gave "NDK=<NDK_DIR>;")"},
-    {"replace-literally",
-     R"(replaceAllSubstrings("DIR={INSTALL_NOX_INSTALLDIR}", "{INSTALL_NOX_INSTALLDIR}", "/opt/$&/\\1/&/%s") should give "DIR=/opt/$&/\\1/&/%s", it gave "DIR=/opt/{INSTALL_NOX_INSTALLDIR}/\\1/&/%s")"},
-    {"replace-own-pattern",
-     R"(replaceAllSubstrings("<NDK_DIR>;<NDK_DIR>", "<NDK_DIR>", "/opt/<NDK_DIR>/ndk") should return, it did not within a second's work)"},
-    {"replace-other-bytes: drops carriage returns",
-     R"(replaceAllSubstrings("\x09 nothing to replace \x0d", "<NDK_DIR>", "/opt/ndk") should give "\x09 nothing to replace \x0d", it gave "\x09 nothing to replace ")"},
-    {"replace-other-bytes: ends at a NUL",
-     R"(replaceAllSubstrings("\x00\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0b\x0c\x0d\x0e\x0f\x10\x11\x12\x13\x14\x15\x16\x17\x18\x19\x1a\x1b\x1c\x1d\x1e\x1f !\"#$%&'()*+,-./0123456789:;<"... (519 bytes), "<NDK_DIR>", "/opt/ndk") should give "\x00\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0b\x0c\x0d\x0e\x0f\x10\x11\x12\x13\x14\x15\x16\x17\x18\x19\x1a\x1b\x1c\x1d\x1e\x1f !\"#$%&'()*+,-./0123456789:;<"... (518 bytes), it gave "")"},
-    {"strtoint-decimals", R"(strtoint("2725575") should give 2725575, it gave -26937)"},
-    {"strtoint-leading-zeros", R"(strtoint("010") should give 10, it gave 8)"},
-    {"strtoint-negative", R"(strtoint("-1") should give -1, it gave 0)"},
-    {"strtoint-no-number", R"(strtoint("") should return, an exception came: "stoi")"},
-    {"inttostr-decimals", R"(inttostr(2005) should give "2005", it gave "2,005")"},
-    {"inttostr-negative", R"(inttostr(-1) should give "-1", it gave "1")"},
-    {"path-of-file",
-     R"(path("DIR/tmp/host_check.XXXXXX/source.properties") should lead to the file of that name, it gave "DIR/tmp/host_check.XXXXXX", which does not)"},
-    {"path-of-directory",
-     R"(path("DIR/tmp/host_check.XXXXXX/android") should lead to the directory of that name, it gave "DIR/tmp/host_check.XXXXXX", which does not)"},
-    {"path-with-blanks",
-     R"(path("DIR/tmp/host_check.XXXXXX/my ndk/a file") should lead to the file of that name, it gave "DIR/tmp/host_check.XXXXXX/my\\ ndk/a\\ file", which does not)"},
-    {"path-of-path",
-     R"(a normal return was expected, an exception came: "this path was converted before")"},
-    {"path-of-missing-file", R"(a normal return was expected, an exception came: "no such file")"},
-    {"path-of-unreadable",
-     R"(path("DIR/tmp/host_check.XXXXXX/loop") should return, an exception came: "cannot be looked at")"},
-    {"path-of-empty-text", R"(a normal return was expected, an exception came: "no path")"},
-    {"file-exists",
-     R"(file_exists("DIR/tmp/host_check.XXXXXX/ndk-build", false) should give a value other than 0, it gave 0)"},
-    {"file-exists-missing",
-     R"(file_exists("DIR/tmp/host_check.XXXXXX/ndk-build", false) should give 0, it gave 256)"},
-    {"file-exists-missing-directory",
-     R"(a normal return was expected, an exception came: "no such directory")"},
-    {"file-exists-unreadable",
-     R"(file_exists("DIR/tmp/host_check.XXXXXX/loop/ndk-build", false) should return, an exception came: "cannot be looked at")"},
-    {"is-writable",
-     R"(is_writable("DIR/tmp/host_check.XXXXXX/ndk") should give a value other than 0, it gave 0)"},
-    {"is-writable-read-only",
-     R"(is_writable("DIR/tmp/host_check.XXXXXX/ndk") should give 0, it gave 256)"},
-    {"is-writable-unreadable",
-     R"(is_writable("DIR/tmp/host_check.XXXXXX/loop") should return, an exception came: "cannot be looked at")"},
-    {"file-move-replaces",
-     R"(after file_move("DIR/tmp/host_check.XXXXXX/setup.mk.tmp", "DIR/tmp/host_check.XXXXXX/setup.mk") the second file should hold "new", it holds "old")"},
-    {"file-move-takes-source",
-     R"(after file_move("DIR/tmp/host_check.XXXXXX/setup.mk.tmp", "DIR/tmp/host_check.XXXXXX/setup.mk") the first file should be gone, it is still there)"},
-    {"file-move-blanks", R"(after file_move("DIR/tmp/host_check.XXXXXX/my compiler/a file.tmp", "DIR/tmp/host_check.XXXXXX/my compiler/a file") the second file should hold "new", it holds "old")"},
-    {"property-value",
-     R"(value("Pkg.Revision ") of "DIR/tmp/host_check.XXXXXX/source.properties", blanks around it aside, should give "11.2.2725575", it gave "")"},
-    {"property-missing-key", R"(a normal return was expected, an exception came: "no such key")"},
-    {"property-unreadable-file",
-     R"(a normal return was expected, an exception came: "cannot open a property file")"},
-    {"property-unreadable-directory",
-     R"(value("Pkg.Revision ") of "DIR/tmp/host_check.XXXXXX/source.properties" should return, an exception came: "is a directory")"},
-    {"property-each-file",
-     R"(value("Pkg.Revision ") of "DIR/tmp/host_check.XXXXXX/newer/source.properties", blanks around it aside, should give "29.0.14033849-beta4", it gave "11.2.2725575")"},
-    {"release-numbers",
-     R"(strtoint(" 11"), as value() and splitString leave the text, should give 11, it gave 0)"},
-    {"command-null-status: throws",
-     R"(a normal return was expected, an exception came: "no exit status")"},
-    {"command-output",
-     R"(get_command_output("printf one", null, true, "") should give "one", it gave "")"},
-    {"command-shell",
-     R"(get_command_output("printf \"[%s]\" \"/opt/my ndk\" --force", null, true, "") should give "[/opt/my ndk][--force]", it gave "\"[\"/opt/my]\"\"[ndk\"]\"\"[--force]\"")"},
-    {"command-working-directory",
-     R"(get_command_output("sh ./script 2>/dev/null", null, true, "") should give "found the script", it gave "")"},
-    {"command-complete-output",
-     R"(get_command_output("cat ./text 2>/dev/null", null, true, "") should give "line at 0\x0aline at 10\x0aline at 21\x0aline at 32\x0aline at 43\x0aline a"... (1048600 bytes), it gave "line at 0\x0aline at 10\x0aline at 21\x0aline at 32\x0aline at 43\x0aline a"... (65536 bytes))"},
-    {"command-failing",
-     R"(get_command_output("sh ./script 2>/dev/null", null, true, "") should give "a failure", it gave "")"},
-    {"command-not-there", R"(a normal return was expected, an exception came: "no such command")"},
-    {"command-waits",
-     R"(get_command_output("exec >/dev/null 2>&1; sleep 0.1; : >finished", null, true, "") should return when the command has ended, it returned earlier)"},
-    {"command-standard-input",
-     R"(get_command_output should give the command an empty standard input, the command gave "read: the host's own input")"},
-};
-
-}  // namespace
-
-TEST(HostCheck, GoodHost) {
-  const Outcome outcome = run({});
-
-  EXPECT_EQ(outcome.log, log_with({}));
-  EXPECT_EQ(outcome.end, "returned 0\n" + kNothingLeft);
+// One a line, the point and the violation parted by " | ".
+std::vector<Specimen> specimens() {
+  std::vector<Specimen> all;
+  for (const std::string& line :
+       lines_of(content_of(SOURCE_DIR "/tests/broken_hosts/violations.txt"))) {
+    const std::size_t bar = line.find(" | ");
+    all.push_back({line.substr(0, bar), line.substr(bar + 3)});
+  }
+  return all;
 }
+
+// What must come of a host check in which these checks end otherwise than ok.
+void expect_verdicts(const World& world, const std::map<std::string, std::string>& verdicts,
+                     int violations = 0) {
+  const Outcome outcome = run(world);
+
+  EXPECT_EQ(outcome.log, log_with(verdicts));
+  EXPECT_EQ(outcome.end, "returned " + std::to_string(violations) + "\n" + kNothingLeft);
+}
+
+TEST(HostCheck, GoodHost) { expect_verdicts({}, {}); }
 
 // Where the contract leaves a choice, the other choice is as good.
 TEST(HostCheck, GoodHostWithOtherChoices) {
   World world;
   world.other_choices = true;
-
-  const Outcome outcome = run(world);
-
-  EXPECT_EQ(outcome.log, log_with({}));
-  EXPECT_EQ(outcome.end, "returned 0\n" + kNothingLeft);
+  expect_verdicts(world, {});
 }
 
 class BrokenHost : public testing::TestWithParam<Specimen> {};
 
 TEST_P(BrokenHost, NamesThatPointAndNoOther) {
-  const Outcome outcome = run({GetParam().point});
-
-  EXPECT_EQ(outcome.log, log_with({{GetParam().check(), GetParam().verdict()}}));
-  EXPECT_EQ(outcome.end, (GetParam().is_note() ? "returned 0\n" : "returned 1\n") + kNothingLeft);
+  const Specimen& specimen = GetParam();
+  expect_verdicts({specimen.point}, {{specimen.check(), specimen.verdict()}},
+                  specimen.is_note() ? 0 : 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(HostCheck, BrokenHost, testing::ValuesIn(kSpecimens),
+INSTANTIATE_TEST_SUITE_P(HostCheck, BrokenHost, testing::ValuesIn(specimens()),
                          [](const auto& test) { return test.param.test_name(); });
 
 TEST(HostCheck, BrokenHostForEachCheck) {
-  std::vector<std::string> names;
+  Lines names;
   for (const host_check::Check& check : host_check::checks()) {
     names.emplace_back(check.name);
   }
-  std::vector<std::string> broken;
-  for (const Specimen& specimen : kSpecimens) {
+  Lines broken;
+  for (const Specimen& specimen : specimens()) {
     if (broken.empty() || broken.back() != specimen.check()) {
       broken.push_back(specimen.check());
     }
@@ -369,21 +244,16 @@ TEST(HostCheck, BrokenHostForEachCheck) {
 
 // The log stops after the line that tells what was checked.
 TEST(HostCheck, CrashNamesItsCause) {
-  const Outcome outcome = run({"command-null-status: crashes"});
+  for (const auto& [point, check] :
+       {std::pair("command-null-status: crashes", "command-null-status"),
+        std::pair("error-returns: ends the process", "error-returns")}) {
+    const Outcome outcome = run({point});
 
-  const std::string log = log_with({});
-  const std::string last_line = "HOST_CHECK: command-null-status: checking\n";
-  EXPECT_EQ(outcome.log, log.substr(0, log.find(last_line)) + last_line);
-  EXPECT_EQ(outcome.end, "");
-}
-
-TEST(HostCheck, ErrorThatEndsTheProcess) {
-  const Outcome outcome = run({"error-returns: ends the process"});
-
-  const std::string log = log_with({});
-  const std::string last_line = "HOST_CHECK: error-returns: checking\n";
-  EXPECT_EQ(outcome.log, log.substr(0, log.find(last_line)) + last_line);
-  EXPECT_EQ(outcome.end, "");
+    const std::string log = log_with({});
+    const std::string last_line = "HOST_CHECK: " + std::string(check) + ": checking\n";
+    EXPECT_EQ(outcome.log, log.substr(0, log.find(last_line)) + last_line);
+    EXPECT_EQ(outcome.end, "");
+  }
 }
 
 // Nothing can be told then but the number: the three ways in which the log is tried out.
@@ -397,13 +267,8 @@ TEST(HostCheck, LogThatThrows) {
 TEST(HostCheck, NoComponents) {
   World world;
   world.components = false;
-
-  const Outcome outcome = run(world);
-
   const std::string skipped = "skipped: the session has no components";
-  EXPECT_EQ(outcome.log,
-            log_with({{"components-stable", skipped}, {"components-members", skipped}}));
-  EXPECT_EQ(outcome.end, "returned 0\n" + kNothingLeft);
+  expect_verdicts(world, {{"components-stable", skipped}, {"components-members", skipped}});
 }
 
 TEST(HostCheck, RootMayWriteAndReadEverywhere) {
@@ -412,43 +277,29 @@ TEST(HostCheck, RootMayWriteAndReadEverywhere) {
   }
   World world;
   world.as_root = true;
-
-  const Outcome outcome = run(world);
-
-  EXPECT_EQ(outcome.log,
-            log_with({{"is-writable-read-only",
-                       "skipped: this user may write to read-only directories, as root may"},
-                      {"property-unreadable-file",
-                       "skipped: this user may read every file, as root may"}}));
-  EXPECT_EQ(outcome.end, "returned 0\n" + kNothingLeft);
+  expect_verdicts(
+      world, {{"is-writable-read-only",
+               "skipped: this user may write to read-only directories, as root may"},
+              {"property-unreadable-file", "skipped: this user may read every file, as root may"}});
 }
 
 TEST(HostCheck, NoTemporaryDirectory) {
   World world;
   world.tmpdir = "/none";
-
-  const Outcome outcome = run(world);
-
-  std::map<std::string, std::string> verdicts;
-  for (const char* name : {"path-of-file", "path-of-directory", "path-of-missing-file",
-                           "command-working-directory", "command-not-there"}) {
-    verdicts[name] =
-        "skipped: cannot make a temporary directory in DIR/none: No such file or directory";
-  }
-  EXPECT_EQ(outcome.log, log_with(verdicts));
-  EXPECT_EQ(outcome.end, "returned 0\n" + kNothingLeft);
+  const std::string skipped =
+      "skipped: cannot make a temporary directory in DIR/none: No such file or directory";
+  expect_verdicts(world, {{"path-of-file", skipped},
+                          {"path-of-directory", skipped},
+                          {"path-of-missing-file", skipped},
+                          {"command-working-directory", skipped},
+                          {"command-not-there", skipped}});
 }
 
 TEST(HostCheck, Exports) {
-  FILE* pipe = popen("nm -D --defined-only --format=posix '" HOST_CHECK_LIBRARY "'", "r");
-  ASSERT_NE(pipe, nullptr);
-  std::string names;
-  std::array<char, 4096> line{};
-  while (std::fgets(line.data(), line.size(), pipe) != nullptr) {
-    const std::string text = line.data();
-    names += text.substr(0, text.find(' ', text.find(' ') + 1)) + "\n";
-  }
+  const ShellResult nm = shell("nm -D --defined-only '" HOST_CHECK_LIBRARY "' | cut -c 18-");
 
-  EXPECT_EQ(pclose(pipe), 0) << "nm is part of binutils";
-  EXPECT_EQ(names, "check_host T\n");
+  EXPECT_EQ(nm.exit_status, 0) << "nm is part of binutils";
+  EXPECT_EQ(nm.output, "T check_host\n");
 }
+
+}  // namespace

@@ -1,55 +1,34 @@
 """One ndk-integrate install or undo at a time on a compiler, end to end."""
 
 import fcntl
-import json
 import os
 import random
-import shutil
+import re
 import signal
 import subprocess
 import unittest
 
-from ndk_integrate_world import (
-    BEFORE_SCRIPT_OUTPUT,
-    COMPONENT_LINE,
-    DONE_LINE,
-    KEPT_HERE,
-    NDK_LINES,
-    PROGRAM,
-    SCRIPT,
-    WHOLE_INSTALLATION,
-    EndToEndTest,
-    World,
-    package_filled,
-    small_tree,
-)
+from end_to_end import EndToEndTest
+from messages import LOCKED, NOTHING_TO_UNDO, Install, Undo, not_done
+from strace import needs_strace
+from world import STORE, MANIFEST, NO_LEAK_SEARCH, PROGRAM, SCRIPT, filled, script
 
-NOT_DONE = "ndk-integrate: not done: "
-LOCK = KEPT_HERE + "/lock"
+UNDONE = [Undo(), NOTHING_TO_UNDO]  # what an undo in the right moment tells
+
 NEVER = 60  # seconds after which something hangs; an ordinary test takes a fraction of one
 
 # A script that says when it runs, and goes on when it is told to. It runs in the directory
-# WORLD/package/cc/android, and first waits until it, or the shell that waits for it, is named in
-# the lock file as the second holder.
+# WORLD/package/cc/android.
 BLOCKING_SCRIPT = """\
-until holder=$(sed 1d ../.ndk-integrate/lock | grep -x -e $$ -e $PPID); do :; done
-echo $holder > ../../../ready
+echo $PPID $$ > ../../../ready
 read -r word < ../../../go
 echo "went $word"
 """
 # The same in a process that the script leaves behind, without its output.
 LEAVING_SCRIPT = """\
-(echo $$ > ../../../ready; read -r word < ../../../go) > /dev/null 2>&1 &
+(sh -c 'echo $PPID' > ../../../ready; read -r word < ../../../go) > /dev/null 2>&1 &
 echo "left"
 """
-SCRIPT_THAT_ENDS = '#!/bin/sh\necho "ran with $*"\n'
-
-
-def message(holder):
-    return (
-        f"another ndk-integrate is at work on this compiler ({holder} holds WORLD/{LOCK}); "
-        "wait until it is done"
-    )
 
 
 class LockTest(EndToEndTest):
@@ -61,16 +40,17 @@ class LockTest(EndToEndTest):
         signal.alarm(NEVER)
         self.addCleanup(signal.alarm, 0)
 
-    def world(self, script):
-        world = World(self, small_tree(script=script))
+    def blocked_world(self, runs):
+        world = self.small_world(runs=runs)
         os.mkfifo(world.path("ready"))
         os.mkfifo(world.path("go"))
         return world
 
-    def start(self, world, command="install", before=()):
+    def start(self, world, command="install", before=(), env=None):
         """Starts the program; it and its script are gone after the test."""
         process = subprocess.Popen(
             [*before, PROGRAM, command, world.path("installation.toml")],
+            env={**os.environ, **(env or {})},
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
@@ -88,10 +68,16 @@ class LockTest(EndToEndTest):
         return process
 
     @staticmethod
+    def end_of(world, process):
+        """The exit code and what was printed."""
+        out, err = process.communicate()
+        return process.returncode, world.hidden(out.decode()), world.hidden(err.decode())
+
+    @staticmethod
     def wait_for_script(world):
-        """Waits until the script waits; its process, as the lock file names it."""
+        """Waits until the script waits; its shell's process and its own."""
         with open(world.path("ready"), encoding="ascii") as ready:
-            return int(ready.read())
+            return ready.read().split()
 
     @staticmethod
     def let_script_go_on(world):
@@ -100,145 +86,83 @@ class LockTest(EndToEndTest):
 
     @staticmethod
     def wait_for_lock(world):
-        with open(world.path(LOCK), "rb") as lock:
-            fcntl.flock(lock, fcntl.LOCK_EX)
+        lock = os.open(world.path(STORE), os.O_RDONLY)
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        os.close(lock)
 
     def assert_all_stop(self, world, holder):
         """install and undo say who holds the lock, and change nothing."""
-        before = world.tree(kept=True)
-        err = f"{NOT_DONE}{message(holder)}\n"
-        self.assert_outcome(world.install(), code=1, out=NDK_LINES + COMPONENT_LINE, err=err)
-        self.assert_outcome(world.undo(), code=1, err=err)
-        self.assertEqual(world.tree(kept=True), before)
-
-    def assert_all_stop_in_json(self, world, holder):
-        for outcome, expected in [
-            (
-                world.install("--json"),
-                {
-                    "schema": 1,
-                    "outcome": "failed",
-                    "changed": False,
-                    "ndk": "WORLD/ndk",
-                    "release": "r11c",
-                    "component": "nox-ndk-5",
-                    "files": [],
-                    "script": None,
-                    "message": message(holder),
-                },
-            ),
-            (
-                world.undo("--json"),
-                {
-                    "schema": 1,
-                    "outcome": "failed",
-                    "changed": False,
-                    "files": [],
-                    "message": message(holder),
-                },
-            ),
-        ]:
-            self.assertEqual(json.loads(outcome.out), expected)
-            self.assert_outcome(outcome, code=1, out=outcome.out)
+        self.assert_both_refuse(world, LOCKED.format(holder), dry=False)
 
 
 class Lock(LockTest):
     def test_running_installation(self):
-        world = self.world(BLOCKING_SCRIPT)
+        world = self.blocked_world(BLOCKING_SCRIPT)
         first = self.start(world)
-        script = self.wait_for_script(world)
-        self.assertEqual(world.read(LOCK), f"{first.pid}\n{script}\n")
+        self.wait_for_script(world)
         self.assert_all_stop(world, f"process {first.pid}")
-        self.assert_all_stop_in_json(world, f"process {first.pid}")
         self.let_script_go_on(world)
-        out, err = first.communicate()
-        out = world.hidden(out.decode())
-        self.assertEqual(
-            (first.returncode, out, err),
-            (0, f"{BEFORE_SCRIPT_OUTPUT}script printed: went on\n{DONE_LINE}", b""),
-        )
-        self.assertEqual(world.read(LOCK), "")
+        told = Install(printed="went on\n").out()
+        self.assertEqual(self.end_of(world, first), (0, told, ""))
         self.assertEqual(world.undo().code, 0)
 
     def test_script_of_killed_installation(self):
-        world = self.world(BLOCKING_SCRIPT)
+        world = self.blocked_world(BLOCKING_SCRIPT)
         first = self.start(world)
-        script = self.wait_for_script(world)
+        running = [one for one in self.wait_for_script(world) if int(one) != first.pid]
         first.kill()
         first.wait()
-        self.assert_all_stop(world, f"process {script}")
-        self.assert_all_stop_in_json(world, f"process {script}")
+        self.assert_all_stop(world, f"process {min(running, key=int)}")
         self.let_script_go_on(world)
         self.wait_for_lock(world)
-        world.write(SCRIPT, SCRIPT_THAT_ENDS)
+        world.write(SCRIPT, script())
         outcome = world.install()
-        self.assertEqual((outcome.code, outcome.out, outcome.err), (0, WHOLE_INSTALLATION, ""))
-        self.assertEqual(
-            {file: world.tree()[file] for file in package_filled()}, package_filled()
-        )
+        self.assertEqual((outcome.code, outcome.out, outcome.err), (0, Install().out(), ""))
+        tree = world.tree()
+        self.assertEqual({file: tree[file] for file in filled(first=True)}, filled(first=True))
 
     def test_process_that_the_script_left(self):
-        world = self.world(LEAVING_SCRIPT)
+        world = self.blocked_world(LEAVING_SCRIPT)
         first = self.start(world)
         self.assertEqual(first.wait(), 0)
-        self.assert_all_stop(world, "a process that the integration script left behind")
-        self.wait_for_script(world)
+        self.assert_all_stop(world, f"process {self.wait_for_script(world)[0]}")
         self.let_script_go_on(world)
         self.wait_for_lock(world)
         self.assertEqual(world.undo().code, 0)
 
     def test_other_compiler(self):
         # Each has a lock of its own.
-        first = self.world(BLOCKING_SCRIPT)
+        first = self.blocked_world(BLOCKING_SCRIPT)
         self.start(first)
         self.wait_for_script(first)
-        second = World(self, small_tree())
-        self.assert_outcome(second.install(), out=WHOLE_INSTALLATION, changed=package_filled())
+        self.assert_installs(self.small_world())
         self.let_script_go_on(first)
 
-    def test_names_of_old_holders(self):
-        # Only who holds the lock counts, not who is named in it.
-        world = World(self, small_tree())
-        world.install()
-        world.write(LOCK, f"{os.getpid()}\n1\n")
-        self.assert_outcome(world.install(), out=WHOLE_INSTALLATION)
-        self.assertEqual(world.read(LOCK), "")
 
-    def test_never_unlinked(self):
-        world = self.world('echo "ran with $*"')
-        world.install()
-        with open(world.path(LOCK), "rb") as lock:
-            for step in [world.install, world.undo, world.undo, world.install, world.undo]:
-                step()
-                first, now = os.fstat(lock.fileno()), os.stat(world.path(LOCK))
-                self.assertEqual((now.st_ino, first.st_nlink), (first.st_ino, 1))
-
-
-@unittest.skipUnless(shutil.which("strace"), "strace is not installed")
+@needs_strace
 class Races(LockTest):
-    def test_undo_when_manifest_is_looked_for(self):
-        # An installation stops when it first sees the manifest, and an undo removes that, unless a
-        # lock forbids it.
-        world = World(self, small_tree())
-        world.install()
+    def assert_goes_on(self, world, name, call):
+        """An undo that removes everything while an installation is stopped at its first `call` on
+        `name` harms neither."""
         trace = os.path.join(world.top, "trace")
         os.mkfifo(trace)
-        manifest = world.path(KEPT_HERE + "/manifest.json")
-        inject = "inject=%%stat:signal=SIGSTOP:when=1"
-        # No search for leaks: it cannot be made while the program is traced.
-        strace = ["env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-f", "-o", trace]
-        strace += ["-P", manifest, "-e", "trace=%%stat", "-e", inject]
-        first = self.start(world, before=strace)
+        strace = ["strace", "-f", "-o", trace, "-P", world.path(name), "-e", f"trace={call}"]
+        inject = ["-e", f"inject={call}:signal=SIGSTOP:when=1"]
+        first = self.start(world, before=[*strace, *inject], env=NO_LEAK_SEARCH)
         with open(trace, encoding="utf-8") as lines:
             stopped = next(line for line in lines if "stopped by SIGSTOP" in line)
             world.undo()
             os.kill(int(stopped.split()[0]), signal.SIGCONT)
             lines.read()
-        out, err = first.communicate()
-        self.assertEqual(
-            (first.returncode, world.hidden(out.decode()), world.hidden(err.decode())),
-            (0, WHOLE_INSTALLATION, ""),
-        )
+        self.assertEqual(self.end_of(world, first), (0, Install().out(), ""))
+        self.assertEqual({file: world.tree()[file] for file in filled()}, filled())
+
+    def test_undo_when_manifest_is_looked_for(self):
+        self.assert_goes_on(self.installed_world(), MANIFEST, "%%stat")
+
+    def test_undo_when_the_lock_is_about_to_be_taken(self):
+        # The installation has opened a directory that is removed then, and must not lock that one.
+        self.assert_goes_on(self.installed_world(), STORE, "flock")
 
 
 class ConcurrentRuns(LockTest):
@@ -252,43 +176,32 @@ class ConcurrentRuns(LockTest):
         return [(command, self.start(world, command)) for command in commands]
 
     def assert_done_or_stopped(self, world, command, process):
-        out, err = process.communicate()
-        out, err = world.hidden(out.decode()), world.hidden(err.decode())
-        told = f"{command}, exit code {process.returncode}\n{out}{err}"
-        if " is at work on this compiler " in err:
-            self.assertRegex(err, rf"\A{NOT_DONE}{message_pattern()}\n\Z", told)
-            self.assertEqual(process.returncode, 1, told)
+        code, out, err = self.end_of(world, process)
+        told = f"{command}, exit code {code}\n{out}{err}"
+        begin, end = map(re.escape, not_done(LOCKED).split("{}"))
+        if re.fullmatch(rf"{begin}process \d+{end}", err):
+            self.assertEqual(code, 1, told)
         elif command == "install":
-            self.assertEqual((process.returncode, out, err), (0, WHOLE_INSTALLATION, ""), told)
-        elif "nothing to undo" not in out + err:
-            self.assertRegex(out, r"\A(put back: .*\n){4}done: .*\n\Z", told)
-            self.assertEqual((process.returncode, err), (0, ""), told)
+            self.assertEqual((code, out, err), (0, Install().out(), ""), told)
+        else:
+            self.assertIn((code, out, err), [(0, one.out(), "") for one in UNDONE], told)
 
     def test_end_in_a_right_state(self):
         seed = int(os.environ.get("SEED") or random.SystemRandom().randrange(2**32))
         print(f"ConcurrentRuns: SEED={seed}", flush=True)
         order = random.Random(seed)
-        world = World(self, small_tree())
-        world.install()
-        installed = world.tree(kept=True)
+        world = self.installed_world()
+        installed = world.tree()
         world.undo()
-        undone = world.tree(kept=True)
+        undone = world.tree()
         for _ in range(self.rounds):
             for command, process in self.start_in_random_order(world, order):
                 self.assert_done_or_stopped(world, command, process)
-            self.assertIn(world.tree(kept=True), [installed, undone])
+            self.assertIn(world.tree(), [installed, undone])
         self.assertEqual(world.install().code, 0)
-        self.assertEqual(world.tree(kept=True), installed)
+        self.assertEqual(world.tree(), installed)
         self.assertEqual(world.undo().code, 0)
-        self.assertEqual(world.tree(kept=True), undone)
-
-
-def message_pattern():
-    holders = r"(process \d+|a process that the integration script left behind)"
-    return (
-        rf"another ndk-integrate is at work on this compiler \({holders} holds WORLD/{LOCK}\); "
-        "wait until it is done"
-    )
+        self.assertEqual(world.tree(), undone)
 
 
 if __name__ == "__main__":

@@ -1,67 +1,42 @@
 // The shared library as a file: what it exports, what it needs, and how it is linked.
 #include <gtest/gtest.h>
-#include <stdio.h>
 
 #include <algorithm>
 #include <map>
-#include <memory>
 #include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/plugin.h"
+#include "tests/texts.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define SANITIZED 1
-#endif
+#ifndef __has_feature
+#define __has_feature(feature) 0
 #endif
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
-#ifdef SANITIZED
+#if defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer)
 constexpr bool sanitized = true;
 #else
 constexpr bool sanitized = false;
 #endif
 
-void replace_all(std::string& text, const std::string& from, const std::string& to) {
-  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
-    text.replace(at, from.size(), to);
-  }
-}
-
 // What `tool`, run on the library, prints, line by line.
 Lines output_of(const std::string& tool) {
-  const std::string command = "LC_ALL=C " + tool + " '" NDK_UTILS_LIBRARY "'";
-  FILE* pipe = popen(command.c_str(), "r");
-  std::string text;
-  char buffer[4096];
-  for (std::size_t size; (size = fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
-    text.append(buffer, size);
-  }
-  EXPECT_EQ(pclose(pipe), 0) << command << " failed; it is part of binutils";
-
+  const ShellResult result = shell("LC_ALL=C " + tool + " '" NDK_UTILS_LIBRARY "'");
+  EXPECT_EQ(result.exit_status, 0) << tool << " failed; it is part of binutils";
   // The standard libraries' own spellings of their string types, written as people write it, and
   // without the mark of names that only return one.
+  std::string text = replaced(result.output, "[abi:cxx11]", "");
   for (const char* spelling :
        {"std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >",
         "std::basic_string<char, std::char_traits<char>, std::allocator<char> >",
         "std::__1::basic_string<char, std::__1::char_traits<char>, std::__1::allocator<char> >"}) {
-    replace_all(text, spelling, "std::string");
+    text = replaced(text, spelling, "std::string");
   }
-  replace_all(text, "[abi:cxx11]", "");
-  Lines lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) {
-    lines.push_back(line);
-  }
-  return lines;
+  return lines_of(text);
 }
 
 std::string text_of(Lines lines) {
@@ -73,12 +48,9 @@ std::string text_of(Lines lines) {
   return text;
 }
 
-bool begins_with(const std::string& text, const std::string& start) {
-  return text.rfind(start, 0) == 0;
-}
-
-bool holds(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
+template <typename Matches>
+bool any_of(const Lines& texts, const Matches& matches) {
+  return std::any_of(texts.begin(), texts.end(), matches);
 }
 
 // Symbols by name, as nm tells them: a letter for the kind (U undefined, w and v weak undefined),
@@ -102,29 +74,39 @@ std::vector<Symbol> symbols(const std::string& which) {
   return result;
 }
 
-// Versions that the C and C++ libraries give their symbols.
+// What the C and C++ libraries have.
 bool of_runtime_library(const Symbol& symbol) {
-  for (const char* library : {"GLIBC_", "GLIBCXX_", "CXXABI_", "GCC_"}) {
-    if (begins_with(symbol.version, std::string("@") + library) ||
-        begins_with(symbol.version, std::string("@@") + library)) {
-      return true;
-    }
+  const auto name_begins = [&](const std::string& start) {
+    return begins_with(symbol.name, start);
+  };
+  if (any_of({"@GLIBC_", "@GLIBCXX_", "@CXXABI_", "@GCC_"}, [&](const std::string& version) {
+        return begins_with(replaced(symbol.version, "@@", "@"), version);
+      })) {
+    return true;
   }
 #ifdef _LIBCPP_VERSION
   // libc++ gives its symbols no versions; they are known by their names.
-  for (const char* mark : {"std::__1::", "operator delete", "operator new", "__cxa_", "__gxx_",
-                           " for std::", "__cxxabiv1::"}) {
-    if (holds(symbol.name, mark)) {
-      return true;
-    }
-  }
-  if (begins_with(symbol.name, "std::") || begins_with(symbol.name, "_Unwind_")) {
+  if (any_of({"std::", "_Unwind_"}, name_begins) ||
+      any_of({"std::__1::", "operator delete", "operator new", "__cxa_", "__gxx_",
+              " for std::", "__cxxabiv1::"},
+             [&](const std::string& mark) { return holds(symbol.name, mark); })) {
     return true;
   }
 #endif
   // Weak hooks that every shared object has.
-  return symbol.kind == 'w' &&
-         (symbol.name == "__gmon_start__" || begins_with(symbol.name, "_ITM_"));
+  return symbol.kind == 'w' && any_of({"__gmon_start__", "_ITM_"}, name_begins);
+}
+
+// The symbols that `nm -D` shows with this option and that fulfil the condition.
+template <typename Condition>
+std::string names(const std::string& which, const Condition& condition) {
+  Lines lines;
+  for (const Symbol& symbol : symbols(which)) {
+    if (condition(symbol)) {
+      lines.push_back(std::string(1, symbol.kind) + " " + symbol.name + symbol.version);
+    }
+  }
+  return text_of(lines);
 }
 
 // The values of the dynamic section's entries of one type, such as NEEDED.
@@ -152,12 +134,7 @@ std::string program_header(const std::string& type) {
 }  // namespace
 
 TEST(PluginBinary, Exports) {
-  Lines names;
-  for (const Symbol& symbol : symbols("--defined-only")) {
-    names.push_back(std::string(1, symbol.kind) + " " + symbol.name + symbol.version);
-  }
-
-  EXPECT_EQ(text_of(names), R"names(
+  EXPECT_EQ(names("--defined-only", [](const Symbol&) { return true; }), R"names(
 T check_if_ndk_integration_files_are_to_be_installed
 T detect_ndk
 T get_compiler_full_version(session_t*)
@@ -183,14 +160,8 @@ TEST(PluginBinary, UndefinedNames) {
     GTEST_SKIP()
         << "a sanitizer takes the C library's names over, without versions to tell them by";
   }
-  Lines names;
-  for (const Symbol& symbol : symbols("--undefined-only")) {
-    if (!of_runtime_library(symbol)) {
-      names.push_back(std::string(1, symbol.kind) + " " + symbol.name + symbol.version);
-    }
-  }
-
-  EXPECT_EQ(text_of(names), R"names(
+  const auto of_host = [](const Symbol& symbol) { return !of_runtime_library(symbol); };
+  EXPECT_EQ(names("--undefined-only", of_host), R"names(
 U Component::getSelected()
 U Component::installCondition()
 U Component::subdir()
@@ -216,16 +187,15 @@ U strtoint(std::string const&)
 }
 
 TEST(PluginBinary, NeededLibraries) {
+  Lines runtime = {"libstdc++.so.6]", "libgcc_s.so.1]", "libc.so.6]",      "libm.so.6]",
+                   "ld-linux",        "libc++.so.1]",   "libc++abi.so.1]", "libunwind.so.1]"};
+  if (sanitized) {
+    runtime.insert(runtime.end(), {"libasan.so", "libubsan.so"});
+  }
   for (const std::string& library : dynamic_entries("NEEDED")) {
     const std::string name = library.substr(library.find('[') + 1);
-    const bool runtime =
-        begins_with(name, "libstdc++.so.6]") || begins_with(name, "libgcc_s.so.1]") ||
-        begins_with(name, "libc.so.6]") || begins_with(name, "libm.so.6]") ||
-        begins_with(name, "ld-linux") || begins_with(name, "libc++.so.1]") ||
-        begins_with(name, "libc++abi.so.1]") || begins_with(name, "libunwind.so.1]");
-    const bool sanitizer =
-        sanitized && (begins_with(name, "libasan.so") || begins_with(name, "libubsan.so"));
-    EXPECT_TRUE(runtime || sanitizer) << library;
+    EXPECT_TRUE(any_of(runtime, [&](const auto& known) { return begins_with(name, known); }))
+        << library;
   }
 }
 
@@ -282,12 +252,9 @@ TEST(PluginBinary, StackNotExecutable) {
   EXPECT_TRUE(holds(program_header("GNU_STACK"), " RW ")) << program_header("GNU_STACK");
 }
 
-TEST(PluginBinary, NoSearchPathOfItsOwn) {
-  EXPECT_EQ(dynamic_entries("RPATH"), Lines{});
-  EXPECT_EQ(dynamic_entries("RUNPATH"), Lines{});
-}
-
-TEST(PluginBinary, NoTextRelocations) {
-  EXPECT_EQ(dynamic_entries("TEXTREL"), Lines{});
+TEST(PluginBinary, NeitherSearchPathNorTextRelocations) {
+  for (const char* type : {"RPATH", "RUNPATH", "TEXTREL"}) {
+    EXPECT_EQ(dynamic_entries(type), Lines{}) << type;
+  }
   EXPECT_FALSE(holds(text_of(dynamic_entries("FLAGS")), "TEXTREL"));
 }

@@ -7,63 +7,35 @@
 #include "ndk_utils/ndk_utils.h"
 #include "tests/recording_host.h"
 
-static void note_capture(const std::string& function) {
-  RecordingHost::current().note("CAPTURED: " + function);
+template <typename Result>
+static Result captured(const char* function) {
+  RecordingHost::current().note(std::string("CAPTURED: ") + function);
+  return Result();
 }
 
-int validate_ndk_path(session_t* /*session*/) {
-  note_capture("validate_ndk_path");
-  return 0;
-}
-
-bool is_ndk_dir(const std::string& /*dir*/) {
-  note_capture("is_ndk_dir");
-  return false;
-}
-
+int validate_ndk_path(session_t* /*session*/) { return captured<int>(__func__); }
+bool is_ndk_dir(const std::string& /*dir*/) { return captured<bool>(__func__); }
 ndk_version_t get_version(const std::string& /*ndk_dir*/) {
-  note_capture("get_version");
-  return {};
+  return captured<ndk_version_t>(__func__);
 }
-
 std::string ndk_version_string(ndk_version_t /*version*/) {
-  note_capture("ndk_version_string");
-  return {};
+  return captured<std::string>(__func__);
 }
-
 bool is_ndk_version_supported(ndk_version_t /*version*/, const std::string& /*supported*/) {
-  note_capture("is_ndk_version_supported");
-  return false;
+  return captured<bool>(__func__);
 }
-
 void patch_text_file(const std::string& /*file*/, const std::string& /*from*/,
                      const std::string& /*to*/) {
-  note_capture("patch_text_file");
+  return captured<void>(__func__);
 }
-
-std::string get_toolchains_path(session_t* /*session*/) {
-  note_capture("get_toolchains_path");
-  return {};
-}
-
-std::string get_compiler_path(session_t* /*session*/) {
-  note_capture("get_compiler_path");
-  return {};
-}
-
+std::string get_toolchains_path(session_t* /*session*/) { return captured<std::string>(__func__); }
+std::string get_compiler_path(session_t* /*session*/) { return captured<std::string>(__func__); }
 std::string get_compiler_full_version(session_t* /*session*/) {
-  note_capture("get_compiler_full_version");
-  return {};
+  return captured<std::string>(__func__);
 }
-
-std::string get_compiler_version(session_t* /*session*/) {
-  note_capture("get_compiler_version");
-  return {};
-}
-
+std::string get_compiler_version(session_t* /*session*/) { return captured<std::string>(__func__); }
 std::string get_compiler_package_number(session_t* /*session*/) {
-  note_capture("get_compiler_package_number");
-  return {};
+  return captured<std::string>(__func__);
 }
 
 // True when the loader finds `function` here by its name, before it finds the plug-in's.

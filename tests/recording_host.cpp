@@ -4,11 +4,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+
+#include "tests/texts.h"
 
 namespace {
 
@@ -19,11 +21,8 @@ std::string escaped(char c) {
   if (c == '"' || c == '\\') {
     return std::string("\\") + c;
   }
-  if (c == '\n') {
-    return "\\n";
-  }
-  if (c == '\r') {
-    return "\\r";
+  if (c == '\n' || c == '\r') {
+    return c == '\n' ? "\\n" : "\\r";
   }
   if (code >= 0x20 && code < 0x7f) {
     return std::string(1, c);
@@ -33,36 +32,17 @@ std::string escaped(char c) {
   return text;
 }
 
-std::string quoted(const std::string& text) {
-  std::string result = "\"";
-  for (const char c : text) {
-    result += escaped(c);
-  }
-  return result + '"';
-}
-
 std::string truth(bool value) { return value ? "true" : "false"; }
-
-// The format, unexpanded, and its arguments. A host is promised no conversion other than "%s".
-std::string log_arguments(const char* format, va_list list) {
-  std::string result = quoted(format);
-  for (const char* p = format; *p != '\0'; ++p) {
-    if (*p != '%') {
-      continue;
-    }
-    if (*++p != 's') {
-      return result + ", VIOLATION: a conversion other than %s";
-    }
-    const char* argument = va_arg(list, const char*);
-    result += ", " + (argument == nullptr ? "VIOLATION: null" : quoted(argument));
-  }
-  return result;
-}
 
 // What goes before the arguments of a service that got a session: nothing, when it is the one that
 // the host passed in.
 std::string session_argument(const session_t* session) {
   return session == &RecordingHost::current().session ? "" : "VIOLATION: another session, ";
+}
+
+RecordingHost& called(const std::string& service, const std::string& arguments) {
+  RecordingHost::current().call(service, arguments);
+  return RecordingHost::current();
 }
 
 // What an IniDb holds.
@@ -76,6 +56,14 @@ const RecordingHost::ComponentAnswers& answers(const Component& component) {
 }
 
 }  // namespace
+
+std::string quoted(const std::string& text) {
+  std::string result = "\"";
+  for (const char c : text) {
+    result += escaped(c);
+  }
+  return result + '"';
+}
 
 RecordingHost::RecordingHost() {
   if (current_host != nullptr) {
@@ -140,33 +128,43 @@ void RecordingHost::call(const std::string& service, const std::string& argument
 // --- Session variables ---
 
 std::string env_get_string(session_t* session, const char* name) {
-  RecordingHost& host = RecordingHost::current();
-  host.call("env_get_string", session_argument(session) + quoted(name));
+  RecordingHost& host = called("env_get_string", session_argument(session) + quoted(name));
   return host.variables[name];
 }
 
 void env_set_string(session_t* session, const char* name, const char* value) {
-  RecordingHost& host = RecordingHost::current();
-  host.call("env_set_string[chars]",
-            session_argument(session) + quoted(name) + ", " + quoted(value));
+  RecordingHost& host = called("env_set_string[chars]",
+                               session_argument(session) + quoted(name) + ", " + quoted(value));
   host.variables[name] = value;
 }
 
 void env_set_string(session_t* session, const std::string& name, const std::string& value) {
-  RecordingHost& host = RecordingHost::current();
-  host.call("env_set_string[strings]",
-            session_argument(session) + quoted(name) + ", " + quoted(value));
+  RecordingHost& host = called("env_set_string[strings]",
+                               session_argument(session) + quoted(name) + ", " + quoted(value));
   host.variables[name] = value;
 }
 
 // --- The log ---
+
+// The format, unexpanded, and its arguments. A host is promised no conversion other than "%s".
+static std::string log_arguments(const char* format, va_list list) {
+  std::string arguments = quoted(format);
+  for (const char* p = format; (p = std::strchr(p, '%')) != nullptr; ++p) {
+    if (*++p != 's') {
+      return arguments + ", VIOLATION: a conversion other than %s";
+    }
+    const char* argument = va_arg(list, const char*);
+    arguments += ", " + (argument == nullptr ? "VIOLATION: null" : quoted(argument));
+  }
+  return arguments;
+}
 
 void print_log(const char* format, ...) {
   va_list list;
   va_start(list, format);
   const std::string arguments = log_arguments(format, list);
   va_end(list);
-  RecordingHost::current().call("print_log", arguments);
+  called("print_log", arguments);
 }
 
 void error(const char* format, ...) {
@@ -174,32 +172,29 @@ void error(const char* format, ...) {
   va_start(list, format);
   const std::string arguments = log_arguments(format, list);
   va_end(list);
-  RecordingHost::current().call("error", arguments);
+  called("error", arguments);
 }
 
 // --- Files ---
 
 std::string path(std::string p) {
-  RecordingHost& host = RecordingHost::current();
-  host.call("path", quoted(p));
+  RecordingHost& host = called("path", quoted(p));
   return host.normalise ? host.normalise(p) : p;
 }
 
 int file_exists(const std::string& file, bool flag) {
-  RecordingHost& host = RecordingHost::current();
-  host.call("file_exists", quoted(file) + ", " + truth(flag));
+  RecordingHost& host = called("file_exists", quoted(file) + ", " + truth(flag));
   return host.files.count(file) > 0 ? host.exists : 0;
 }
 
 int is_writable(std::string dir) {
-  RecordingHost& host = RecordingHost::current();
-  host.call("is_writable", quoted(dir));
+  RecordingHost& host = called("is_writable", quoted(dir));
   const auto answer = host.writable.find(dir);
   return answer == host.writable.end() ? 1 : answer->second;
 }
 
 int file_move(std::string from, std::string to) {
-  RecordingHost::current().call("file_move", quoted(from) + ", " + quoted(to));
+  called("file_move", quoted(from) + ", " + quoted(to));
   return std::rename(from.c_str(), to.c_str()) == 0 ? 1 : 0;
 }
 
@@ -207,8 +202,8 @@ int file_move(std::string from, std::string to) {
 
 std::vector<std::string> splitString(const std::string& text, const std::string& separator,
                                      bool flag) {
-  RecordingHost& host = RecordingHost::current();
-  host.call("splitString", quoted(text) + ", " + quoted(separator) + ", " + truth(flag));
+  RecordingHost& host =
+      called("splitString", quoted(text) + ", " + quoted(separator) + ", " + truth(flag));
   std::vector<std::string> pieces;
   for (std::size_t begin = 0; begin <= text.size();) {
     const std::size_t end = std::min(text.find(separator, begin), text.size());
@@ -222,37 +217,27 @@ std::vector<std::string> splitString(const std::string& text, const std::string&
 
 std::string replaceAllSubstrings(const std::string& text, const std::string& from,
                                  const std::string& to) {
-  RecordingHost::current().call("replaceAllSubstrings",
-                                quoted(text) + ", " + quoted(from) + ", " + quoted(to));
-  if (from.empty()) {
-    return text;
-  }
-  std::string result;
-  std::size_t begin = 0;
-  for (std::size_t at; (at = text.find(from, begin)) != std::string::npos;) {
-    result += text.substr(begin, at - begin) + to;
-    begin = at + from.size();
-  }
-  return result + text.substr(begin);
+  called("replaceAllSubstrings", quoted(text) + ", " + quoted(from) + ", " + quoted(to));
+  return from.empty() ? text : replaced(text, from, to);
 }
 
 int strtoint(const std::string& text) {
-  RecordingHost::current().call("strtoint", quoted(text));
+  called("strtoint", quoted(text));
   const long number = std::strtol(text.c_str(), nullptr, 10);
   return static_cast<int>(std::clamp<long>(number, INT_MIN, INT_MAX));
 }
 
 std::string inttostr(long long value) {
-  RecordingHost::current().call("inttostr", std::to_string(value));
+  called("inttostr", std::to_string(value));
   return std::to_string(value);
 }
 
 // --- Commands ---
 
 std::string get_command_output(std::string command, int* status, bool flag, std::string text) {
-  RecordingHost& host = RecordingHost::current();
-  host.call("get_command_output", quoted(command) + ", " + (status == nullptr ? "null" : "status") +
-                                      ", " + truth(flag) + ", " + quoted(text));
+  RecordingHost& host = called("get_command_output", quoted(command) + ", " +
+                                                         (status == nullptr ? "null" : "status") +
+                                                         ", " + truth(flag) + ", " + quoted(text));
   return host.command_output;
 }
 
@@ -267,8 +252,8 @@ extern "C" int chdir(const char* directory) noexcept {
 // --- Property files: keys compare as they stand before the separator, blanks before the value go
 
 IniDb::IniDb(std::string dir, std::string file, std::string separator) : host_data(nullptr) {
-  RecordingHost& host = RecordingHost::current();
-  host.call("IniDb", quoted(dir) + ", " + quoted(file) + ", " + quoted(separator));
+  RecordingHost& host =
+      called("IniDb", quoted(dir) + ", " + quoted(file) + ", " + quoted(separator));
   // A line end first, so that every line is found as "\n" + key + separator.
   host_data = new Properties{"\n" + host.files[dir + "/" + file], separator};
   ++host.live_readers;
@@ -282,7 +267,7 @@ IniDb::~IniDb() {
 }
 
 std::string IniDb::value(std::string key) {
-  RecordingHost::current().call("IniDb::value", quoted(key));
+  called("IniDb::value", quoted(key));
   const auto& [content, separator] = *static_cast<Properties*>(host_data);
   const std::string start = "\n" + key + separator;
   const std::size_t line = content.find(start);
@@ -297,8 +282,9 @@ std::string IniDb::value(std::string key) {
 // --- Components ---
 
 std::vector<Component*> TSD::components() {
-  RecordingHost& host = RecordingHost::current();
-  host.call("TSD::components", this == &host.session.tsd ? "" : "VIOLATION: another registry");
+  RecordingHost& host =
+      called("TSD::components",
+             this == &RecordingHost::current().session.tsd ? "" : "VIOLATION: another registry");
   std::vector<Component*> result;
   for (Component& component : host.components_) {
     result.push_back(&component);
@@ -307,16 +293,16 @@ std::vector<Component*> TSD::components() {
 }
 
 bool Component::installCondition() {
-  RecordingHost::current().call("Component::installCondition", quoted(id));
+  called("Component::installCondition", quoted(id));
   return answers(*this).condition;
 }
 
 bool Component::getSelected() {
-  RecordingHost::current().call("Component::getSelected", quoted(id));
+  called("Component::getSelected", quoted(id));
   return answers(*this).selected;
 }
 
 std::string Component::subdir() {
-  RecordingHost::current().call("Component::subdir", quoted(id));
+  called("Component::subdir", quoted(id));
   return answers(*this).subdir;
 }

@@ -19,6 +19,9 @@ struct HostFailure : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// A text as it stands in the record.
+std::string quoted(const std::string& text);
+
 // While an object of this type lives, it is what the services answer from. One at a time.
 struct RecordingHost {
   RecordingHost();

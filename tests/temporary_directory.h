@@ -8,9 +8,10 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
+
+#include "tests/texts.h"
 
 // A directory that is made with the object and removed with it, with everything in it.
 class TemporaryDirectory {
@@ -35,23 +36,12 @@ class TemporaryDirectory {
     std::ofstream(file, std::ios::binary) << content;
   }
 
-  std::string read(const std::string& name) const {
-    std::ifstream in(path_ + name, std::ios::binary);
-    if (!in) {
-      throw std::runtime_error("cannot open " + path_ + name);
-    }
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-  }
+  std::string read(const std::string& name) const { return content_of(path_ + name); }
 
   bool holds(const std::string& name) const { return std::filesystem::exists(path_ + name); }
 
   // `text` with this directory's name, which differs from run to run, replaced by "DIR".
-  std::string hidden_in(std::string text) const {
-    for (std::size_t at; (at = text.find(path_)) != std::string::npos;) {
-      text.replace(at, path_.size(), "DIR");
-    }
-    return text;
-  }
+  std::string hidden_in(const std::string& text) const { return replaced(text, path_, "DIR"); }
 
  private:
   std::string path_;

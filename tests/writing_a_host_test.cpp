@@ -3,44 +3,30 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <regex>
-#include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "host_check/checks.h"
 #include "tests/temporary_directory.h"
+#include "tests/texts.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string content_of(const fs::path& file) {
-  std::ifstream in(file);
-  if (!in) {
-    throw std::runtime_error("cannot open " + file.string());
-  }
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-using Lines = std::vector<std::string>;
+const std::string kDocument = content_of(SOURCE_DIR "/docs/writing-a-host.md");
 
 // The rows of the table under this heading of the document, without the table's own two lines.
 Lines table_under(const std::string& heading) {
-  std::ifstream in(SOURCE_DIR "/docs/writing-a-host.md");
-  std::string line;
-  while (std::getline(in, line) && line != "## " + heading) {
-  }
+  const std::string start = "\n## " + heading + "\n";
+  const std::size_t begin = kDocument.find(start) + start.size();
   Lines rows;
-  while (std::getline(in, line) && line.rfind("## ", 0) != 0) {
-    if (line.rfind("| `", 0) == 0) {
+  for (const std::string& line :
+       lines_of(kDocument.substr(begin, kDocument.find("\n## ", begin) - begin))) {
+    if (begins_with(line, "| `")) {
       rows.push_back(line);
     }
   }
@@ -49,9 +35,8 @@ Lines table_under(const std::string& heading) {
 
 // A block of the document between lines of three backquotes.
 std::string block_that_begins_with(const std::string& start) {
-  const std::string text = content_of(SOURCE_DIR "/docs/writing-a-host.md");
-  const std::size_t begin = text.find("```\n" + start) + 4;
-  return text.substr(begin, text.find("```", begin) - begin);
+  const std::size_t begin = kDocument.find("```\n" + start) + 4;
+  return kDocument.substr(begin, kDocument.find("```", begin) - begin);
 }
 
 // The texts of every print_log and error in `source`.
@@ -77,29 +62,12 @@ struct MinimalHost {
 
   // What it prints when it loads `library`.
   std::string output_with(const std::string& library) {
-    const std::string command =
-        std::string("'" MINIMAL_HOST "' '") + library + "' '" + directory.path() + "' 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    std::string output;
-    std::array<char, 4096> buffer{};
-    for (std::size_t size; (size = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0;) {
-      output.append(buffer.data(), size);
-    }
-    exit_status = WEXITSTATUS(pclose(pipe));
-    return directory.hidden_in(output);
+    const ShellResult host =
+        shell("'" MINIMAL_HOST "' '" + library + "' '" + directory.path() + "' 2>&1");
+    exit_status = host.exit_status;
+    return directory.hidden_in(host.output);
   }
 };
-
-std::string lines_that_hold(const std::string& text, const std::string& part) {
-  std::string lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) {
-    if (line.find(part) != std::string::npos) {
-      lines += line + "\n";
-    }
-  }
-  return lines;
-}
 
 }  // namespace
 
@@ -136,7 +104,7 @@ TEST(MinimalHost, Installation) {
 
   const std::string output = host.output_with(NDK_UTILS_LIBRARY);
 
-  EXPECT_EQ(std::regex_replace(output, std::regex("DIR"), "/tmp/example"),
+  EXPECT_EQ(replaced(output, "DIR", "/tmp/example"),
             block_that_begins_with("NDK_INTEGRATION: detect_ndk()\n"));
   EXPECT_EQ(host.exit_status, 0);
 }
@@ -156,6 +124,6 @@ TEST(MinimalHost, HostCheck) {
 
   const std::string output = host.output_with(HOST_CHECK_LIBRARY);
 
-  EXPECT_EQ(lines_that_hold(output, ": violated: "), "");
+  EXPECT_FALSE(holds(output, ": violated: ")) << output;
   EXPECT_EQ(host.exit_status, 0);
 }

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -62,9 +63,6 @@ void write_file(const std::string& file, const std::string& bytes, mode_t mode,
   if (fchmod(output.number(), mode) != 0) {
     fail("cannot set the mode of " + file);
   }
-  if (fsync(output.number()) != 0) {
-    throw IncompleteCopy(original);
-  }
 }
 
 void flush_to_disk(const std::string& file) {
@@ -106,9 +104,8 @@ void replace_file(const std::string& from, const std::string& to) {
   flush_to_disk(directory_of(to));
 }
 
-void make_directory(const std::string& dir) {
-  constexpr mode_t kUsual = 0777;
-  if (mkdir(dir.c_str(), kUsual) == 0) {
+void make_directory(const std::string& dir, mode_t mode) {
+  if (mkdir(dir.c_str(), mode) == 0) {
     flush_to_disk(directory_of(dir));
   } else if (errno != EEXIST) {
     fail("cannot make the directory " + dir);

@@ -1,4 +1,4 @@
-// Files that are on the disk when a call returns.
+// Files that are read and written whole, and are on the disk when a call says so.
 #ifndef CONSOLE_HOST_BASE_DURABLE_FILE_H
 #define CONSOLE_HOST_BASE_DURABLE_FILE_H
 
@@ -19,8 +19,9 @@ class IncompleteCopy : public std::runtime_error {
 // The bytes of `file`. Throws std::runtime_error when it cannot be read.
 std::string read_whole_file(const std::string& file);
 
-// Makes or overwrites `file`, which then holds `bytes` and has the permission bits `mode`. Where it
-// cannot be written whole it throws IncompleteCopy naming `original`, what the bytes are a copy of.
+// Makes or overwrites `file`, which then holds `bytes` and has the permission bits `mode`; it is not
+// flushed to the disk. Where it cannot be written whole it throws IncompleteCopy naming `original`,
+// what the bytes are a copy of.
 void write_file(const std::string& file, const std::string& bytes, mode_t mode,
                 const std::string& original);
 
@@ -42,8 +43,9 @@ void rename_file(const std::string& from, const std::string& to);
 // has to be there.
 void replace_file(const std::string& from, const std::string& to);
 
-// Makes the directory `dir` if it is not there; on the disk when it returns.
-void make_directory(const std::string& dir);
+// Makes the directory `dir` with the permission bits `mode`, less those that the umask forbids, if it
+// is not there; on the disk when it returns.
+void make_directory(const std::string& dir, mode_t mode);
 
 // Removes the file `file`; on the disk when it returns. One that is not there is no error.
 void remove_file(const std::string& file);

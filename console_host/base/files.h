@@ -2,7 +2,11 @@
 #ifndef CONSOLE_HOST_BASE_FILES_H
 #define CONSOLE_HOST_BASE_FILES_H
 
+#include <cstddef>
+#include <optional>
 #include <string>
+
+#include "console_host/base/file_descriptor.h"
 
 namespace ndk_integrate {
 
@@ -11,6 +15,14 @@ bool is_ordinary_file(const std::string& name);
 
 // True when `name` leads to a directory.
 bool is_directory(const std::string& name);
+
+// Opens the file that `name` leads to, without waiting for whoever writes to a pipe.
+FileDescriptor open_to_read(const std::string& name);
+
+// The first `most` bytes of the ordinary file that `name` leads to. Nothing when there is none or it
+// cannot be read, with the reason in errno; 0 there says that it is something else.
+std::optional<std::string> read_ordinary_file(const std::string& name, std::size_t most);
+std::optional<std::string> read_ordinary_file(const FileDescriptor& file, std::size_t most);
 
 // Why the effective user may not make files in the directory `dir`, or its file system is read-only,
 // as an errno; 0 when files can be made there.

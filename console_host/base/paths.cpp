@@ -18,6 +18,11 @@ std::string normal_path(const std::string& path) {
   return normal;
 }
 
+bool is_below(const std::string& path, const std::string& dir) {
+  return path.compare(0, dir.size() + 1, dir + "/") == 0 &&
+         (path.substr(dir.size()) + "/").find("/../") == std::string::npos;
+}
+
 std::string directory_of(const std::string& file) {
   const std::size_t end = file.rfind('/');
   return end == 0 ? "/" : file.substr(0, end);

@@ -10,6 +10,10 @@ namespace ndk_integrate {
 // ".." stay.
 std::string normal_path(const std::string& path);
 
+// True when `path` is a name below the directory `dir`, both in their normal form. One that a ".."
+// may lead out again is not.
+bool is_below(const std::string& path, const std::string& dir);
+
 // The directory that holds `file`, an absolute path.
 std::string directory_of(const std::string& file);
 

@@ -1,20 +1,25 @@
 #include "console_host/base/process.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <system_error>
+#include <thread>
 
 #include "console_host/base/file_descriptor.h"
 
 namespace ndk_integrate {
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 void check(int error_number, const std::string& what) {
   if (error_number != 0) {
@@ -26,7 +31,7 @@ void check(int error_number, const std::string& what) {
 // this program ignores as they usually are.
 class SpawnSettings {
  public:
-  explicit SpawnSettings(int output) {
+  SpawnSettings(int output, const ProcessOptions& options) {
     check(posix_spawn_file_actions_init(&actions_), kFailed);
     check(posix_spawnattr_init(&attributes_), kFailed);
     check(posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0),
@@ -38,7 +43,14 @@ class SpawnSettings {
     sigaddset(&ignored_here, SIGPIPE);
     sigaddset(&ignored_here, SIGXFSZ);
     check(posix_spawnattr_setsigdefault(&attributes_, &ignored_here), kFailed);
-    check(posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF), kFailed);
+    if (!options.working_directory.empty()) {
+      check(posix_spawn_file_actions_addchdir_np(&actions_, options.working_directory.c_str()),
+            kFailed);
+    }
+    const int group_flag = options.time_limit ? POSIX_SPAWN_SETPGROUP : 0;
+    check(posix_spawnattr_setflags(&attributes_,
+                                   static_cast<short>(POSIX_SPAWN_SETSIGDEF | group_flag)),
+          kFailed);
   }
   ~SpawnSettings() {
     posix_spawnattr_destroy(&attributes_);
@@ -57,59 +69,98 @@ class SpawnSettings {
   posix_spawnattr_t attributes_{};
 };
 
-pid_t start(std::vector<std::string>& arguments, int output) {
-  std::vector<char*> texts;
-  for (std::string& argument : arguments) {
-    texts.push_back(argument.data());
+// Pointers to `texts`, with a null at the end, as the system wants them.
+std::vector<char*> pointers_to(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  for (std::string& text : texts) {
+    pointers.push_back(text.data());
   }
-  texts.push_back(nullptr);
-  const SpawnSettings settings(output);
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+pid_t start(std::vector<std::string>& arguments, const ProcessOptions& options, int output) {
+  std::vector<std::string> variables = options.environment.value_or(environment());
+  const SpawnSettings settings(output, options);
   pid_t child = 0;
-  check(posix_spawnp(&child, texts[0], settings.actions(), settings.attributes(), texts.data(),
-                     environ),
+  check(posix_spawnp(&child, arguments[0].c_str(), settings.actions(), settings.attributes(),
+                     pointers_to(arguments).data(), pointers_to(variables).data()),
         "cannot run " + arguments[0]);
   return child;
 }
 
-std::string read_all(int input) {
-  std::string text;
+// What can be waited for until `deadline`, in milliseconds as poll() takes it; -1 without one.
+int milliseconds_until(const std::optional<Clock::time_point>& deadline) {
+  if (!deadline) {
+    return -1;
+  }
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
+  return static_cast<int>(std::max(left.count(), std::chrono::milliseconds::rep{0}));
+}
+
+// Reads `input` to its end, or up to `deadline`, and appends it to `text`.
+void read_all(int input, const std::optional<Clock::time_point>& deadline, std::string& text) {
   std::array<char, 65536> buffer{};
   while (true) {
-    const ssize_t size = read(input, buffer.data(), buffer.size());
+    pollfd readable{input, POLLIN, 0};
+    const int ready = poll(&readable, 1, milliseconds_until(deadline));
+    if (ready == 0) {
+      return;
+    }
+    const ssize_t size = ready < 0 ? -1 : read(input, buffer.data(), buffer.size());
     if (size > 0) {
       text.append(buffer.data(), static_cast<std::size_t>(size));
     } else if (size == 0) {
-      return text;
+      return;
     } else if (errno != EINTR) {
       check(errno, "cannot read the output of a process");
     }
   }
 }
 
-int wait_for(pid_t child) {
+// Waits for the end of `child` and returns its status. Past `deadline` kills its process group.
+int wait_for(pid_t child, const std::optional<Clock::time_point>& deadline, bool& is_timed_out) {
+  constexpr std::chrono::milliseconds kPause(5);
   int status = 0;
-  while (waitpid(child, &status, 0) < 0) {
-    if (errno != EINTR) {
+  while (true) {
+    const pid_t ended = waitpid(child, &status, deadline && !is_timed_out ? WNOHANG : 0);
+    if (ended == child) {
+      return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    }
+    if (ended < 0 && errno != EINTR) {
       check(errno, "cannot wait for a process");
     }
+    if (ended == 0 && Clock::now() >= *deadline) {
+      kill(-child, SIGKILL);
+      is_timed_out = true;
+    } else if (ended == 0) {
+      std::this_thread::sleep_for(kPause);  // its output has ended, so it is about to end too
+    }
   }
-  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
 }  // namespace
 
-ProcessResult run_process(std::vector<std::string> arguments,
-                          const std::function<void(pid_t)>& started) {
+std::vector<std::string> environment() {
+  std::vector<std::string> variables;
+  for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+    variables.emplace_back(*variable);
+  }
+  return variables;
+}
+
+ProcessResult run_process(std::vector<std::string> arguments, const ProcessOptions& options) {
   std::array<int, 2> ends{};
   check(pipe2(ends.data(), O_CLOEXEC) == 0 ? 0 : errno, "cannot make a pipe");
   const FileDescriptor input(ends[0]);
   FileDescriptor output(ends[1]);
-  const pid_t child = start(arguments, output.number());
+  const auto deadline =
+      options.time_limit ? std::optional(Clock::now() + *options.time_limit) : std::nullopt;
+  const pid_t child = start(arguments, options, output.number());
   output.close();  // so that the end of the process is the end of the input
-  started(child);
   ProcessResult result;
-  result.output = read_all(input.number());
-  result.exit_status = wait_for(child);
+  read_all(input.number(), deadline, result.output);
+  result.exit_status = wait_for(child, deadline, result.is_timed_out);
   return result;
 }
 

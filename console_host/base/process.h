@@ -2,23 +2,33 @@
 #ifndef CONSOLE_HOST_BASE_PROCESS_H
 #define CONSOLE_HOST_BASE_PROCESS_H
 
-#include <sys/types.h>
-
-#include <functional>
+#include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace ndk_integrate {
 
+struct ProcessOptions {
+  std::string working_directory;  // "" for this program's
+  std::optional<std::vector<std::string>>
+      environment;  // each "NAME=VALUE"; without it this program's
+  // When it is over, the process and what it started is killed; it gets a process group for that.
+  std::optional<std::chrono::milliseconds> time_limit;
+};
+
 struct ProcessResult {
   int exit_status = 0;  // as the shell counts: 128 + N for a process ended by signal N
   std::string output;   // both output streams, as they came
+  bool is_timed_out = false;
 };
 
 // Runs the program arguments[0], looked for in PATH, with nothing to read, and waits for its end.
-// `started` is told its process number. Throws std::system_error when it cannot be started.
-ProcessResult run_process(
-    std::vector<std::string> arguments, const std::function<void(pid_t)>& started = [](pid_t) {});
+// Throws std::system_error when it cannot be started.
+ProcessResult run_process(std::vector<std::string> arguments, const ProcessOptions& options = {});
+
+// This program's environment, each "NAME=VALUE".
+std::vector<std::string> environment();
 
 }  // namespace ndk_integrate
 

@@ -1,6 +1,5 @@
 #include "console_host/base/properties.h"
 
-#include <fstream>
 #include <sstream>
 
 #include "console_host/base/files.h"
@@ -17,16 +16,8 @@ bool is_comment(const std::string& line) {
 
 }  // namespace
 
-Properties read_properties(const std::string& file, const std::string& separator) {
+Properties parse_properties(const std::string& text, const std::string& separator) {
   Properties properties;
-  if (!is_ordinary_file(file)) {
-    return properties;
-  }
-  constexpr std::size_t kMost = 1 << 20;  // bytes; nobody's property file is longer
-  std::string text(kMost, '\0');
-  std::ifstream file_in(file, std::ios::binary);
-  file_in.read(text.data(), kMost);
-  text.resize(static_cast<std::size_t>(file_in.gcount()));
   std::istringstream in(text);
   for (std::string line; std::getline(in, line);) {
     const std::size_t end_of_key = line.find(separator);
@@ -36,6 +27,11 @@ Properties read_properties(const std::string& file, const std::string& separator
     }
   }
   return properties;
+}
+
+Properties read_properties(const std::string& file, const std::string& separator) {
+  constexpr std::size_t kMost = 1 << 20;  // bytes; nobody's property file is longer
+  return parse_properties(read_ordinary_file(file, kMost).value_or(""), separator);
 }
 
 }  // namespace ndk_integrate

@@ -15,6 +15,9 @@ using Properties = std::map<std::string, std::string>;
 // device, which may have no end.
 Properties read_properties(const std::string& file, const std::string& separator);
 
+// The properties in `text`, the content of such a file.
+Properties parse_properties(const std::string& text, const std::string& separator);
+
 }  // namespace ndk_integrate
 
 #endif

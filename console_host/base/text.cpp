@@ -1,5 +1,7 @@
 #include "console_host/base/text.h"
 
+#include <cctype>
+
 namespace ndk_integrate {
 
 std::vector<std::string> split(const std::string& text, const std::string& separator) {
@@ -32,6 +34,17 @@ std::string trimmed(const std::string& text) {
   }
   return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
+
+std::string lower_case(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') {
+      c = static_cast<char>(c - 'A' + 'a');
+    }
+  }
+  return text;
+}
+
+bool is_letter_or_digit(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; }
 
 bool is_number(const std::string& text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;

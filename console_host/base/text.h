@@ -17,6 +17,12 @@ std::string join(const std::vector<std::string>& pieces, const std::string& sepa
 // `text` without blanks, tabs and carriage returns at its ends.
 std::string trimmed(const std::string& text);
 
+// `text` with the letters A to Z in lower case.
+std::string lower_case(std::string text);
+
+// True for the letters and digits of ASCII.
+bool is_letter_or_digit(char c);
+
 // True when `text` is one decimal digit or more, and nothing else.
 bool is_number(const std::string& text);
 

@@ -2,379 +2,360 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 
-#include "console_host/base/durable_file.h"
 #include "console_host/base/errors.h"
 #include "console_host/base/files.h"
-#include "console_host/base/paths.h"
-#include "console_host/base/process.h"
+#include "console_host/base/temporary_directory.h"
+#include "console_host/base/text.h"
+#include "console_host/commands/find.h"
 #include "console_host/commands/output.h"
-#include "console_host/ndk/judgement.h"
-#include "console_host/package/integration.h"
+#include "console_host/commands/report.h"
+#include "console_host/commands/verify.h"
+#include "console_host/ndk/asked_releases.h"
+#include "console_host/ndk/search.h"
+#include "console_host/package/compiler.h"
 #include "console_host/package/lock.h"
-#include "console_host/package/preflight.h"
+#include "console_host/package/performance.h"
+#include "console_host/package/rehearsal.h"
+#include "console_host/package/removal.h"
 #include "console_host/package/store.h"
 #include "console_host/services/log.h"
-#include "console_host/services/session.h"
-#include "host/host.h"
 
 namespace ndk_integrate {
 
 namespace {
 
-// What an installation did, for people and programs.
-struct Report {
-  std::string outcome = "failed";  // "integrated", "disabled", "not-selected", "no-ndk" or "failed"
-  bool changed = false;            // true when a file's bytes differ from before
-  std::optional<std::string> ndk;
-  std::optional<std::string> release;
-  std::optional<std::string> component;
-  std::vector<PatchedFile> files;
-  std::vector<std::string> diffs;  // in a dry run, one a file
-  std::optional<ScriptRun> script;
-  std::string command;  // of the script, also when it did not run
-  std::string message;
-};
-
 // Ends an installation before it integrates.
 class Stop : public std::runtime_error {
  public:
-  Stop(std::string outcome, const std::string& message)
-      : std::runtime_error(message), outcome_(std::move(outcome)) {}
-  const std::string& outcome() const { return outcome_; }
+  Stop(Report::Outcome outcome, bool is_nothing_to_do, const std::string& message)
+      : std::runtime_error(message), outcome_(outcome), is_nothing_to_do_(is_nothing_to_do) {}
+  Report::Outcome outcome() const { return outcome_; }
+  bool is_nothing_to_do() const { return is_nothing_to_do_; }
 
  private:
-  std::string outcome_;
+  Report::Outcome outcome_;
+  bool is_nothing_to_do_;
 };
 
-bool is_enabled(const Session& session) { return session.get("NDK_INTEGRATION_ENABLED") == "yes"; }
+// --- The NDK ---
 
-// What a verdict in NDK_PATH_STATUS means to a person.
-std::string problem_of(const std::string& status) {
-  if (status == "ok") {
-    return "";
+// Lets the plug-in find the NDK, or judge the one that is preset.
+std::vector<Judgement> find_ndk(const Plugin& plugin, Session& session) {
+  const std::string preset = session.get("NDK_PATH");
+  if (preset.empty()) {
+    return search(plugin, session);
   }
-  if (status == "nok") {
-    return "it is no NDK directory";
-  }
-  if (status == "notwritable") {
-    return "it is an NDK, but you may not write there";
-  }
-  return "its release is not among NDK_SUPPORTED_VERSIONS";
+  plugin.validate_ndk_path(session.handle());
+  return {explain(plugin, {preset, preset, "NDK_PATH"}, session.get("NDK_PATH_STATUS"),
+                  session.get("NDK_SUPPORTED_VERSIONS"))};
 }
 
-// Lets the plug-in find the NDK, or judge the one that is preset. Returns why it cannot be used, ""
-// when it can.
-std::string find_ndk(const Plugin& plugin, Session& session) {
-  if (!session.get("NDK_PATH").empty()) {
-    plugin.validate_ndk_path(session.handle());
-    const std::string problem = problem_of(session.get("NDK_PATH_STATUS"));
-    return problem.empty() ? ""
-                           : "NDK_PATH is " + session.get("NDK_PATH") + ", but " + problem +
-                                 "; -v shows what was found there";
-  }
-  plugin.detect_ndk(session.handle());
-  if (!session.get("NDK_PATH").empty()) {
-    return "";
-  }
-  return "no NDK was found: none of the directories in NDK_DEFAULT_SEARCH_PATH_LINUX (" +
-         session.get("NDK_DEFAULT_SEARCH_PATH_LINUX") +
-         ") is a writable NDK of a supported release (" + session.get("NDK_SUPPORTED_VERSIONS") +
-         "); -v shows what was found in each";
+// True when the system failed, so that nothing can be said of the directory.
+bool is_system_failure(const Judgement& judgement) {
+  const int number = judgement.error_number;
+  return number != 0 && number != EACCES && number != EPERM && number != ENOENT &&
+         number != ENOTDIR;
 }
 
-void tell_ndk(const Plugin& plugin, const Session& session, Report& report) {
-  const std::string dir = session.get("NDK_PATH");
-  const std::string revision = read_revision(dir);
-  report.ndk = dir;
-  report.release = readable_release(plugin, dir);
-  say("NDK: " + dir);
-  say("release: " + report.release.value_or("unknown") +
-      (revision.empty() ? "" : " (" + revision + ")"));
+[[noreturn]] void stop_without_ndk(bool is_preset, const std::vector<Judgement>& judgements) {
+  if (is_preset) {
+    const Judgement& judgement = judgements.front();
+    throw Stop(Report::Outcome::kNoNdk, false,
+               "NDK_PATH is " + judgement.path + ", which cannot be used: " + judgement.message);
+  }
+  const bool is_failure = std::any_of(judgements.begin(), judgements.end(), is_system_failure);
+  std::string what = "NDK_DEFAULT_SEARCH_PATH_LINUX names no directory";
+  if (judgements.size() == 1) {
+    what = line_of(judgements.front());
+  } else if (judgements.size() > 1) {
+    what = "none of the " + std::to_string(judgements.size()) +
+           " directories in NDK_DEFAULT_SEARCH_PATH_LINUX can be used";
+  }
+  throw Stop(Report::Outcome::kNoNdk, !is_failure, "no NDK was found: " + what);
 }
+
+void tell_ndk(const Judgement& judgement, Report& report) {
+  report.ndk = judgement.path;
+  report.release = judgement.release;
+  say("NDK: " + judgement.path);
+  say("release: " + judgement.release.value_or("unknown") +
+      (judgement.revision ? " (" + *judgement.revision + ")" : ""));
+}
+
+// --- The component ---
 
 // The compiler, from the component that asks for the integration.
 void select_component(const Session& session, Report& report) {
-  if (session.get("NDK_INTEGRATION_INSTALL_DETECTED") != "yes" || session.compiler() == nullptr) {
-    const std::string patterns = session.get("NDK_COMPONENT_PATTERNS");
-    throw Stop("not-selected",
-               "no selected component asks for the NDK integration: " +
-                   (patterns.empty() ? "NDK_COMPONENT_PATTERNS is empty"
-                                     : "none has one of " + patterns + " in its id"));
+  if (session.compiler_info() == nullptr) {
+    throw Stop(Report::Outcome::kNotSelected, true,
+               "no selected component asks for the NDK integration: " + why_not_selected(session));
   }
-  const Component& compiler = *session.compiler();
+  const ComponentInfo& compiler = *session.compiler_info();
   report.component = compiler.id;
   say("component: " + compiler.id + " (version " + compiler.version + ", package number " +
-      compiler.packageNumber + ")");
+      compiler.package_number + ")");
 }
 
 // The first two steps of an installer: the NDK and the components.
 void prepare(const Plugin& plugin, Session& session, Report& report) {
-  const std::string problem = find_ndk(plugin, session);
+  const bool is_preset = !session.get("NDK_PATH").empty();
+  report.candidates = find_ndk(plugin, session);
   plugin.check_if_ndk_integration_files_are_to_be_installed(session.handle());
-  if (problem.empty()) {
-    tell_ndk(plugin, session, report);
-  } else if (is_enabled(session)) {
-    throw Stop("no-ndk", problem);
+  require_version(session);
+  if (!report.candidates.empty() && report.candidates.back().ok()) {
+    tell_ndk(report.candidates.back(), report);
+  } else if (is_integration_enabled(session)) {
+    stop_without_ndk(is_preset, report.candidates);
   } else {
     say("NDK: none, and none needed: integration is disabled");
   }
   select_component(session, report);
 }
 
-// The directory for temporary files, absolute.
-std::string directory_for_temporary_files() {
-  const char* name = std::getenv("TMPDIR");
-  return name == nullptr || *name == '\0' ? "/tmp" : absolute_path(working_directory(), name);
+// --- The integration ---
+
+std::string now() {
+  const std::time_t time = std::time(nullptr);
+  std::tm utc{};
+  gmtime_r(&time, &utc);
+  std::array<char, sizeof "2026-11-21T20:09:34Z"> text{};
+  std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
+  return text.data();
 }
 
-// A directory in `parent` that goes with this object.
-class TemporaryDirectory {
- public:
-  explicit TemporaryDirectory(const std::string& parent) : name_(parent + "/ndk-integrate-XXXXXX") {
-    if (mkdtemp(name_.data()) == nullptr) {
-      throw std::runtime_error("cannot make a temporary directory in " + parent + ": " +
-                               std::strerror(errno));
+InstallationRecord record_of(const Compiler& compiler, const Session& session,
+                             const Report& report) {
+  InstallationRecord record;
+  record.version = compiler.version;
+  if (is_integration_enabled(session)) {
+    record.ndk = compiler.ndk;
+    record.release = report.release;
+  }
+  record.component = report.component.value_or("");
+  record.time = now();
+  return record;
+}
+
+void refuse_missing_compiler(const Compiler& compiler) {
+  if (!is_directory(compiler.root)) {
+    throw std::runtime_error("the compiler package is not installed: there is no directory " +
+                             compiler.root +
+                             " (VORN_INSTALL_DIR followed by the component's subdir)");
+  }
+}
+
+// The directory in which originals could not be kept; "" when they can be.
+std::string unwritable_directory(const Compiler& compiler) {
+  const std::string kept = Store::directory_in(compiler.root);
+  const std::string dir = is_directory(kept) ? kept : compiler.root;
+  return why_not_writable(dir) == 0 ? "" : dir;
+}
+
+// Throws std::runtime_error, with all problems named, when something stands against the installation.
+void refuse_problems(Report& report) {
+  if (report.problems.empty()) {
+    if (report.removal && !report.removal->why_left.empty()) {
+      report.warnings.push_back(report.removal->why_left);
+    }
+    return;
+  }
+  report.removal.reset();
+  throw std::runtime_error(
+      report.problems.size() == 1
+          ? report.problems.front()
+          : std::to_string(report.problems.size()) +
+                " problems, and nothing was changed: " + join(report.problems, "; "));
+}
+
+void add_unless_there(std::vector<std::string>& texts, const std::string& text) {
+  if (std::find(texts.begin(), texts.end(), text) == texts.end()) {
+    texts.push_back(text);
+  }
+}
+
+bool is_same_directory(const std::string& one, const std::string& other) {
+  std::error_code none;
+  return one == other || std::filesystem::equivalent(one, other, none);
+}
+
+// What is to be done about the NDK that the compiler was installed for, where it is another one.
+void look_at_former_ndk(const Compiler& compiler, const Session& session, const Store& store,
+                        Report& report) {
+  const auto record = store.installation(compiler.version);
+  if (report.keeps_former_ndk || !record || !record->ndk ||
+      (is_integration_enabled(session) && is_same_directory(*record->ndk, compiler.ndk))) {
+    return;
+  }
+  try {
+    report.removal = plan_removal(compiler, *record->ndk);
+  } catch (const std::exception& problem) {
+    report.problems.emplace_back(problem.what());
+  }
+}
+
+// What can be said before the plug-in is asked.
+void look_around(const Compiler& compiler, const Session& session, const Store& store,
+                 Report& report) {
+  if (is_integration_enabled(session)) {
+    if (const auto surprise = shell_surprise(compiler.ndk)) {
+      report.problems.push_back(*surprise);
+    }
+    if (compiler.ndk.find(' ') != std::string::npos) {
+      report.warnings.push_back("the path of the NDK, " + compiler.ndk +
+                                ", holds a blank, which ndk-build refuses");
     }
   }
-  ~TemporaryDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(name_, ignored);
+  if (const auto misleading = misleading_enabled_value(session)) {
+    report.warnings.push_back(*misleading);
   }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-  const std::string& name() const { return name_; }
-
- private:
-  std::string name_;
-};
-
-// The differences between two texts of the file `path`, in the unified form.
-std::string diff(const std::string& path, const std::string& changed) {
-  // What reads a diff takes a name with blanks as a whole only when a tab follows it.
-  const std::string label = path.find(' ') == std::string::npos ? path : path + "\t";
-  const ProcessResult result =
-      run_process({"diff", "-u", "--text", "--label", label, "--label", label, path, changed});
-  if (result.exit_status > 1) {
-    throw std::runtime_error("diff could not compare " + path + ": " + result.output);
+  for (const std::string& entry : entries_that_never_match(session.get("NDK_SUPPORTED_VERSIONS"))) {
+    report.warnings.push_back("NDK_SUPPORTED_VERSIONS: " + entry);
   }
-  return result.output;
+  for (const std::string& file : store.known_files(compiler.version)) {
+    if (const std::string edit = store.why_edited(file); !edit.empty()) {
+      report.problems.push_back(edit);
+    }
+  }
+  look_at_former_ndk(compiler, session, store, report);
 }
 
-void note_integration(const Integration& integration, Report& report) {
-  report.files = integration.files();
-  report.script = integration.script();
-  report.command = integration.command();
-  report.changed = integration.changed();
+// Rehearses on copies in `staging`. The log tells of it where a person needs that.
+void rehearse(const Plugin& plugin, Session& session, const Compiler& compiler, Store& store,
+              const std::string& staging, Report& report) {
+  HeldLog log;
+  Rehearsal rehearsal(compiler, store, staging);
+  rehearsal.run(plugin, session);
+  for (const std::string& problem : rehearsal.problems()) {
+    add_unless_there(report.problems, problem);
+  }
+  if (report.problems.empty()) {
+    const std::vector<std::string> warnings = rehearsal.warnings();
+    report.warnings.insert(report.warnings.end(), warnings.begin(), warnings.end());
+  }
+  report.command = rehearsal.command();
+  if (report.is_dry_run || !report.problems.empty()) {
+    log.release();
+  }
+  if (report.is_dry_run) {
+    report.files = rehearsal.files();
+    report.changed = report.problems.empty() && rehearsal.would_change();
+  }
 }
 
-// Runs integrate_ndk to its end. What it did stands in the report also when it ended early.
-void run_integration(const Plugin& plugin, Session& session, Integration& integration,
-                     Report& report) {
+// Performs what was rehearsed. What it did stands in the report also when it ended early.
+void perform(const Plugin& plugin, Session& session, const Compiler& compiler, Store& store,
+             const std::string& staging, Report& report) {
+  Performance performance(compiler, store, staging, record_of(compiler, session, report));
+  const auto note = [&] {
+    report.files = performance.files();
+    report.script = performance.script();
+    report.changed = performance.changed();
+  };
   try {
-    plugin.integrate_ndk(session.handle());
-    integration.finish();
+    performance.run(plugin, session);
   } catch (...) {
-    integration.abandon();
-    note_integration(integration, report);
+    note();
     throw;
   }
-  note_integration(integration, report);
+  note();
 }
 
-// What would end an installation, and a dry run does not come to: a script that cannot be run. The
-// plug-in has made the script's directory the working directory.
-void refuse_missing_script(const std::string& command) {
-  const std::string script = command.substr(0, command.find(' '));
-  if (!script.empty() && (::file_exists(script, false) == 0 || access(script.c_str(), X_OK) != 0)) {
-    throw std::runtime_error("the integration script " + script +
-                             " is missing or not executable in " + working_directory());
+// A rehearsal that nothing comes after: for a dry run, or to name all that stands against an
+// installation which cannot even begin.
+void rehearse_only(const Plugin& plugin, Session& session, const Compiler& compiler,
+                   Report& report) {
+  Store store(compiler.root);
+  look_around(compiler, session, store, report);
+  const TemporaryDirectory staging(directory_for_temporary_files());
+  rehearse(plugin, session, compiler, store, staging.name(), report);
+  refuse_problems(report);
+}
+
+// Throws std::runtime_error when the compiler could not be taken out of the NDK that it was in.
+void refuse_failed_removal(const Removal& removal) {
+  if (removal.has_failed()) {
+    throw std::runtime_error("the compiler is still integrated into " + removal.ndk + ": " +
+                             why_removal_failed(removal) + "; --keep-ndk leaves that NDK alone");
   }
 }
 
-// The same for directories that may not be written.
-void refuse_unwritable_directories(const Store& store, const std::vector<PatchedFile>& files) {
-  std::vector<std::string> dirs{::file_exists(store.directory(), true) == 0 ? store.root()
-                                                                            : store.directory()};
-  for (const PatchedFile& file : files) {
-    dirs.push_back(directory_of(file.path));
+void rehearse_then_perform(const Plugin& plugin, Session& session, const Compiler& compiler,
+                           Report& report) {
+  const Lock lock(Store::directory_in(compiler.root));
+  Store store(compiler.root);
+  look_around(compiler, session, store, report);
+  {
+    const StagingDirectory staging(store);
+    rehearse(plugin, session, compiler, store, staging.name(), report);
   }
-  for (const std::string& dir : dirs) {
-    if (::file_exists(dir, true) != 0 && ::is_writable(dir) == 0) {
-      throw std::runtime_error("you may not write in " + dir);
-    }
+  refuse_problems(report);
+  if (report.removal) {
+    run_removal(compiler, *report.removal);
+    refuse_failed_removal(*report.removal);
   }
-}
-
-void integrate_dry(const Plugin& plugin, Session& session, const std::string& temporary,
-                   Store& store, Report& report) {
-  const TemporaryDirectory staging(temporary);
-  Integration integration(Integration::Mode::kDryRun, store, staging.name());
-  run_integration(plugin, session, integration, report);
-  for (const PatchedFile& file : report.files) {
-    report.diffs.push_back(file.staged.empty() ? "" : diff(file.path, file.staged));
-  }
-  refuse_unwritable_directories(store, report.files);
-  refuse_missing_script(report.command);
-}
-
-void integrate_for_good(const Plugin& plugin, Session& session, Store& store, const Lock& lock,
-                        Report& report) {
   const StagingDirectory staging(store);
-  Integration integration(Integration::Mode::kCommit, store, staging.name(), &lock);
-  run_integration(plugin, session, integration, report);
+  perform(plugin, session, compiler, store, staging.name(), report);
 }
 
-// Why the integration failed; "" when it did not.
-std::string why_failed(const Report& report) {
-  for (const PatchedFile& file : report.files) {
-    if (file.result == PatchedFile::Result::kMissing) {
-      return "the template " + file.path +
-             " is missing: is the compiler package installed there whole?";
-    }
-    if (file.result == PatchedFile::Result::kFailed) {
-      return "the template " + file.path + " could not be filled in; -v shows more";
-    }
+// Throws std::runtime_error when the integration script failed.
+void refuse_failed_script(const Report& report) {
+  if (!report.script || report.script->exit_status == 0) {
+    return;
   }
-  if (report.script && report.script->exit_status != 0) {
-    const int status = report.script->exit_status;
-    const bool could_not_run = status == 126 || status == 127;  // the shell's own numbers
-    return "the integration script failed with exit status " + std::to_string(status) +
-           (could_not_run ? " (is it there, beside the toolchain definitions, and executable?): "
-                          : ": ") +
-           report.script->command;
-  }
-  return "";
+  const int status = report.script->exit_status;
+  const bool could_not_run = status == 126 || status == 127;  // the shell's own numbers
+  throw std::runtime_error(
+      "the integration script failed with exit status " + std::to_string(status) +
+      (could_not_run ? " (is it there, beside the toolchain definitions, and executable?): "
+                     : ": ") +
+      report.script->command);
 }
 
-void integrate(const Plugin& plugin, Session& session, bool dry_run, Report& report) {
-  if (is_enabled(session)) {
-    refuse_shell_surprises(session.get("NDK_PATH"));
+// Proves that the NDK builds with the compiler. Throws std::runtime_error when it does not.
+void verify_integration(const Plugin& plugin, const Session& session, const Compiler& compiler,
+                        Report& report) {
+  report.verification = verify_toolchains(plugin, compiler, compiler.ndk, VerifyOptions());
+  if (report.verification->failures() > 0) {
+    throw std::runtime_error("the compiler is integrated, but " + summary_of(*report.verification) +
+                             "; to take it back: ndk-integrate undo " +
+                             session.compiler_info()->source.file);
   }
-  const std::string root = compiler_root(session);
-  if (::file_exists(root, true) == 0) {
-    throw std::runtime_error("the compiler package is not installed: there is no directory " +
-                             root + " (VORN_INSTALL_DIR followed by the component's subdir)");
-  }
-  const std::string temporary = directory_for_temporary_files();
+}
+
+void integrate(const Plugin& plugin, Session& session, Report& report) {
+  const Compiler compiler = compiler_of(plugin, session);
+  refuse_missing_compiler(compiler);
+  directory_for_temporary_files();  // which a relative TMPDIR names from here
   // The plug-in goes on where it cannot enter the compiler's directory: the script is then not to
   // be found.
   if (chdir("/") != 0) {
-    throw std::runtime_error("cannot enter the directory /");
+    throw std::runtime_error("cannot enter the directory /: " + system_error_text(errno));
   }
-  refuse_odd_files(plugin, session, root);
-  if (dry_run) {
-    Store store(root);
-    refuse_edited_files(store);
-    integrate_dry(plugin, session, temporary, store, report);
+  const std::string unwritable = unwritable_directory(compiler);
+  if (!unwritable.empty()) {
+    report.problems.push_back("you may not write in " + unwritable);
+  }
+  if (report.is_dry_run || !unwritable.empty()) {
+    rehearse_only(plugin, session, compiler, report);
   } else {
-    make_directory(Store::directory_in(root));
-    const Lock lock(Store::directory_in(root));
-    Store store(root);
-    refuse_edited_files(store);
-    integrate_for_good(plugin, session, store, lock, report);
+    rehearse_then_perform(plugin, session, compiler, report);
+    refuse_failed_script(report);
   }
-  const std::string failure = why_failed(report);
-  if (!failure.empty()) {
-    throw std::runtime_error(failure);
+  const bool is_enabled = is_integration_enabled(session);
+  if (is_enabled && report.is_to_be_verified) {
+    verify_integration(plugin, session, compiler, report);
   }
-  report.outcome = is_enabled(session) ? "integrated" : "disabled";
-  report.message = is_enabled(session)
-                       ? "the compiler is integrated into " + session.get("NDK_PATH")
-                       : "the compiler is installed without NDK integration";
-}
-
-const char* text_of(PatchedFile::Result result) {
-  switch (result) {
-    case PatchedFile::Result::kPatched:
-      return "patched";
-    case PatchedFile::Result::kMissing:
-      return "missing";
-    default:
-      return "failed";
-  }
-}
-
-void tell_files(const Report& report, bool dry_run) {
-  for (const PatchedFile& file : report.files) {
-    if (file.result == PatchedFile::Result::kPatched) {
-      say((dry_run ? "would fill in: " : "filled in: ") + file.path + " (" +
-          std::to_string(file.placeholders) +
-          (file.placeholders == 1 ? " placeholder)" : " placeholders)"));
-    } else {
-      say(text_of(file.result) + (": " + file.path));
-    }
-  }
-}
-
-void tell_script(const Report& report, bool dry_run) {
-  if (report.command.empty()) {
-    return;
-  }
-  say((dry_run ? "would run: " : "script: ") + report.command);
-  if (report.script) {
-    std::istringstream output(report.script->output);
-    for (std::string line; std::getline(output, line);) {
-      say("script printed: " + line);
-    }
-    if (report.script->exit_status != 0) {
-      say("script exit status: " + std::to_string(report.script->exit_status));
-    }
-  }
-}
-
-void tell(const Report& report, bool dry_run) {
-  tell_files(report, dry_run);
-  tell_script(report, dry_run);
-  for (const std::string& text : report.diffs) {
-    print(text);
-  }
-  if (report.outcome == "integrated" || report.outcome == "disabled") {
-    say_always((dry_run ? "dry run, nothing is changed; after an installation: " : "done: ") +
-               report.message);
-  } else {
-    complain("not done: " + report.message);
-  }
-}
-
-Json json_of_files(const Report& report) {
-  Json files = Json::array();
-  for (std::size_t i = 0; i < report.files.size(); ++i) {
-    const PatchedFile& file = report.files[i];
-    Json object{
-        {"path", file.path}, {"placeholders", file.placeholders}, {"result", text_of(file.result)}};
-    if (!report.diffs.empty()) {
-      object["diff"] = report.diffs[i];
-    }
-    files.push_back(object);
-  }
-  return files;
-}
-
-void tell_as_json(const Report& report) {
-  Json script = nullptr;
-  if (report.script) {
-    script = {{"command", report.script->command},
-              {"exit_status", report.script->exit_status},
-              {"output", report.script->output}};
-  }
-  say_json({{"schema", 1},
-            {"outcome", report.outcome},
-            {"changed", report.changed},
-            {"ndk", optional_text(report.ndk)},
-            {"release", optional_text(report.release)},
-            {"component", optional_text(report.component)},
-            {"files", json_of_files(report)},
-            {"script", script},
-            {"message", report.message}});
+  report.outcome = is_enabled ? Report::Outcome::kIntegrated : Report::Outcome::kDisabled;
+  report.message = is_enabled ? "the compiler is integrated into " + session.get("NDK_PATH")
+                              : "the compiler is installed without NDK integration";
 }
 
 }  // namespace
@@ -386,23 +367,24 @@ ExitCode install(const Plugin& plugin, const Installation& installation,
   }
   Session session(installation);
   Report report;
+  report.is_dry_run = options.dry_run;
+  report.is_optional = options.optional;
+  report.keeps_former_ndk = options.keep_ndk;
+  report.is_to_be_verified = options.verify;
+  report.is_json = options.json;
   try {
     prepare(plugin, session, report);
-    integrate(plugin, session, options.dry_run, report);
+    integrate(plugin, session, report);
+  } catch (const UsageError&) {
+    throw;
   } catch (const Stop& stop) {
     report.outcome = stop.outcome();
+    report.is_nothing_to_do = stop.is_nothing_to_do();
     report.message = stop.what();
-  } catch (const std::exception& failure) {
-    report.message = failure.what();
   } catch (...) {
     report.message = describe_current_exception();
   }
-  if (options.json) {
-    tell_as_json(report);
-  } else {
-    tell(report, options.dry_run);
-  }
-  return report.outcome == "integrated" || report.outcome == "disabled" ? kDone : kNotDone;
+  return tell(report);
 }
 
 }  // namespace ndk_integrate

@@ -22,13 +22,16 @@ void say(const std::string& line);
 // A line on standard output that is printed even when quiet.
 void say_always(const std::string& line);
 
+// A line on standard error about what begins and takes a while. Nothing when quiet.
+void tell_progress(const std::string& line);
+
 // `text` on standard output as it stands.
 void print(const std::string& text);
 
 // `text`, or null.
 Json optional_text(const std::optional<std::string>& text);
 
-// One JSON object on standard output. What is not UTF-8 in it becomes U+FFFD.
+// One JSON object on standard output. What is not UTF-8 in it is written as utf8_text() does.
 void say_json(const Json& object);
 
 // A line on standard error: what went wrong.

@@ -1,34 +1,136 @@
 #include "console_host/commands/undo.h"
 
-#include <filesystem>
+#include <functional>
+#include <optional>
 #include <set>
 #include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "console_host/base/durable_file.h"
 #include "console_host/base/errors.h"
+#include "console_host/base/files.h"
 #include "console_host/base/paths.h"
+#include "console_host/base/text.h"
 #include "console_host/commands/output.h"
+#include "console_host/commands/report.h"
+#include "console_host/package/compiler.h"
 #include "console_host/package/lock.h"
-#include "console_host/package/preflight.h"
+#include "console_host/package/removal.h"
 #include "console_host/package/store.h"
-#include "console_host/services/session.h"
-#include "host/host.h"
 
 namespace ndk_integrate {
 
 namespace {
 
 struct UndoneFile {
+  enum class Result {
+    kRestored,
+    kOriginal,  // it was already
+    kGone,      // with its directory
+    kShared,    // it stays as it is for another version of the compiler
+  };
+
   std::string path;
-  std::string result;  // "restored", "original" (it was already) or "gone" (with its directory)
+  Result result;
 };
 
 struct Undo {
-  std::string outcome = "nothing-to-undo";
+  enum class Outcome { kUndone, kNothingToUndo, kFailed };
+
+  bool is_dry_run = false;
+  bool keeps_ndk = false;  // as the user wants it
+  Outcome outcome = Outcome::kNothingToUndo;
   bool changed = false;
+  std::optional<std::string> ndk;  // that the compiler was installed for
+  std::optional<Removal> removal;  // from that NDK
   std::vector<UndoneFile> files;
   std::string message;
 };
+
+const char* word_of(UndoneFile::Result result) {
+  switch (result) {
+    case UndoneFile::Result::kRestored:
+      return "restored";
+    case UndoneFile::Result::kOriginal:
+      return "original";
+    case UndoneFile::Result::kGone:
+      return "gone";
+    default:
+      return "shared";
+  }
+}
+
+const char* word_of(Undo::Outcome outcome) {
+  switch (outcome) {
+    case Undo::Outcome::kUndone:
+      return "undone";
+    case Undo::Outcome::kNothingToUndo:
+      return "nothing-to-undo";
+    default:
+      return "failed";
+  }
+}
+
+UndoneFile::Result result_of(const Store& store, const std::string& file,
+                             const std::string& version) {
+  if (store.is_shared(file, version)) {
+    return UndoneFile::Result::kShared;
+  }
+  switch (store.state(file)) {
+    case Store::State::kResult:
+      return UndoneFile::Result::kRestored;
+    case Store::State::kMissing:
+      return is_directory(directory_of(file)) ? UndoneFile::Result::kRestored
+                                              : UndoneFile::Result::kGone;
+    default:
+      return UndoneFile::Result::kOriginal;
+  }
+}
+
+// What is to be done about the NDK, if something is.
+void plan_ndk(const Compiler& compiler, const Store& store, Undo& report) {
+  const auto record = store.installation(compiler.version);
+  report.ndk = record ? record->ndk : std::nullopt;
+  if (report.ndk && !report.keeps_ndk) {
+    report.removal = plan_removal(compiler, *report.ndk);
+  }
+}
+
+// What is to be done, with every file looked at. Throws std::runtime_error, with all problems named,
+// when a file was edited or its original is damaged, or the removal script cannot be run.
+void plan(const Compiler& compiler, const Store& store, Undo& report) {
+  std::vector<std::string> problems;
+  const auto note_problem = [&](const std::function<void()>& look) {
+    try {
+      look();
+    } catch (const std::exception& problem) {
+      problems.emplace_back(problem.what());
+    }
+  };
+  for (const std::string& file : store.known_files(compiler.version)) {
+    const UndoneFile::Result result = result_of(store, file, compiler.version);
+    report.files.push_back({file, result});
+    report.changed = report.changed || result == UndoneFile::Result::kRestored;
+    if (result == UndoneFile::Result::kShared) {
+      continue;
+    }
+    note_problem([&] {
+      store.refuse_edited(file);
+      store.original(file);
+    });
+  }
+  if (!report.files.empty()) {
+    note_problem([&] { plan_ndk(compiler, store, report); });
+  }
+  if (!problems.empty()) {
+    report.files.clear();
+    report.removal.reset();
+    report.changed = false;
+    throw std::runtime_error(join(problems, "; "));
+  }
+}
 
 void put_back(const Store& store, const std::string& file, const std::string& staged) {
   const Store::Original original = store.original(file);
@@ -38,114 +140,148 @@ void put_back(const Store& store, const std::string& file, const std::string& st
   replace_file(staged, file);
 }
 
-UndoneFile undo_file(const Store& store, const std::string& file, const std::string& staged) {
-  switch (store.state(file)) {
-    case Store::State::kResult:
-      put_back(store, file, staged);
-      return {file, "restored"};
-    case Store::State::kMissing:
-      if (!std::filesystem::exists(directory_of(file))) {
-        return {file, "gone"};
-      }
-      put_back(store, file, staged);
-      return {file, "restored"};
-    default:
-      return {file, "original"};
-  }
-}
-
-// Throws before anything is put back when something could not be.
-void refuse_damaged_originals(const Store& store) {
-  for (const std::string& file : store.known_files()) {
-    store.original(file);
-  }
-}
-
-void undo_files(Store& store, const StagingDirectory& staging, Undo& report) {
+// The report tells of the files that were put back, also when it does not come to the last one.
+void put_back_all(Store& store, const std::string& version, const StagingDirectory& staging,
+                  Undo& report) {
   std::set<std::string> gone;
-  for (const std::string& file : store.known_files()) {
-    const UndoneFile undone = undo_file(store, file, staging.name() + "/0");
-    report.changed = report.changed || undone.result == "restored";
-    report.files.push_back(undone);
-    if (undone.result == "gone") {
-      gone.insert(file);
+  const std::vector<UndoneFile> planned = std::exchange(report.files, {});
+  report.changed = false;
+  for (const UndoneFile& file : planned) {
+    if (file.result == UndoneFile::Result::kRestored) {
+      put_back(store, file.path, staging.name() + "/0");
+      report.changed = true;
+    } else if (file.result == UndoneFile::Result::kGone) {
+      gone.insert(file.path);
     }
+    report.files.push_back(file);
   }
-  store.forget_all_but(gone);  // whose directory may come back, as a disk does
-  report.outcome = "undone";
-  report.message =
-      "what the integration script did inside the NDK is the compiler package's to undo";
+  store.forget(version, gone);  // whose directory may come back, as a disk does
+}
+
+// Takes the compiler out of its NDK and puts the originals back, unless nothing is recorded.
+void undo_installation(const Plugin& plugin, Session& session, const Compiler& compiler,
+                       Undo& report) {
+  const Lock lock(Store::directory_in(compiler.root));
+  Store store(compiler.root);
+  const StagingDirectory staging(store);
+  plan(compiler, store, report);
+  if (report.files.empty()) {
+    return;
+  }
+  if (report.removal) {
+    run_removal(compiler, *report.removal);
+  }
+  plugin.unintegrate_ndk(session.handle());
+  put_back_all(store, compiler.version, staging, report);
+}
+
+// What becomes of the NDK, as the end of a sentence.
+std::string what_of_ndk(const Undo& report) {
+  if (!report.ndk) {
+    return "";
+  }
+  if (!report.removal) {
+    return "; " + *report.ndk + " is left alone, as --keep-ndk asks";
+  }
+  if (!report.removal->command.empty()) {
+    return ", and its definitions are taken out of " + *report.ndk;
+  }
+  return report.removal->is_warning ? "" : "; " + report.removal->why_left;
 }
 
 void run(const Plugin& plugin, Session& session, Undo& report) {
-  plugin.check_if_ndk_integration_files_are_to_be_installed(session.handle());
-  if (session.compiler() == nullptr) {
-    throw std::runtime_error(
-        "no selected component asks for the NDK integration, so which compiler is meant cannot be told");
+  const Compiler compiler = selected_compiler(plugin, session);
+  const std::string kept = Store::directory_in(compiler.root);
+  if (is_directory(kept)) {
+    if (report.is_dry_run) {
+      plan(compiler, Store(compiler.root), report);
+    } else {
+      undo_installation(plugin, session, compiler, report);
+    }
   }
-  const std::string root = compiler_root(session);
-  if (file_exists(Store::directory_in(root), true) == 0) {
-    report.message = "no installation is recorded in " + root;
+  if (report.files.empty()) {
+    report.message = "no installation of " + compiler.version + " is recorded in " + kept;
     return;
   }
-  const Lock lock(Store::directory_in(root));
-  Store store(root);
-  const StagingDirectory staging(store);
-  if (store.known_files().empty()) {
-    report.message = "no installation is recorded in " + root;
-    return;
+  if (report.removal && report.removal->has_failed()) {
+    throw std::runtime_error("the compiler's files are put back, but " +
+                             why_removal_failed(*report.removal));
   }
-  refuse_edited_files(store);
-  refuse_damaged_originals(store);
-  plugin.unintegrate_ndk(session.handle());
-  undo_files(store, staging, report);
+  report.outcome = Undo::Outcome::kUndone;
+  report.message = "the compiler's files are put back" + what_of_ndk(report);
 }
 
-void tell(const Undo& report, bool json) {
-  if (json) {
-    Json files = Json::array();
-    for (const UndoneFile& file : report.files) {
-      files.push_back({{"path", file.path}, {"result", file.result}});
+std::string line_of(const UndoneFile& file, bool is_dry_run) {
+  switch (file.result) {
+    case UndoneFile::Result::kRestored:
+      return (is_dry_run ? "would put back: " : "put back: ") + file.path;
+    case UndoneFile::Result::kOriginal:
+      return "was the original already: " + file.path;
+    case UndoneFile::Result::kGone:
+      return "not put back, its directory is gone (its original stays kept): " + file.path;
+    default:
+      return "stays, another version of the compiler uses it: " + file.path;
+  }
+}
+
+void tell_people(const Undo& report) {
+  if (report.removal) {
+    if (report.removal->is_warning) {
+      complain("warning: " + report.removal->why_left);
     }
-    say_json({{"schema", 1},
-              {"outcome", report.outcome},
-              {"changed", report.changed},
-              {"files", files},
-              {"message", report.message}});
-    return;
+    tell_removal(*report.removal, report.is_dry_run);
   }
   for (const UndoneFile& file : report.files) {
-    if (file.result == "restored") {
-      say("put back: " + file.path);
-    } else if (file.result == "original") {
-      say("was the original already: " + file.path);
-    } else {
-      say("not put back, its directory is gone (its original stays kept): " + file.path);
-    }
+    say(line_of(file, report.is_dry_run));
   }
-  if (report.outcome == "failed") {
-    complain("not done: " + report.message);
-  } else {
-    say_always((report.outcome == "undone" ? "done: " : "nothing to undo: ") + report.message);
+  switch (report.outcome) {
+    case Undo::Outcome::kUndone:
+      say_always((report.is_dry_run ? "dry run, nothing is changed; after an undo: " : "done: ") +
+                 report.message);
+      break;
+    case Undo::Outcome::kNothingToUndo:
+      say_always("nothing to undo: " + report.message);
+      break;
+    default:
+      complain("not done: " + report.message);
   }
+}
+
+void tell_programs(const Undo& report) {
+  Json files = Json::array();
+  for (const UndoneFile& file : report.files) {
+    files.push_back({{"path", file.path}, {"result", word_of(file.result)}});
+  }
+  say_json({{"schema", 1},
+            {"outcome", word_of(report.outcome)},
+            {"dry_run", report.is_dry_run},
+            {"changed", report.changed},
+            {"removal", json_of_removal(report.removal)},
+            {"files", files},
+            {"message", report.message}});
 }
 
 }  // namespace
 
-ExitCode undo(const Plugin& plugin, const Installation& installation, bool json) {
+ExitCode undo(const Plugin& plugin, const Installation& installation, const UndoOptions& options) {
   Session session(installation);
   Undo report;
+  report.is_dry_run = options.dry_run;
+  report.keeps_ndk = options.keep_ndk;
   try {
     run(plugin, session, report);
-  } catch (const std::exception& failure) {
-    report.outcome = "failed";
-    report.message = failure.what();
+  } catch (const UsageError&) {
+    throw;
   } catch (...) {
-    report.outcome = "failed";
+    report.outcome = Undo::Outcome::kFailed;
     report.message = describe_current_exception();
   }
-  tell(report, json);
-  return report.outcome == "failed" ? kNotDone : kDone;
+  if (options.json) {
+    tell_programs(report);
+  } else {
+    tell_people(report);
+  }
+  return report.outcome == Undo::Outcome::kFailed ? kNotDone : kDone;
 }
 
 }  // namespace ndk_integrate

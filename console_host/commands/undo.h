@@ -4,13 +4,19 @@
 
 #include "console_host/commands/exit_code.h"
 #include "console_host/ndk/plugin.h"
-#include "console_host/package/installation_file.h"
+#include "console_host/services/session.h"
 
 namespace ndk_integrate {
 
-// Puts back the originals of all files that installations changed in the compiler. Tells what it
-// did on standard output, in lines or as one JSON object. Returns kDone, also when there is nothing to undo, or kNotDone.
-ExitCode undo(const Plugin& plugin, const Installation& installation, bool json);
+struct UndoOptions {
+  bool dry_run = false;   // change nothing, tell what would be put back
+  bool keep_ndk = false;  // leave the NDK alone
+  bool json = false;
+};
+
+// Has the compiler package's removal script take its definitions out of the NDK, puts back the
+// originals of the compiler's files that an installation changed, and tells of each. Throws UsageError when the compiler's component is not to be used.
+ExitCode undo(const Plugin& plugin, const Installation& installation, const UndoOptions& options);
 
 }  // namespace ndk_integrate
 

@@ -6,16 +6,22 @@ namespace ndk_integrate {
 
 namespace {
 
-// The names under which compilers export the two functions that are no entry points; std::string is
+// The names under which compilers export the functions that are not entry points; std::string is
 // part of them.
 #ifdef _LIBCPP_VERSION
 constexpr const char* kGetVersion =
     "_Z11get_versionRKNSt3__112basic_stringIcNS_11char_traitsIcEENS_9allocatorIcEEEE";
 constexpr const char* kNdkVersionString = "_Z18ndk_version_string13ndk_version_t";
+constexpr const char* kGetToolchainsPath = "_Z19get_toolchains_pathP9session_t";
+constexpr const char* kGetCompilerPath = "_Z17get_compiler_pathP9session_t";
+constexpr const char* kGetCompilerFullVersion = "_Z25get_compiler_full_versionP9session_t";
 #else
 constexpr const char* kGetVersion =
     "_Z11get_versionRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE";
 constexpr const char* kNdkVersionString = "_Z18ndk_version_stringB5cxx1113ndk_version_t";
+constexpr const char* kGetToolchainsPath = "_Z19get_toolchains_pathB5cxx11P9session_t";
+constexpr const char* kGetCompilerPath = "_Z17get_compiler_pathB5cxx11P9session_t";
+constexpr const char* kGetCompilerFullVersion = "_Z25get_compiler_full_versionB5cxx11P9session_t";
 #endif
 
 }  // namespace
@@ -29,6 +35,10 @@ Plugin::Plugin(const std::string& file) : library_("the plug-in", "libndk_utils.
   unintegrate_ndk = entry_point("unintegrate_ndk");
   get_version_ = library_.function("get_version", kGetVersion);
   ndk_version_string_ = library_.function("ndk_version_string", kNdkVersionString);
+  get_toolchains_path_ = library_.function("get_toolchains_path", kGetToolchainsPath);
+  get_compiler_path_ = library_.function("get_compiler_path", kGetCompilerPath);
+  get_compiler_full_version_ =
+      library_.function("get_compiler_full_version", kGetCompilerFullVersion);
 }
 
 Plugin::EntryPoint Plugin::entry_point(const char* name) const {
@@ -40,6 +50,19 @@ std::string Plugin::release(const std::string& dir) const {
   const auto ndk_version_string =
       reinterpret_cast<decltype(&::ndk_version_string)>(ndk_version_string_);
   return ndk_version_string(get_version(dir));
+}
+
+std::string Plugin::toolchains_path(session_t* session) const {
+  return reinterpret_cast<decltype(&::get_toolchains_path)>(get_toolchains_path_)(session);
+}
+
+std::string Plugin::compiler_path(session_t* session) const {
+  return reinterpret_cast<decltype(&::get_compiler_path)>(get_compiler_path_)(session);
+}
+
+std::string Plugin::compiler_full_version(session_t* session) const {
+  return reinterpret_cast<decltype(&::get_compiler_full_version)>(get_compiler_full_version_)(
+      session);
 }
 
 }  // namespace ndk_integrate

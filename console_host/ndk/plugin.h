@@ -28,12 +28,21 @@ class Plugin {
   // when it reads none. The plug-in logs that it does so.
   std::string release(const std::string& dir) const;
 
+  // The directories and the version of the compiler that is recorded in the session; the plug-in
+  // asks for variables and for paths.
+  std::string toolchains_path(session_t* session) const;
+  std::string compiler_path(session_t* session) const;
+  std::string compiler_full_version(session_t* session) const;
+
  private:
   EntryPoint entry_point(const char* name) const;
 
   Library library_;
   void* get_version_;
   void* ndk_version_string_;
+  void* get_toolchains_path_;
+  void* get_compiler_path_;
+  void* get_compiler_full_version_;
 };
 
 }  // namespace ndk_integrate

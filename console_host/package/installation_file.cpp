@@ -189,6 +189,10 @@ class Reader {
     }
   }
 
+  static int line_of(const toml::table& table, const char* key) {
+    return static_cast<int>(table.get(key)->source().begin.line);
+  }
+
   void read_session(Installation& installation, const toml::node& node) const {
     if (!node.is_table()) {
       wrong(node.source(), "'session' is " + type_of(node) + ", expected a table [session]");
@@ -277,6 +281,8 @@ class Reader {
       }
     }
     ComponentInfo info;
+    info.source = {file_, line_of(table, "version"), line_of(table, "package_number"),
+                   line_of(table, "subdir")};
     for (const auto& [key, node] : table) {
       const std::string name(key.str());
       if (name == "id") {

@@ -6,84 +6,101 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
-#include <cstring>
-#include <fstream>
-#include <sstream>
+#include <filesystem>
 #include <stdexcept>
+#include <utility>
+
+#include "console_host/base/durable_file.h"
+#include "console_host/base/errors.h"
+#include "console_host/base/text.h"
 
 namespace ndk_integrate {
 
 namespace {
 
-bool is_alive(pid_t process) { return kill(process, 0) == 0 || errno == EPERM; }
+namespace fs = std::filesystem;
 
-// The process that took the lock on `file`, as the system knows it; 0 when it does not. A line of
-// /proc/locks is "1: FLOCK  ADVISORY  WRITE 1234 08:02:5678 0 EOF", with the process and the inode.
-pid_t taker(const std::string& file) {
-  struct stat status {};
-  if (stat(file.c_str(), &status) != 0) {
-    return 0;
-  }
-  const std::string inode = ":" + std::to_string(status.st_ino);
-  std::ifstream locks("/proc/locks");
-  for (std::string line; std::getline(locks, line);) {
-    std::istringstream fields(line);
-    std::string number;
-    std::string kind;
-    std::string advisory;
-    std::string mode;
-    std::string place;
-    pid_t process = 0;
-    if (fields >> number >> kind >> advisory >> mode >> process >> place && kind == "FLOCK" &&
-        place.size() > inode.size() &&
-        place.compare(place.size() - inode.size(), inode.size(), inode) == 0) {
-      return process;
+// True when the process with the directory `proc` in /proc has `dir` open.
+bool has_open(const fs::path& proc, const struct stat& dir) {
+  std::error_code not_mine;
+  for (fs::directory_iterator file(proc / "fd", not_mine), end; file != end;
+       file.increment(not_mine)) {
+    struct stat status {};
+    if (stat(file->path().c_str(), &status) == 0 && status.st_dev == dir.st_dev &&
+        status.st_ino == dir.st_ino) {
+      return true;
     }
   }
-  return 0;
+  return false;
 }
 
-// The process that holds the lock `file`, for a person. The file lists those that were given it, one
-// a line; the first may have been killed, and the integration script still be at work. One that has
-// only begun does not stand there yet.
-std::string holder(const std::string& file) {
-  std::ifstream in(file);
-  for (pid_t process = 0; in >> process;) {
-    if (is_alive(process)) {
-      return "process " + std::to_string(process);
+// Who holds the lock on `dir`, for a person. It may be the integration script of a program that was
+// killed. "" for one that has just ended, or another user's, which cannot be seen.
+std::string holder(const std::string& dir) {
+  struct stat status {};
+  std::error_code none;
+  if (stat(dir.c_str(), &status) == 0) {
+    for (fs::directory_iterator proc("/proc", none), end; proc != end; proc.increment(none)) {
+      const std::string process = proc->path().filename().string();
+      if (is_number(process) && process != std::to_string(getpid()) &&
+          has_open(proc->path(), status)) {
+        return "process " + process;
+      }
     }
   }
-  const pid_t process = taker(file);
-  return process > 0 && is_alive(process) ? "process " + std::to_string(process)
-                                          : "a process that the integration script left behind";
+  return "";
 }
 
 }  // namespace
 
-Lock::Lock(const std::string& dir)
-    // Not closed on exec: the integration script inherits it.
-    : file_(open((dir + "/lock").c_str(), O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW, 0666)) {
-  const std::string file = dir + "/lock";
-  if (!file_.is_open()) {
-    throw std::runtime_error("cannot open the lock file " + file + ": " + std::strerror(errno));
+Lock::Lock(std::string dir) : dir_(std::move(dir)) {
+  constexpr int kMostTries = 100;  // for holders that have just ended
+  for (int tries = 1; !take(); ++tries) {
+    const std::string who = holder(dir_);
+    if (!who.empty() || tries == kMostTries) {
+      throw std::runtime_error("another ndk-integrate is at work on this compiler (" +
+                               (who.empty() ? "a process of another user" : who) + " holds " +
+                               dir_ + "); wait until it is done");
+    }
   }
-  if (flock(file_.number(), LOCK_EX | LOCK_NB) != 0) {
-    throw std::runtime_error(errno == EWOULDBLOCK
-                                 ? "another ndk-integrate is at work on this compiler (" +
-                                       holder(file) + " holds " + file + "); wait until it is done"
-                                 : "cannot lock " + file + ": " + std::strerror(errno));
-  }
-  // Who holds the lock is told to help a person; it works without.
-  [[maybe_unused]] const int ignored = ftruncate(file_.number(), 0);
-  add_holder(getpid());
 }
 
-Lock::~Lock() { [[maybe_unused]] const int ignored = ftruncate(file_.number(), 0); }
+bool Lock::take() {
+  do {
+    constexpr mode_t kOwnerOnly = 0700;
+    make_directory(dir_, kOwnerOnly);
+    // Not closed on exec: the integration script inherits it.
+    open_ = FileDescriptor(open(dir_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
+    if (!open_.is_open()) {
+      if (errno == ENOENT) {
+        continue;  // another process has just removed it
+      }
+      throw std::runtime_error(errno == ENOTDIR || errno == ELOOP
+                                   ? dir_ +
+                                         " is not a directory; ndk-integrate keeps originals there"
+                                   : "cannot open " + dir_ + ": " + system_error_text(errno));
+    }
+    if (flock(open_.number(), LOCK_EX | LOCK_NB) != 0) {
+      if (errno == EWOULDBLOCK) {
+        return false;
+      }
+      throw std::runtime_error("cannot lock " + dir_ + ": " + system_error_text(errno));
+    }
+  } while (!is_still_there());
+  return true;
+}
 
-void Lock::add_holder(pid_t holder) const {
-  const std::string line = std::to_string(holder) + "\n";
-  [[maybe_unused]] const ssize_t ignored = write(file_.number(), line.data(), line.size());
+Lock::~Lock() {
+  // Fails where something is kept there.
+  [[maybe_unused]] const int ignored = rmdir(dir_.c_str());
+}
+
+bool Lock::is_still_there() const {
+  struct stat entry {};
+  struct stat locked {};
+  return open_.is_open() && lstat(dir_.c_str(), &entry) == 0 &&
+         fstat(open_.number(), &locked) == 0 && entry.st_dev == locked.st_dev &&
+         entry.st_ino == locked.st_ino;
 }
 
 }  // namespace ndk_integrate

@@ -2,31 +2,33 @@
 #ifndef CONSOLE_HOST_PACKAGE_LOCK_H
 #define CONSOLE_HOST_PACKAGE_LOCK_H
 
-#include <sys/types.h>
-
 #include <string>
 
 #include "console_host/base/file_descriptor.h"
 
 namespace ndk_integrate {
 
-// Holds the lock file of a compiler. The integration script inherits it, so that the lock lasts as
-// long as the script even when this program is killed. The file itself is never removed: a process
-// that waits on a removed file would lock nothing.
+// Holds the lock on a directory in which a program keeps its things; the directory itself is locked,
+// so there is no lock file that could be removed. The integration script inherits the lock, which
+// lasts as long as the script even when this program is killed.
 class Lock {
  public:
-  // Takes the lock file `dir`/lock, which is made when missing. Throws std::runtime_error that
-  // names the process that holds it.
-  explicit Lock(const std::string& dir);
+  // Makes the directory `dir`, for its owner only, when it is missing, and locks it. Throws
+  // std::runtime_error that names who holds the lock.
+  explicit Lock(std::string dir);
+
+  // Removes the directory when it is empty, and gives the lock back. Whoever opened the directory
+  // before that finds that its name leads elsewhere by now, and begins anew.
   ~Lock();
   Lock(const Lock&) = delete;
   Lock& operator=(const Lock&) = delete;
 
-  // Notes for others that the process `holder` holds the lock too.
-  void add_holder(pid_t holder) const;
-
  private:
-  FileDescriptor file_;
+  bool take();  // false when another process holds it
+  bool is_still_there() const;
+
+  std::string dir_;
+  FileDescriptor open_{-1};
 };
 
 }  // namespace ndk_integrate

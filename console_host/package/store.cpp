@@ -12,6 +12,7 @@
 #include "console_host/base/durable_file.h"
 #include "console_host/base/files.h"
 #include "console_host/base/hash.h"
+#include "console_host/base/paths.h"
 #include "console_host/services/log.h"
 
 namespace ndk_integrate {
@@ -23,6 +24,16 @@ namespace {
 constexpr mode_t kPermissions = 07777;
 constexpr mode_t kReadable = 0644;
 constexpr mode_t kSecret = 0600;  // an original may be
+constexpr mode_t kUsual = 0777;
+constexpr mode_t kOwnerOnly = 0700;
+
+using Json = nlohmann::json;
+
+std::optional<std::string> optional_text(const Json& json) {
+  return json.is_null() ? std::nullopt : std::optional(json.get<std::string>());
+}
+
+Json json_of(const std::optional<std::string>& text) { return text ? Json(*text) : Json(nullptr); }
 
 std::string octal(mode_t mode) {
   std::ostringstream text;
@@ -79,7 +90,7 @@ bool holds_one_of(const std::string& bytes, const std::set<std::string>& placeho
 Store::Store(std::string root) : root_(std::move(root)) {
   for (const std::string& dir : {directory(), originals()}) {
     if (is_there(dir) && !is_kind(dir, S_IFDIR)) {
-      throw std::runtime_error(dir + " is no directory; ndk-integrate keeps originals there");
+      throw std::runtime_error(dir + " is not a directory; ndk-integrate keeps originals there");
     }
   }
   if (is_there(manifest())) {
@@ -99,15 +110,13 @@ Store::Store(std::string root) : root_(std::move(root)) {
   }
 }
 
-bool Store::covers(const std::string& path) const {
-  return path.compare(0, root_.size() + 1, root_ + "/") == 0;
-}
+bool Store::covers(const std::string& path) const { return is_below(path, root_); }
 
 std::string Store::relative(const std::string& path) const { return path.substr(root_.size() + 1); }
 
 void Store::load() {
   if (!is_kind(manifest(), S_IFREG)) {
-    throw std::runtime_error("it is no ordinary file");
+    throw std::runtime_error("it is not an ordinary file");
   }
   const auto json = nlohmann::json::parse(read_whole_file(manifest()));
   if (json.at("schema") != 1) {
@@ -116,39 +125,73 @@ void Store::load() {
   for (const auto& [path, file] : json.at("files").items()) {
     const std::string mode = file.at("mode");
     check_entry(path, file.at("original"), mode, file.at("results"));
-    entries_[path] = {file.at("original"), from_octal(mode), file.at("results"),
-                      file.at("placeholders")};
+    contents_.files[path] = {file.at("original"), from_octal(mode), file.at("results"),
+                             file.at("placeholders"),
+                             file.value("installations", std::set<std::string>{})};
+  }
+  // Missing where an older program wrote it.
+  const Json installations = json.value("installations", Json::object());
+  for (const auto& [version, one] : installations.items()) {
+    contents_.installations[version] = {version,
+                                        optional_text(one.at("ndk")),
+                                        optional_text(one.at("release")),
+                                        one.at("component"),
+                                        one.at("time"),
+                                        one.at("finished")};
   }
 }
 
-void Store::save(const Entries& entries) {
-  auto files = nlohmann::json::object();
-  for (const auto& [path, entry] : entries) {
+void Store::save(const Contents& contents) {
+  auto installations = Json::object();
+  for (const auto& [version, one] : contents.installations) {
+    installations[version] = {{"ndk", json_of(one.ndk)},
+                              {"release", json_of(one.release)},
+                              {"component", one.component},
+                              {"time", one.time},
+                              {"finished", one.is_finished}};
+  }
+  auto files = Json::object();
+  for (const auto& [path, entry] : contents.files) {
     files[path] = {{"original", entry.original},
                    {"mode", octal(entry.mode)},
                    {"results", entry.results},
-                   {"placeholders", entry.placeholders}};
+                   {"placeholders", entry.placeholders},
+                   {"installations", entry.installations}};
   }
-  const nlohmann::ordered_json json{{"schema", 1}, {"files", files}};
+  const nlohmann::ordered_json json{
+      {"schema", 1}, {"installations", installations}, {"files", files}};
   const std::string fresh = manifest() + ".new";
   is_certain_ = false;
   write_file(fresh, json.dump(1) + "\n", kReadable, manifest());
+  flush_to_disk(fresh);
   replace_file(fresh, manifest());
   is_certain_ = true;
-  entries_ = entries;
+  contents_ = contents;
 }
 
-std::vector<std::string> Store::known_files() const {
+std::vector<std::string> Store::known_files(const std::string& version) const {
   std::vector<std::string> files;
-  for (const auto& [path, entry] : entries_) {
-    files.push_back(root_ + "/" + path);
+  for (const auto& [path, entry] : contents_.files) {
+    if (entry.installations.empty() || entry.installations.count(version) != 0) {
+      files.push_back(root_ + "/" + path);
+    }
   }
   return files;
 }
 
+bool Store::is_shared(const std::string& path, const std::string& version) const {
+  const std::set<std::string>& installations = contents_.files.at(relative(path)).installations;
+  return installations.size() > installations.count(version);
+}
+
+std::optional<InstallationRecord> Store::installation(const std::string& version) const {
+  const auto found = contents_.installations.find(version);
+  return found == contents_.installations.end() ? std::nullopt : std::optional(found->second);
+}
+
 Store::State Store::state(const std::string& path) const {
-  const auto found = entries_.find(relative(path));
-  if (found == entries_.end()) {
+  const auto found = contents_.files.find(relative(path));
+  if (found == contents_.files.end()) {
     return State::kUnknown;
   }
   if (!is_ordinary_file(path)) {
@@ -168,13 +211,19 @@ Store::State Store::state(const std::string& path) const {
                                                                        : State::kEdited;
 }
 
+std::string Store::why_edited(const std::string& path) const {
+  if (state(path) != State::kEdited) {
+    return "";
+  }
+  return path +
+         " was changed by someone else since ndk-integrate wrote it, so it is left as it is, and so "
+         "is everything else; to give that change up, put its original there: cat " +
+         kept_as(path) + " > " + path;
+}
+
 void Store::refuse_edited(const std::string& path) const {
-  if (state(path) == State::kEdited) {
-    throw std::runtime_error(path +
-                             " was changed by someone else since ndk-integrate wrote it, so it is "
-                             "left as it is, and so is everything else; to give that change up, "
-                             "put its original there: cat " +
-                             kept_as(path) + " > " + path);
+  if (const std::string why = why_edited(path); !why.empty()) {
+    throw std::runtime_error(why);
   }
 }
 
@@ -183,7 +232,7 @@ Store::Original Store::original(const std::string& path) const {
   if (known_as != State::kResult && known_as != State::kMissing) {
     return {read_whole_file(path), mode_of(path)};
   }
-  const Entry& entry = entries_.at(relative(path));
+  const Entry& entry = contents_.files.at(relative(path));
   std::string bytes = read_whole_file(kept_as(path));
   if (sha256(bytes) != entry.original) {
     throw std::runtime_error("the original of " + path + " that is kept as " + kept_as(path) +
@@ -193,60 +242,73 @@ Store::Original Store::original(const std::string& path) const {
 }
 
 std::string Store::kept_as(const std::string& path) const {
-  return originals() + "/" + entries_.at(relative(path)).original;
+  return originals() + "/" + contents_.files.at(relative(path)).original;
 }
 
 void Store::keep(const std::string& path, const Original& original) {
   const std::string hash = sha256(original.bytes);
-  Entries next = entries_;
-  Entry& entry = next[relative(path)];
+  Contents next = contents_;
+  Entry& entry = next.files[relative(path)];
   if (entry.original == hash && entry.mode == original.mode) {
     return;
   }
   if (entry.original == hash) {
     entry.mode = original.mode;  // reinstalled with the same bytes
   } else {
-    entry = {hash, original.mode, {}, {}};
+    entry = {hash, original.mode, {}, {}, entry.installations};
     if (!is_there(manifest())) {
       save({});  // so that there are never originals without a manifest
     }
-    make_directory(originals());
+    make_directory(originals(), kUsual);
     const std::string kept = originals() + "/" + hash;
     write_file(kept + ".new", original.bytes, kSecret, path);
+    flush_to_disk(kept + ".new");
     replace_file(kept + ".new", kept);
   }
   save(next);
 }
 
-void Store::note(const std::vector<Result>& results) {
-  Entries next = entries_;
+void Store::note(const InstallationRecord& record, const std::vector<Result>& results) {
+  Contents next = contents_;
+  next.installations[record.version] = record;
   for (const Result& result : results) {
-    Entry& entry = next.at(relative(result.path));
+    Entry& entry = next.files.at(relative(result.path));
+    noted_[relative(result.path)] = sha256(result.bytes);
     entry.results.insert(sha256(result.bytes));
     entry.placeholders.insert(result.placeholders.begin(), result.placeholders.end());
+    entry.installations.insert(record.version);
   }
   save(next);
 }
 
-void Store::settle(const std::vector<Result>& results) {
-  Entries next = entries_;
-  for (const Result& result : results) {
-    next.at(relative(result.path)).results = {sha256(result.bytes)};
+void Store::settle(const InstallationRecord& record) {
+  if (noted_.empty()) {
+    return;
   }
-  if (!results.empty()) {
-    save(next);
+  Contents next = contents_;
+  next.installations[record.version] = record;
+  for (const auto& [path, hash] : noted_) {
+    next.files.at(path).results = {hash};
   }
+  save(next);
 }
 
-void Store::forget_all_but(const std::set<std::string>& paths) {
-  Entries next;
-  for (const std::string& path : paths) {
-    next[relative(path)] = entries_.at(relative(path));
+void Store::forget(const std::string& version, const std::set<std::string>& all_but) {
+  Contents next = contents_;
+  next.installations.erase(version);
+  for (const std::string& path : known_files(version)) {
+    if (all_but.count(path) == 0) {
+      Entry& entry = next.files.at(relative(path));
+      entry.installations.erase(version);
+      if (entry.installations.empty()) {
+        next.files.erase(relative(path));
+      }
+    }
   }
-  if (next.empty()) {
+  if (next.files.empty()) {
     // A rename, because a full disk would forbid to write an empty manifest.
     replace_file(manifest(), old_manifest());
-    entries_.clear();
+    contents_ = {};
   } else {
     save(next);
   }
@@ -256,12 +318,13 @@ void Store::forget_all_but(const std::set<std::string>& paths) {
 void Store::clean() const {
   fs::remove_all(staging_directory());
   fs::remove(manifest() + ".new");
+  fs::remove(directory() + "/lock");  // an older program's
   const std::string last = is_there(old_manifest()) ? old_manifest() : manifest();
   if (!is_certain_ || !is_there(last)) {
     return;
   }
   std::set<std::string> needed;
-  for (const auto& [path, entry] : entries_) {
+  for (const auto& [path, entry] : contents_.files) {
     needed.insert(entry.original);
   }
   std::error_code none;
@@ -287,7 +350,7 @@ void Store::clean() const {
 
 StagingDirectory::StagingDirectory(const Store& store) : store_(store) {
   store_.clean();
-  make_directory(name());
+  make_directory(name(), kOwnerOnly);
 }
 
 StagingDirectory::~StagingDirectory() {

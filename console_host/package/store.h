@@ -2,11 +2,14 @@
 // the files it changed, and a manifest that says which file had which original and what was put in
 // its place. With these an installation can be repeated, directed to another NDK, and undone.
 //
-// Layout of .ndk-integrate:
-//   lock              held while an install or undo is at work; see lock.h
-//   manifest.json {"schema":1,"files":{"PATH":{"original":HASH,"mode":"644","results":[HASH...],
-//                     "placeholders":[TEXT...]}...}}; each PATH is relative to the compiler's
-//                     directory, each HASH a SHA-256 in hexadecimal
+// Layout of .ndk-integrate, which an install or undo at work has locked (lock.h):
+//   manifest.json     {"schema":1,
+//                      "installations":{VERSION:{"ndk":DIR|null,"release":TEXT|null,
+//                        "component":TEXT,"time":"2026-11-21T20:09:34Z","finished":true}...},
+//                      "files":{PATH:{"original":HASH,"mode":"644","results":[HASH...],
+//                        "placeholders":[TEXT...],"installations":[VERSION...]}...}}
+//                     each PATH is relative to the compiler's directory, each HASH a SHA-256 in
+//                     hexadecimal, each VERSION a compiler's full one
 //   manifest.undone   the manifest after an undo, until the originals are removed
 //   originals/HASH    the bytes of an original
 //   staged/           copies that are being worked on; thrown away by the next run
@@ -21,11 +24,22 @@
 #include <sys/types.h>
 
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 namespace ndk_integrate {
+
+// What is kept of one installation.
+struct InstallationRecord {
+  std::string version;                 // the compiler's full one
+  std::optional<std::string> ndk;      // the NDK's directory; none where integration is disabled
+  std::optional<std::string> release;  // the NDK's, such as "r11c"
+  std::string component;
+  std::string time;          // when it began, in UTC: "2026-11-21T20:09:34Z"
+  bool is_finished = false;  // false when it was cut short, or its script failed
+};
 
 class Store {
  public:
@@ -61,12 +75,21 @@ class Store {
   // below take.
   bool covers(const std::string& path) const;
 
-  // The files of which an original is kept.
-  std::vector<std::string> known_files() const;
+  // The files of which an original is kept for the compiler's version `version`.
+  std::vector<std::string> known_files(const std::string& version) const;
+
+  // True when another version's installation has changed the known file `path` too.
+  bool is_shared(const std::string& path, const std::string& version) const;
+
+  // What is kept of the installation of `version`.
+  std::optional<InstallationRecord> installation(const std::string& version) const;
 
   State state(const std::string& path) const;
 
-  // Throws std::runtime_error that names the file when somebody else changed it.
+  // What to say and do where somebody else changed the file; "" where nobody did.
+  std::string why_edited(const std::string& path) const;
+
+  // Throws std::runtime_error with that text where somebody else changed the file.
   void refuse_edited(const std::string& path) const;
 
   // The file's original: the one kept, or the file itself. Throws std::runtime_error when the kept one
@@ -83,15 +106,17 @@ class Store {
     std::set<std::string> placeholders;  // what was replaced in it
   };
 
-  // Notes that these results are about to be put in their files' places.
-  void note(const std::vector<Result>& results);
+  // Notes that these results, of the installation `record`, are about to be put in their files'
+  // places.
+  void note(const InstallationRecord& record, const std::vector<Result>& results);
 
-  // Says that these results are in their places, and ends a run: earlier results, originals that no
-  // file has any more and staged copies are forgotten.
-  void settle(const std::vector<Result>& results);
+  // Says that the results noted last are in their places, and ends a run: earlier ones are
+  // forgotten.
+  void settle(const InstallationRecord& record);
 
-  // Forgets the originals of all known files but these.
-  void forget_all_but(const std::set<std::string>& paths);
+  // Forgets the installation of `version`, and the originals of its files but for these, which stay
+  // its own.
+  void forget(const std::string& version, const std::set<std::string>& all_but);
 
   // Removes staged copies, and originals that no file has.
   void clean() const;
@@ -102,9 +127,13 @@ class Store {
     mode_t mode;
     std::set<std::string> results;
     std::set<std::string> placeholders;
+    std::set<std::string> installations;  // the versions; empty where an older program kept it
   };
 
-  using Entries = std::map<std::string, Entry>;  // by path, relative to the root
+  struct Contents {
+    std::map<std::string, InstallationRecord> installations;  // by version
+    std::map<std::string, Entry> files;                       // by path, relative to the root
+  };
 
   std::string relative(const std::string& path) const;
   std::string kept_as(const std::string& path) const;  // where a known file's original is
@@ -112,10 +141,11 @@ class Store {
   std::string old_manifest() const { return directory() + "/manifest.undone"; }
   std::string originals() const { return directory() + "/originals"; }
   void load();
-  void save(const Entries& entries);
+  void save(const Contents& contents);
 
   std::string root_;
-  Entries entries_;         // as the manifest on the disk has them
+  Contents contents_;                         // as the manifest on the disk has them
+  std::map<std::string, std::string> noted_;  // the hashes of the results noted last, by path
   bool is_certain_ = true;  // false when that is not known, because writing the manifest failed
 };
 

@@ -14,12 +14,7 @@ std::string get_command_output(std::string command, int* status, bool /*flag*/,
   if (observer != nullptr && !observer->may_run(command)) {
     return "";
   }
-  const ProcessResult result =
-      ndk_integrate::run_process({"/bin/sh", "-c", command}, [&](pid_t child) {
-        if (observer != nullptr) {
-          observer->started(child);
-        }
-      });
+  const ProcessResult result = ndk_integrate::run_process({"/bin/sh", "-c", command});
   if (observer != nullptr) {
     observer->ran(command, result);
   }

@@ -6,8 +6,23 @@
 #include "console_host/base/durable_file.h"
 #include "console_host/base/files.h"
 #include "console_host/base/paths.h"
+#include "console_host/services/read_only.h"
 #include "console_host/services/service_observer.h"
 #include "host/host.h"
+
+namespace ndk_integrate {
+
+namespace {
+
+// The contract gives is_writable nothing but the directory.
+bool read_only_accepted = false;
+
+}  // namespace
+
+ReadOnlyAccepted::ReadOnlyAccepted(bool accepted) { read_only_accepted = accepted; }
+ReadOnlyAccepted::~ReadOnlyAccepted() { read_only_accepted = false; }
+
+}  // namespace ndk_integrate
 
 using ndk_integrate::ServiceObserver;
 
@@ -28,6 +43,9 @@ int file_exists(const std::string& file, bool flag) {
 // The effective user may write and enter the directory, and its file system is not read-only. The
 // plug-in does not log why a directory is not writable, so this does.
 int is_writable(std::string dir) {
+  if (ndk_integrate::read_only_accepted) {
+    return 1;
+  }
   const int why_not = ndk_integrate::why_not_writable(dir);
   if (why_not != 0) {
     print_log("is_writable: cannot write in '%s': %s", dir.c_str(), std::strerror(why_not));

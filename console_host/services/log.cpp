@@ -49,6 +49,13 @@ void write_line(const std::string& text) {
   }
 }
 
+// False when nobody is to see a line, so that none need be made.
+bool is_wanted() {
+  const Log& log = the_log();
+  return log.file.is_open() || log.on_standard_error || log.on_standard_output ||
+         log.held != nullptr;
+}
+
 std::string formatted(const char* format, va_list arguments) {
   va_list again;
   va_copy(again, arguments);
@@ -110,7 +117,9 @@ void HeldLog::release() {
 void print_log(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  ndk_integrate::add_to_log(ndk_integrate::formatted(format, arguments));
+  if (ndk_integrate::is_wanted()) {
+    ndk_integrate::add_to_log(ndk_integrate::formatted(format, arguments));
+  }
   va_end(arguments);
 }
 

@@ -3,8 +3,6 @@
 #ifndef CONSOLE_HOST_SERVICES_SERVICE_OBSERVER_H
 #define CONSOLE_HOST_SERVICES_SERVICE_OBSERVER_H
 
-#include <sys/types.h>
-
 #include <cstddef>
 #include <string>
 
@@ -22,9 +20,9 @@ class ServiceObserver {
   // `path` was asked for `path`, here in its normal form. What it is to answer.
   virtual std::string path_asked(const std::string& path) = 0;
 
-  // `replaceAllSubstrings` replaced `from` by `to` in `line`, `count` times.
-  virtual void replaced(const std::string& line, const std::string& from, const std::string& to,
-                        std::size_t count) = 0;
+  // `replaceAllSubstrings` replaced `from` in `line`, `count` times, and answers `result`.
+  virtual void replaced(const std::string& line, const std::string& from, std::size_t count,
+                        const std::string& result) = 0;
 
   // `file_move` moved a file to the name `to`, or failed to.
   virtual void moved(const std::string& to, bool done) = 0;
@@ -35,8 +33,7 @@ class ServiceObserver {
   // `get_command_output` is to run `command`. False when it must not, and then answers "".
   virtual bool may_run(const std::string& command) = 0;
 
-  // The command has begun, as the process `process`, and has ended.
-  virtual void started(pid_t process) = 0;
+  // The command has ended.
   virtual void ran(const std::string& command, const ProcessResult& result) = 0;
 
   // `line` of the log as a person is to read it: with real names in place of those that

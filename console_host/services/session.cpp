@@ -51,10 +51,18 @@ std::vector<Component*> Session::components() const {
   return components;
 }
 
-const Component* Session::compiler() const {
+std::vector<ComponentInfo> Session::component_infos() const {
+  std::vector<ComponentInfo> infos;
+  for (const auto& state : components_) {
+    infos.push_back(state->info);
+  }
+  return infos;
+}
+
+const ComponentInfo* Session::compiler_info() const {
   const auto found = std::find_if(components_.begin(), components_.end(),
                                   [](const auto& state) { return state->subdir_asked; });
-  return found == components_.end() ? nullptr : &(*found)->component;
+  return found == components_.end() ? nullptr : &(*found)->info;
 }
 
 }  // namespace ndk_integrate

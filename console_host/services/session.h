@@ -12,6 +12,14 @@
 
 namespace ndk_integrate {
 
+// Where a component stands in its file, for messages.
+struct ComponentSource {
+  std::string file;
+  int version_line = 0;
+  int package_number_line = 0;
+  int subdir_line = 0;
+};
+
 // One installable component, as a [[component]] table gives it.
 struct ComponentInfo {
   std::string id;
@@ -20,8 +28,10 @@ struct ComponentInfo {
   std::string subdir;
   bool install_condition = true;
   bool selected = true;
+  ComponentSource source{};
 };
 
+// What an installer would know of one installation.
 struct Installation {
   std::map<std::string, std::string> session;  // the host's session variables that the file sets
   std::vector<ComponentInfo> components;       // in the file's order
@@ -45,10 +55,11 @@ class Session {
   const std::vector<std::pair<std::string, std::string>>& writes() const { return writes_; }
 
   std::vector<Component*> components() const;
+  std::vector<ComponentInfo> component_infos() const;
 
   // The component that the plug-in took for the compiler: the one whose sub-directory it asked for.
   // Null when none.
-  const Component* compiler() const;
+  const ComponentInfo* compiler_info() const;
 
  private:
   struct ComponentState;

@@ -29,10 +29,11 @@ std::string replaceAllSubstrings(const std::string& text, const std::string& fro
     found = text.find(from, begin);
     ++count;
   }
+  result.append(text, begin);
   if (ServiceObserver* observer = ndk_integrate::service_observer()) {
-    observer->replaced(text, from, to, count);
+    observer->replaced(text, from, count, result);
   }
-  return result.append(text, begin);
+  return result;
 }
 
 // Leading blanks are skipped; a text that is no number gives 0, and one out of range the nearest

@@ -17,6 +17,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "tests/texts.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -26,19 +28,11 @@ GoodHost* current_host = nullptr;
 bool breaks(const std::string& point) { return GoodHost::current().breaks(point); }
 bool other_choices() { return GoodHost::current().other_choices; }
 
-bool begins_with(const std::string& text, const std::string& start) {
-  return text.compare(0, start.size(), start) == 0;
-}
-
-bool holds(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
-
-std::string with_replaced(std::string text, const std::string& from, const std::string& to) {
-  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
-    text.replace(at, from.size(), to);
+// Breaks a point by an exception.
+void fail_if(bool breaks_it, const std::string& text) {
+  if (breaks_it) {
+    throw std::runtime_error(text);
   }
-  return text;
 }
 
 std::string trimmed(const std::string& text) {
@@ -101,7 +95,7 @@ std::string stored_value(std::string value) {
     return value.substr(0, value.find(';'));
   }
   if (breaks("value-characters: the value is a format")) {
-    return with_replaced(value, "%", "");
+    return replaced(value, "%", "");
   }
   if (breaks("value-length")) {
     value.resize(std::min<std::size_t>(value.size(), 65535));
@@ -126,9 +120,7 @@ void store(const std::string& name, const std::string& value) {
 
 std::string env_get_string(session_t* /*session*/, const char* name) {
   const auto& variables = GoodHost::current().variables;
-  if (breaks("variables-readable") && variables.count(name) == 0) {
-    throw std::out_of_range("no such variable");
-  }
+  fail_if(breaks("variables-readable") && variables.count(name) == 0, "no such variable");
   if (breaks("one-store") && variables.count("std " + std::string(name)) > 0) {
     return variables.at("std " + std::string(name));
   }
@@ -211,9 +203,7 @@ bool Component::getSelected() {
 }
 
 std::string Component::subdir() {
-  if (breaks("components-members")) {
-    throw std::runtime_error("no directory for " + id);
-  }
+  fail_if(breaks("components-members"), "no directory for " + id);
   return breaks("component-subdir") ? "compiler" : "/compiler";
 }
 
@@ -221,9 +211,7 @@ std::string Component::subdir() {
 
 std::vector<std::string> splitString(const std::string& text, const std::string& separator,
                                      bool /*flag*/) {
-  if (breaks("split-empty-text") && text.empty()) {
-    throw std::invalid_argument("nothing to split");
-  }
+  fail_if(breaks("split-empty-text") && text.empty(), "nothing to split");
   if (breaks("split-version") && separator == ".") {  // as a pattern, that is any character
     return std::vector<std::string>(text.size() + 1);
   }
@@ -265,13 +253,13 @@ std::string replaceAllSubstrings(const std::string& text, const std::string& fro
     return text;
   }
   if (breaks("replace-literally")) {
-    return with_replaced(text, from, with_replaced(to, "$&", from));
+    return replaced(text, from, replaced(to, "$&", from));
   }
   if (breaks("replace-other-bytes: drops carriage returns")) {
-    return with_replaced(with_replaced(text, "\r", ""), from, to);
+    return replaced(replaced(text, "\r", ""), from, to);
   }
   if (breaks("replace-other-bytes: ends at a NUL")) {
-    return with_replaced(text.substr(0, text.find('\0')), from, to);
+    return replaced(text.substr(0, text.find('\0')), from, to);
   }
   if (breaks("replace-own-pattern")) {
     std::string result = text;
@@ -280,15 +268,13 @@ std::string replaceAllSubstrings(const std::string& text, const std::string& fro
     }
     return result;
   }
-  return with_replaced(text, from, to);
+  return replaced(text, from, to);
 }
 
 int strtoint(const std::string& text) {
   const int base = breaks("strtoint-leading-zeros") ? 0 : 10;
-  if (breaks("release-numbers") && begins_with(text, " ")) {
-    return 0;
-  }
-  if (breaks("strtoint-negative") && begins_with(text, "-")) {
+  if ((breaks("release-numbers") && begins_with(text, " ")) ||
+      (breaks("strtoint-negative") && begins_with(text, "-"))) {
     return 0;
   }
   if (breaks("strtoint-no-number")) {
@@ -328,31 +314,23 @@ void require_readable(const std::string& file) {
 std::string path(std::string p) {
   std::error_code ignored;
   static std::set<std::string> answers;
-  if (breaks("path-of-file") && fs::is_regular_file(p, ignored)) {
-    return fs::path(p).parent_path();
-  }
-  if (breaks("path-of-directory") && fs::is_directory(p, ignored)) {
+  if ((breaks("path-of-file") && fs::is_regular_file(p, ignored)) ||
+      (breaks("path-of-directory") && fs::is_directory(p, ignored))) {
     return fs::path(p).parent_path();
   }
   if (breaks("path-with-blanks")) {
-    return with_replaced(p, " ", "\\ ");
+    return replaced(p, " ", "\\ ");
   }
   if (breaks("path-of-path")) {
-    if (answers.count(fs::path(p).parent_path()) > 0) {
-      throw std::invalid_argument("this path was converted before");
-    }
+    fail_if(answers.count(fs::path(p).parent_path()) > 0, "this path was converted before");
     answers.insert(p);
   }
-  if (breaks("path-of-missing-file") && !p.empty() && !fs::exists(p)) {
-    throw std::runtime_error("no such file");
-  }
+  fail_if(breaks("path-of-missing-file") && !p.empty() && !fs::exists(p), "no such file");
   if (breaks("path-of-unreadable")) {
     require_readable(p);
   }
-  if (breaks("path-of-empty-text") && p.empty()) {
-    throw std::invalid_argument("no path");
-  }
-  return other_choices() ? with_replaced(p, "/", "//") : p;
+  fail_if(breaks("path-of-empty-text") && p.empty(), "no path");
+  return other_choices() ? replaced(p, "/", "//") : p;
 }
 
 namespace {
@@ -373,9 +351,8 @@ int file_exists(const std::string& file, bool /*flag*/) {
   if (breaks("file-exists-missing") && anything_begins_with(file)) {
     return kTrue;
   }
-  if (breaks("file-exists-missing-directory") && !fs::exists(fs::path(file).parent_path())) {
-    throw std::runtime_error("no such directory");
-  }
+  fail_if(breaks("file-exists-missing-directory") && !fs::exists(fs::path(file).parent_path()),
+          "no such directory");
   if (breaks("file-exists-unreadable")) {
     require_readable(file);
   }
@@ -389,20 +366,14 @@ int is_writable(std::string dir) {
   if (breaks("is-writable-unreadable")) {
     require_readable(dir);
   }
-  if (breaks("is-writable")) {
-    return 0;
-  }
-  if (breaks("is-writable-read-only")) {
-    return kTrue;
-  }
-  return access(dir.c_str(), W_OK) == 0 ? kTrue : 0;
+  const bool always = breaks("is-writable-read-only");
+  const bool never = breaks("is-writable");
+  return always || (!never && access(dir.c_str(), W_OK) == 0) ? kTrue : 0;
 }
 
 int file_move(std::string from, std::string to) {
-  if (breaks("file-move-replaces") && fs::exists(to)) {
-    return 0;
-  }
-  if (breaks("file-move-blanks") && holds(to, " ")) {
+  if ((breaks("file-move-replaces") && fs::exists(to)) ||
+      (breaks("file-move-blanks") && holds(to, " "))) {
     return 0;
   }
   if (breaks("file-move-takes-source")) {
@@ -421,12 +392,10 @@ struct Properties {
   Properties(const std::string& file, const std::string& separator) {
     std::ifstream in(file);
     std::error_code ignored;
-    if (breaks("property-unreadable-directory") && fs::is_directory(file, ignored)) {
-      throw std::runtime_error("is a directory");
-    }
-    if (breaks("property-unreadable-file") && !in && fs::is_regular_file(file, ignored)) {
-      throw std::runtime_error("cannot open a property file");
-    }
+    fail_if(breaks("property-unreadable-directory") && fs::is_directory(file, ignored),
+            "is a directory");
+    fail_if(breaks("property-unreadable-file") && !in && fs::is_regular_file(file, ignored),
+            "cannot open a property file");
     for (std::string line; std::getline(in, line);) {
       const std::size_t end = line.find(separator);
       if (end == std::string::npos) {
@@ -462,9 +431,7 @@ std::string IniDb::value(std::string key) {
   if (found != values.end()) {
     return found->second;
   }
-  if (breaks("property-missing-key")) {
-    throw std::out_of_range("no such key");
-  }
+  fail_if(breaks("property-missing-key"), "no such key");
   return other_choices() ? "(not found)" : "";
 }
 
@@ -472,19 +439,16 @@ std::string IniDb::value(std::string key) {
 
 namespace {
 
-std::string read_all(FILE* pipe) {
-  std::string output;
-  std::array<char, 4096> buffer{};
-  for (std::size_t size; (size = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;) {
-    output.append(buffer.data(), size);
-  }
-  return output;
+// What the command prints, without waiting for its end.
+std::string output_alone(const std::string& command) {
+  FILE* pipe = popen(command.c_str(), "r");
+  return read_all(pipe);
 }
 
 // A shell's way to run `command` as the broken host runs it.
 std::string as_run(const std::string& command) {
   if (breaks("command-shell")) {  // as exec takes it: every blank separates, every quote stays
-    return "'" + with_replaced(command, " ", "' '") + "'";
+    return "'" + replaced(command, " ", "' '") + "'";
   }
   if (breaks("command-working-directory")) {
     return "cd /; " + command;
@@ -499,24 +463,19 @@ std::string as_run(const std::string& command) {
 
 std::string get_command_output(std::string command, int* status, bool /*flag*/,
                                std::string /*text*/) {
-  if (breaks("command-null-status: throws") && status == nullptr) {
-    throw std::invalid_argument("no exit status");
-  }
+  fail_if(breaks("command-null-status: throws") && status == nullptr, "no exit status");
   if (breaks("command-null-status: crashes") && status == nullptr) {
     std::abort();
   }
   const bool drops_errors = other_choices() || breaks("command-working-directory");
   const std::string errors = drops_errors ? "exec 2>/dev/null\n" : "exec 2>&1\n";
   const std::string input = breaks("command-standard-input") ? "" : "exec </dev/null\n";
-  FILE* pipe = popen((input + errors + as_run(command)).c_str(), "r");
-  std::string output = read_all(pipe);
+  const std::string shell_command = input + errors + as_run(command);
   if (breaks("command-waits")) {
-    return output;
+    return output_alone(shell_command);
   }
-  const int exit_status = WEXITSTATUS(pclose(pipe));
-  if (breaks("command-not-there") && exit_status == 127) {
-    throw std::runtime_error("no such command");
-  }
+  auto [output, exit_status] = shell(shell_command);
+  fail_if(breaks("command-not-there") && exit_status == 127, "no such command");
   if (breaks("command-output") || (breaks("command-failing") && exit_status != 0)) {
     return "";
   }

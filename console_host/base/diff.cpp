@@ -1,0 +1,31 @@
+#include "console_host/base/diff.h"
+
+#include <stdexcept>
+
+#include "console_host/base/durable_file.h"
+#include "console_host/base/process.h"
+#include "console_host/base/temporary_directory.h"
+
+namespace ndk_integrate {
+
+std::string diff(const std::string& name, const std::string& before, const std::string& after) {
+  if (before == after) {
+    return "";
+  }
+  const TemporaryDirectory temporary(directory_for_temporary_files());
+  const std::string old_file = temporary.name() + "/before";
+  const std::string new_file = temporary.name() + "/after";
+  constexpr mode_t kOwnerOnly = 0600;
+  write_file(old_file, before, kOwnerOnly, name);
+  write_file(new_file, after, kOwnerOnly, name);
+  // What reads a diff takes a name with blanks as a whole only when a tab follows it.
+  const std::string label = name.find(' ') == std::string::npos ? name : name + "\t";
+  const ProcessResult result =
+      run_process({"diff", "-u", "--text", "--label", label, "--label", label, old_file, new_file});
+  if (result.exit_status > 1) {
+    throw std::runtime_error("diff could not compare the texts of " + name + ": " + result.output);
+  }
+  return result.output;
+}
+
+}  // namespace ndk_integrate

@@ -1,0 +1,16 @@
+// Command lines as a shell reads them.
+#ifndef CONSOLE_HOST_BASE_SHELL_WORDS_H
+#define CONSOLE_HOST_BASE_SHELL_WORDS_H
+
+#include <string>
+#include <vector>
+
+namespace ndk_integrate {
+
+// The words of the command line `line`, without their quotes and backslashes; nothing is expanded.
+// Operators such as ";" and ">" only part words. A quote that is not closed holds to the line's end.
+std::vector<std::string> shell_words(const std::string& line);
+
+}  // namespace ndk_integrate
+
+#endif

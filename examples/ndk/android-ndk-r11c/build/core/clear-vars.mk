@@ -1,0 +1,7 @@
+# Forgets the module before.
+LOCAL_MODULE :=
+LOCAL_SRC_FILES :=
+LOCAL_CFLAGS :=
+LOCAL_CPPFLAGS :=
+LOCAL_LDFLAGS :=
+LOCAL_LDLIBS :=

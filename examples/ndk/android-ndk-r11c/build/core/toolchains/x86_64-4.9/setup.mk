@@ -1,0 +1,6 @@
+# The NDK's own compiler.
+TOOLCHAIN_NAME := x86_64-4.9
+TOOLCHAIN_PREFIX := $(NDK_ROOT)/toolchains/x86_64-4.9/prebuilt/linux-x86_64/bin/
+TARGET_CC := $(TOOLCHAIN_PREFIX)x86_64-linux-android-gcc
+TARGET_CXX := $(TOOLCHAIN_PREFIX)x86_64-linux-android-gcc
+TARGET_STRIP := : strip

@@ -1,0 +1,3 @@
+# What differs between the releases, as this one does it.
+NDK_MAJOR := 11
+NDK_TOOLCHAINS_DIR := build/core/toolchains
