@@ -1,4 +1,6 @@
 template <typename Number>
-static Number twice(Number number) { return number + number; }
+static Number twice(Number number) {
+  return number + number;
+}
 
 extern "C" int answer() { return twice(21); }
