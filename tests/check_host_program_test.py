@@ -31,6 +31,20 @@ def check(program, *arguments):
     return done.returncode, done.stdout, done.stderr
 
 
+# A sanitizer's runtime ends the host before the loader says anything.
+SANITIZED = b"__asan_init" in content_of(PLUGIN)
+
+
+def has_libcxx():
+    """Not every machine that runs this has clang++ and its library."""
+    command = ["clang++", "-stdlib=libc++", "-x", "c++", "-", "-o", "/dev/null"]
+    try:
+        done = subprocess.run(command, input=b"int main() {}", capture_output=True, check=False)
+    except FileNotFoundError:
+        return False
+    return done.returncode == 0
+
+
 class CheckHostProgram(unittest.TestCase):
     maxDiff = None
 
@@ -86,10 +100,14 @@ class CheckHostProgram(unittest.TestCase):
             (["-rdynamic", "-stdlib=libc++"], "clang++", {**some, "libcxx": rest}),
         ]:
             with self.subTest(options=options):
+                if compiler == "clang++" and not has_libcxx():
+                    self.skipTest("there is no clang++ with libc++")
                 program = self.build(*options, compiler=compiler)
                 self.assertEqual(
                     self.states(program), (0 if states == {"exported": FUNCTIONS} else 1, states)
                 )
+                if SANITIZED:
+                    continue
                 _, out, _ = check(program, "-q")
                 says = self.loader_says(program)
                 if "undefined symbol" in says:
@@ -112,7 +130,8 @@ class CheckHostProgram(unittest.TestCase):
                 lines = [line for line in out.splitlines() if line.startswith("strtoint(")]
                 self.assertEqual(len(lines), 1)
                 self.assertIn(f"; dlopen: undefined symbol: {symbol}", lines[0])
-                self.assertEqual(self.loader_says(program), f"undefined symbol: {symbol}")
+                if not SANITIZED:
+                    self.assertEqual(self.loader_says(program), f"undefined symbol: {symbol}")
 
     def test_services_in_a_library(self):
         self.build("-shared", "-fPIC", "-Dmain=host_main", name="libservices.so")
