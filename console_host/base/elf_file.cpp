@@ -221,7 +221,8 @@ class Reader {
 
   // How many dynamic symbols there are, which only the hash tables tell.
   std::size_t dynamic_symbol_count() const {
-    if (const Elf_Data* table = at(tag(DT_HASH), 8, ELF_T_WORD); tag(DT_HASH) != 0 && table) {
+    const Elf_Data* table = at(tag(DT_HASH), 8, ELF_T_WORD);
+    if (tag(DT_HASH) != 0 && table != nullptr) {
       return table->d_size < 8 ? 0 : static_cast<const std::uint32_t*>(table->d_buf)[1];
     }
     return tag(DT_GNU_HASH) == 0 ? 0 : count_in_gnu_hash_table(tag(DT_GNU_HASH));
@@ -470,8 +471,9 @@ std::vector<ElfFile> linked_libraries(const ElfFile& program, std::vector<std::s
     }
   };
   add_needed_by(program);
+  // NOLINTNEXTLINE(modernize-loop-convert): the list grows
   for (std::size_t i = 0; i < libraries.size(); ++i) {
-    const ElfFile library = libraries[i];  // a copy, because the list grows
+    const ElfFile library = libraries[i];  // a copy, because its place in the list may move
     add_needed_by(library);
   }
   return libraries;
