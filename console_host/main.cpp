@@ -12,6 +12,7 @@
 #include "console_host/base/errors.h"
 #include "console_host/base/paths.h"
 #include "console_host/commands/check_host.h"
+#include "console_host/commands/check_host_program.h"
 #include "console_host/commands/find.h"
 #include "console_host/commands/install.h"
 #include "console_host/commands/output.h"
@@ -40,6 +41,7 @@ struct Options {
   bool status_json = false;
   VerifyOptions verify;
   std::string host_check;
+  HostProgramOptions host_program;
   FindOptions find;
   CheckOptions check;
   std::string release;
@@ -176,7 +178,13 @@ ExitCode run_release(const Options& options) {
 }
 
 ExitCode run_check_host(const Options& options) {
-  return run_command(options, [&] { return run_host_check(options.host_check); });
+  if (!options.host_program.program) {
+    return run_command(options, [&] { return run_host_check(options.host_check, options.log); });
+  }
+  if (options.quiet) {
+    be_quiet();
+  }
+  return check_host_program(options.host_program, options.plugin);
 }
 
 using Action = std::function<ExitCode()>;
@@ -339,8 +347,17 @@ void describe_verify(CLI::App& app, Options& options, Action& action) {
 void describe_check_host(CLI::App& app, Options& options, Action& action) {
   CLI::App* check_host =
       app.add_subcommand("check-host", "Check this host against what the plug-in relies on");
-  check_host->add_option("--library", options.host_check, "Load the host check from FILE")
-      ->option_text("FILE");
+  CLI::Option* library =
+      check_host->add_option("--library", options.host_check, "Load the host check from FILE")
+          ->option_text("FILE");
+  CLI::Option* program =
+      check_host
+          ->add_option("--program", options.host_program.program,
+                       "Tell from the host's program FILE, without running it, whether the plug-in "
+                       "will load in it")
+          ->option_text("FILE")
+          ->excludes(library);
+  add_json_flag(*check_host, options.host_program.json)->needs(program);
   describe_common_options(*check_host, options);
   check_host->callback([&] { action = [&] { return run_check_host(options); }; });
 }

@@ -24,7 +24,9 @@
 //     of the entry point, with everything that the plug-in had opened or allocated released.
 //  8. Layout: host and plug-in are separate binaries, so the members below, their order and their
 //     types are fixed. host_data is the host's, to hang its own state on; the plug-in never reads
-//     or writes it.
+//     or writes it. Return types belong to the layout, too: the linker does not see them, so a host
+//     that declares `bool file_exists` links, and is then read wrongly. Including this file where
+//     the functions are defined lets the compiler see it.
 //
 // The conversation, in the order of an installation
 //
@@ -44,7 +46,7 @@
 //     NDK_CNL_VERSION_MAJOR.
 //  5. When the compiler's files are on disk, the host calls integrate_ndk, which fills in the
 //     compiler's templates and, where NDK_INTEGRATION_ENABLED is "yes", runs the compiler's
-//     integration script on the NDK. It leaves the working directory of the process changed.
+//     integration script on the NDK. There it leaves the working directory of the process changed.
 //  6. On removal the host calls unintegrate_ndk, which only logs that there is nothing it does.
 #ifndef HOST_HOST_H
 #define HOST_HOST_H
@@ -125,7 +127,7 @@ void env_set_string(session_t* session, const std::string& name, const std::stri
 // --- The log ---
 
 // Writes one line to the installation log, formatted as printf does. The text carries no line end;
-// the host adds it.
+// the host adds it, and flushes the line if a crash is to be understood.
 void print_log(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 // Reports an error, formatted as printf does, one line a call. It returns normally, and the caller
@@ -135,7 +137,8 @@ void error(const char* format, ...) __attribute__((format(printf, 1, 2)));
 // --- Files ---
 
 // The form of the path `p` that the file operations are to use. The plug-in passes every complete
-// path through it once and uses only the result. Returning `p` unchanged is enough.
+// path through it once and uses only the result, on which it also builds further paths. Returning
+// `p` unchanged is enough; the name of a copy that stands in for the file is as good.
 std::string path(std::string p);
 
 // True when `file` exists. The plug-in asks for ordinary files only, and always with false for
@@ -175,6 +178,7 @@ std::string inttostr(long long value);
 // process, waits for its end and returns what it printed. `status`, where it is not null, receives
 // the exit status; the plug-in passes null. It passes true and "" for the last two, whose meaning
 // is the host's choice. A command that fails, or is not there, is not an error.
+// Whether what it prints on standard error belongs to the result is the host's choice.
 std::string get_command_output(std::string command, int* status, bool flag, std::string text);
 
 #endif

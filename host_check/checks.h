@@ -14,7 +14,7 @@ struct Check {
   // Checks that come earlier and must be ok, because without them this one would blame the host a
   // second time for the same thing.
   std::vector<const char*> needs;
-  // Returns when the host keeps the point, and throws Violated or Skipped (verdict.h) when not, or
+  // Returns when the host keeps the point, and throws Violated, Noted or Skipped (verdict.h), or
   // whatever a service of the host throws.
   void (*run)(session_t* session);
 };

@@ -45,11 +45,11 @@ std::vector<Check> command_checks() {
          const ScratchDirectory scratch;
          write_file(scratch.name() + "/script", "printf 'found the script'\n");
          const Stay stay(scratch.name());
-         expect_output("sh ./script", "found the script");
+         expect_output("sh ./script 2>/dev/null", "found the script");
        }},
       {"command-complete-output",
        "get_command_output returns an output of 1 MB whole.",
-       {"command-working-directory"},
+       {"command-shell", "command-working-directory"},
        [](session_t* /*session*/) {
          std::string text;
          while (text.size() < 1048576) {
@@ -59,7 +59,7 @@ std::vector<Check> command_checks() {
          const ScratchDirectory scratch;
          write_file(scratch.name() + "/text", text);
          const Stay stay(scratch.name());
-         expect_output("cat ./text", text);
+         expect_output("cat ./text 2>/dev/null", text);
        }},
       {"command-failing",
        "get_command_output returns the output of a command that fails, too.",
@@ -68,7 +68,7 @@ std::vector<Check> command_checks() {
          const ScratchDirectory scratch;
          write_file(scratch.name() + "/script", "printf 'a failure'\nexit 3\n");
          const Stay stay(scratch.name());
-         expect_output("sh ./script", "a failure");
+         expect_output("sh ./script 2>/dev/null", "a failure");
        }},
       {"command-not-there",
        "get_command_output returns for a command that is not there.",
@@ -76,7 +76,7 @@ std::vector<Check> command_checks() {
        [](session_t* /*session*/) {
          const ScratchDirectory scratch;
          const Stay stay(scratch.name());
-         output_of("./ndk_integration.sh \"/opt/ndk\" --force");
+         output_of("./ndk_integration.sh \"/opt/ndk\" --force 2>/dev/null");
        }},
       // The script closes its output long before it ends, so a host that only reads the output to
       // its end comes back too early.
@@ -92,6 +92,26 @@ std::vector<Check> command_checks() {
            throw Violated("get_command_output(" + quoted(command) +
                               ", null, true, \"\") should return when the command has ended",
                           "it returned earlier");
+         }
+       }},
+      // The script asks for an answer that nobody is there to give. The shell ends itself where it
+      // would wait for ever.
+      {"command-standard-input",
+       "get_command_output gives the command nothing to read, so that a command which asks for something does not wait.",
+       {"command-shell"},
+       [](session_t* /*session*/) {
+         const StandardInput input("the host's own input\n");
+         const std::string output = output_of(
+             "(sleep 2; kill $$) >/dev/null 2>&1 & "
+             "if read -r answer; then printf 'read: %s' \"$answer\"; else printf 'nothing to read'; "
+             "fi; kill $! 2>/dev/null");
+         const std::string expected =
+             "get_command_output should give the command an empty standard input";
+         if (output.empty()) {
+           throw Violated(expected, "the command waited for something to read");
+         }
+         if (output.find("nothing to read") == std::string::npos) {
+           throw Violated(expected, "the command gave " + quoted(output));
          }
        }},
   };

@@ -1,4 +1,5 @@
 // Checks of the component registry, whatever components it holds.
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -64,6 +65,29 @@ std::vector<Check> component_checks() {
              component->getSelected();
            }
            component->subdir();
+         }
+       }},
+      {"component-subdir",
+       "subdir() of each component begins with \"/\", because nothing is put between it and VORN_INSTALL_DIR; a note where it does not.",
+       {"components-members"},
+       [](session_t* session) {
+         for (Component* component : components_of(session)) {
+           const std::string subdir = component->subdir();
+           if (subdir.rfind('/', 0) != 0) {
+             throw Noted("subdir() of the component " + quoted(component->id) + " gave " +
+                         quoted(subdir) + ", which does not begin with \"/\"");
+           }
+         }
+       }},
+      {"component-version",
+       "The version of each component is three decimal numbers, such as 5.0.3; a note where it is not.",
+       {"components-members"},
+       [](session_t* session) {
+         for (const Component* component : components_of(session)) {
+           if (!std::regex_match(component->version, std::regex("[0-9]+\\.[0-9]+\\.[0-9]+"))) {
+             throw Noted("the version of the component " + quoted(component->id) + " is " +
+                         quoted(component->version) + ", not three numbers such as 5.0.3");
+           }
          }
        }},
   };

@@ -85,6 +85,17 @@ std::vector<Check> file_checks() {
          const ScratchDirectory scratch;
          expect_file_exists(scratch.name() + "/none/ndk-build", false);
        }},
+      {"file-exists-unreadable",
+       "file_exists returns for a file that cannot be looked at, as behind a link that leads to itself.",
+       {"path-of-unreadable", "file-exists-missing", "file-exists-missing-directory"},
+       [](session_t* /*session*/) {
+         const UnreadableDirectories unreadable;
+         for (const std::string& directory : unreadable.names()) {
+           const std::string file = path(directory + "/ndk-build");
+           expect_return("file_exists(" + quoted(file) + ", false)",
+                         [&file] { file_exists(file, false); });
+         }
+       }},
       {"is-writable",
        "is_writable is true for a directory in which this user may make files.",
        {"path-of-directory"},
@@ -103,6 +114,18 @@ std::vector<Check> file_checks() {
            throw Skipped("this user may write to read-only directories, as root may");
          }
          expect_writable(directory, false);
+       }},
+      {"is-writable-unreadable",
+       "is_writable returns for a directory that cannot be looked at, as behind a link that leads to itself.",
+       {"path-of-unreadable"},
+       [](session_t* /*session*/) {
+         const UnreadableDirectories unreadable;
+         for (const std::string& name : unreadable.names()) {
+           for (const std::string& directory : {path(name), path(name + "/ndk")}) {
+             expect_return("is_writable(" + quoted(directory) + ")",
+                           [&directory] { is_writable(directory); });
+           }
+         }
        }},
       {"file-move-replaces",
        "file_move puts a file in the place of another.",

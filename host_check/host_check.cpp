@@ -31,6 +31,8 @@ void run(const Check& check, session_t* session, const std::set<std::string>& ok
     check.run(session);
   } catch (const Violated&) {
     throw;
+  } catch (const Noted&) {
+    throw;
   } catch (const Skipped&) {
     throw;
   } catch (const std::exception& exception) {
@@ -56,6 +58,9 @@ int check_host(session_t* session) {
     } catch (const Violated& violated) {
       ++violations;
       report(check, std::string("violated: ") + violated.what());
+    } catch (const Noted& noted) {
+      ok.insert(check.name);
+      report(check, std::string("note: ") + noted.what());
     } catch (const Skipped& skipped) {
       report(check, std::string("skipped: ") + skipped.what());
     }

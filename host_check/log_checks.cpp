@@ -3,7 +3,11 @@
 #include <string>
 #include <vector>
 
+#include <cstdlib>
+
 #include "host_check/checks.h"
+#include "host_check/scratch.h"
+#include "host_check/verdict.h"
 
 namespace host_check {
 
@@ -33,6 +37,24 @@ std::vector<Check> log_checks() {
        {},
        [](session_t* /*session*/) {
          error("host check, a test of error(), nothing is wrong: %s", "100% %s");
+       }},
+      {"log-lines",
+       "Every line that print_log wrote is in the log at once, as a line of its own; a note where one is not, and skipped unless the environment variable HOST_CHECK_LOG names the log's file.",
+       {"log-without-arguments"},
+       [](session_t* /*session*/) {
+         const char* log = std::getenv("HOST_CHECK_LOG");
+         if (log == nullptr || *log == '\0') {
+           throw Skipped("HOST_CHECK_LOG does not name the log's file");
+         }
+         const std::string text = "host check, a test line: looked for in the log";
+         print_log("%s", text.c_str());
+         const std::string content = read_file(log);
+         const std::size_t at = content.rfind(text);
+         if (at == std::string::npos || content.compare(at + text.size(), 1, "\n") != 0) {
+           throw Noted(
+               "the line " + quoted(text) + " is not in " + quoted(std::string(log)) +
+               " when print_log has returned: a log that is not flushed loses what led to a crash");
+         }
        }},
   };
 }

@@ -79,6 +79,17 @@ std::vector<Check> path_checks() {
          path(scratch.name() + "/none");
          path(scratch.name() + "/no directory/none");
        }},
+      {"path-of-unreadable",
+       "path returns for what cannot be looked at: behind a link that leads to itself, or in a directory that may not be entered.",
+       {"path-of-missing-file", "path-of-path"},
+       [](session_t* /*session*/) {
+         const UnreadableDirectories unreadable;
+         for (const std::string& directory : unreadable.names()) {
+           for (const std::string& name : {directory, directory + "/source.properties"}) {
+             expect_return("path(" + quoted(name) + ")", [&name] { path(name); });
+           }
+         }
+       }},
       {"path-of-empty-text",
        "path returns for the empty text, which it gets where NDK_PATH is not set.",
        {},

@@ -72,6 +72,20 @@ std::vector<Check> property_checks() {
          }
          revision_in(scratch.name());
        }},
+      {"property-unreadable-directory",
+       "IniDb takes a file that cannot be reached, or that is a directory, for one without keys.",
+       {"path-of-unreadable", "property-missing-key"},
+       [](session_t* /*session*/) {
+         const UnreadableDirectories unreadable;
+         const ScratchDirectory scratch;
+         scratch.make_directory(std::string("/") + kFile);
+         std::vector<std::string> directories = unreadable.names();
+         directories.push_back(scratch.name());
+         for (const std::string& directory : directories) {
+           expect_return("value(\"Pkg.Revision \") of " + quoted(directory + "/" + kFile),
+                         [&directory] { revision_in(directory); });
+         }
+       }},
       {"property-each-file",
        "Each IniDb tells the values of its own file.",
        {"property-value"},

@@ -1,9 +1,12 @@
 #include "host_check/scratch.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -45,6 +48,87 @@ std::string ScratchDirectory::make_directory(const std::string& name) const {
     throw cannot("cannot make the directory " + directory);
   }
   return directory;
+}
+
+UnreadableDirectories::UnreadableDirectories() : closed_(scratch_.make_directory("/closed")) {
+  const std::string loop = scratch_.name() + "/loop";
+  if (symlink("loop", loop.c_str()) != 0) {
+    throw cannot("cannot make the link " + loop);
+  }
+  names_.push_back(loop);
+  chmod(closed_.c_str(), 0);
+  if (faccessat(AT_FDCWD, closed_.c_str(), X_OK, AT_EACCESS) != 0) {
+    names_.push_back(closed_);
+  }
+}
+
+UnreadableDirectories::~UnreadableDirectories() { chmod(closed_.c_str(), 0700); }
+
+StandardInput::StandardInput(const std::string& text)
+    : before_(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+    throw cannot("cannot make a pipe");
+  }
+  [[maybe_unused]] const auto written = write(ends[1], text.data(), text.size());
+  close(ends[1]);
+  dup2(ends[0], STDIN_FILENO);
+  if (ends[0] != STDIN_FILENO) {
+    close(ends[0]);
+  }
+}
+
+StandardInput::~StandardInput() {
+  if (before_ >= 0) {
+    dup2(before_, STDIN_FILENO);
+    close(before_);
+  } else {
+    close(STDIN_FILENO);
+  }
+}
+
+namespace {
+
+// The life of the process that runs `call`: tells `result` what it gave and ends.
+[[noreturn]] void run_call(const std::function<std::string()>& call, int result) {
+  const rlimit one_second{1, 1};
+  setrlimit(RLIMIT_CPU, &one_second);
+  std::string text = "=";  // so that there is something to tell in any case
+  try {
+    text += call();
+  } catch (...) {
+    text = "an exception came";
+  }
+  [[maybe_unused]] const auto written = write(result, text.data(), text.size());
+  _exit(0);
+}
+
+}  // namespace
+
+std::optional<std::string> in_one_second(const std::function<std::string()>& call) {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+    throw cannot("cannot make a pipe");
+  }
+  const pid_t child = fork();
+  if (child < 0) {
+    close(ends[0]);
+    close(ends[1]);
+    throw cannot("cannot start a process");
+  }
+  if (child == 0) {
+    run_call(call, ends[1]);
+  }
+  close(ends[1]);
+  std::array<char, 4096> buffer{};
+  const ssize_t size = read(ends[0], buffer.data(), buffer.size());
+  close(ends[0]);
+  waitpid(child, nullptr, 0);
+  if (size <= 0) {
+    return std::nullopt;
+  }
+  const std::string text(buffer.data(), static_cast<std::size_t>(size));
+  return text[0] == '=' ? text.substr(1) : text;
 }
 
 Stay::Stay(const std::string& directory) : before_(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)) {

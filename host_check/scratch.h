@@ -2,7 +2,10 @@
 #ifndef HOST_CHECK_SCRATCH_H
 #define HOST_CHECK_SCRATCH_H
 
+#include <functional>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace host_check {
 
@@ -23,6 +26,39 @@ class ScratchDirectory {
  private:
   std::string name_;
 };
+
+// Names of directories that cannot be looked at: a link that leads to itself, and, unless for root,
+// who may enter every one, a directory that may not be entered.
+class UnreadableDirectories {
+ public:
+  UnreadableDirectories();
+  ~UnreadableDirectories();
+  UnreadableDirectories(const UnreadableDirectories&) = delete;
+  UnreadableDirectories& operator=(const UnreadableDirectories&) = delete;
+
+  const std::vector<std::string>& names() const { return names_; }
+
+ private:
+  ScratchDirectory scratch_;
+  std::string closed_;
+  std::vector<std::string> names_;
+};
+
+// What is read from standard input is `text` as long as the object lives.
+class StandardInput {
+ public:
+  explicit StandardInput(const std::string& text);
+  ~StandardInput();
+  StandardInput(const StandardInput&) = delete;
+  StandardInput& operator=(const StandardInput&) = delete;
+
+ private:
+  int before_;
+};
+
+// What `call` gives when it runs in a process of its own, which a second's work ends; nothing where it
+// came to no end.
+std::optional<std::string> in_one_second(const std::function<std::string()>& call);
 
 // The working directory of the process is `directory` as long as the object lives.
 class Stay {

@@ -1,8 +1,10 @@
 // Checks of the text services.
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "host_check/checks.h"
+#include "host_check/scratch.h"
 #include "host_check/verdict.h"
 
 namespace host_check {
@@ -88,6 +90,21 @@ std::vector<Check> text_checks() {
          expect_replaced("DIR={INSTALL_NOX_INSTALLDIR}", "{INSTALL_NOX_INSTALLDIR}",
                          R"(/opt/$&/\1/&/%s)", R"(DIR=/opt/$&/\1/&/%s)");
        }},
+      // A host that looks for the pattern in what it has just put in comes to no end.
+      {"replace-own-pattern",
+       "replaceAllSubstrings takes a replacement that holds the pattern itself, and does not replace inside it.",
+       {"replace-every-occurrence"},
+       [](session_t* /*session*/) {
+         const std::string call =
+             R"(replaceAllSubstrings("<NDK_DIR>;<NDK_DIR>", "<NDK_DIR>", "/opt/<NDK_DIR>/ndk"))";
+         const std::optional<std::string> result = in_one_second([] {
+           return replaceAllSubstrings("<NDK_DIR>;<NDK_DIR>", "<NDK_DIR>", "/opt/<NDK_DIR>/ndk");
+         });
+         if (!result) {
+           throw Violated(call + " should return", "it did not within a second's work");
+         }
+         expect(call, "/opt/<NDK_DIR>/ndk;/opt/<NDK_DIR>/ndk", *result);
+       }},
       {"replace-other-bytes",
        "replaceAllSubstrings leaves every other byte of the line as it is, carriage returns, NULs and bytes that are not ASCII included.",
        {},
@@ -127,6 +144,14 @@ std::vector<Check> text_checks() {
        [](session_t* /*session*/) {
          expect_number("-1", -1);
          expect_number("-2725575", -2725575);
+       }},
+      {"strtoint-no-number",
+       "strtoint returns, whatever it gives, for text that is no number or a number too large.",
+       {},
+       [](session_t* /*session*/) {
+         for (const char* text : {"", " ", "abc", "-", "beta4", "0x", "99999999999999999999"}) {
+           expect_return("strtoint(" + quoted(std::string(text)) + ")", [text] { strtoint(text); });
+         }
        }},
       {"inttostr-decimals",
        "inttostr writes numbers from 0 to 2147483647 in plain decimal digits.",

@@ -64,12 +64,22 @@ class Variable {
   std::string before_;
 };
 
+std::string never_set_variable(session_t* session) {
+  try {
+    return env_get_string(session, "NDK_HOST_CHECK_NEVER_SET");
+  } catch (...) {
+    throw Noted(
+        "env_get_string(\"NDK_HOST_CHECK_NEVER_SET\") threw an exception, where the plug-in takes "
+        "\"\" for a variable that was never set");
+  }
+}
+
 }  // namespace
 
 std::vector<Check> variable_checks() {
   return {
       {"variables-readable",
-       "Each of the thirteen session variables can be read at any time, set or not; that one never set reads as \"\" is for you to see to.",
+       "Each of the thirteen session variables can be read at any time, set or not.",
        {},
        [](session_t* session) {
          for (const char* name : kSetByHosts) {
@@ -77,6 +87,16 @@ std::vector<Check> variable_checks() {
          }
          for (const char* name : kWrittenByThePlugin) {
            env_get_string(session, name);
+         }
+       }},
+      {"variables-never-set",
+       "A variable that was never set reads as \"\"; a note where it does not.",
+       {"variables-readable"},
+       [](session_t* session) {
+         const std::string value = never_set_variable(session);
+         if (!value.empty()) {
+           throw Noted("env_get_string(\"NDK_HOST_CHECK_NEVER_SET\") gave " + quoted(value) +
+                       ", where the plug-in takes \"\" for a variable that was never set");
          }
        }},
       {"set-c-strings",

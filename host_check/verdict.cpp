@@ -62,6 +62,16 @@ std::string quoted(const std::vector<std::string>& texts) {
   return '[' + list + ']';
 }
 
+void expect_return(const std::string& call, const std::function<void()>& run) {
+  try {
+    run();
+  } catch (const std::exception& exception) {
+    throw Violated(call + " should return", "an exception came: " + quoted(exception.what()));
+  } catch (...) {
+    throw Violated(call + " should return", "an exception came that is no std::exception");
+  }
+}
+
 void expect(const std::string& call, const std::string& expected, const std::string& came) {
   expect_written(call, came == expected, quoted(expected), quoted(came));
 }

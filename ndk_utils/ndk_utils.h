@@ -20,8 +20,9 @@ struct ndk_version_t {
 extern "C" {
 
 // Leaves the first good directory of NDK_DEFAULT_SEARCH_PATH_LINUX in NDK_PATH, or "" when none is
-// good. Does nothing when NDK_PATH is set already. NDK_PATH_STATUS is "ok" in the end even when no
-// directory is good.
+// good. Does nothing when NDK_PATH is set already. Where directories were tried, NDK_PATH_STATUS is
+// "ok" in the end, even when none is good; where NDK_PATH was set, or the list is empty, it is as it
+// was.
 int detect_ndk(session_t* session);
 
 // Judges the directory NDK_PATH against NDK_SUPPORTED_VERSIONS and leaves the verdict in

@@ -20,7 +20,7 @@ TAKES = {
     "undo": {*INSTALLATION, "--dry-run", "--keep-ndk"},
     "verify": {*INSTALLATION, "--ndk", "--no-build", "--keep"},
     "status": INSTALLATION,
-    "check-host": {"--library"},
+    "check-host": {"--library", "--program", "--json"},
 }
 
 

@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
+#include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -29,6 +32,7 @@ Lines output_of(const std::string& tool) {
   std::string text = replaced(result.output, "[abi:cxx11]", "");
   for (const char* spelling :
        {"std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >",
+        "std::basic_string<char, std::char_traits<char>, std::allocator<char> >",
         "std::__1::basic_string<char, std::__1::char_traits<char>, std::__1::allocator<char> >"}) {
     text = replaced(text, spelling, "std::string");
   }
@@ -60,11 +64,12 @@ struct Symbol {
 std::vector<Symbol> symbols(const std::string& which) {
   std::vector<Symbol> result;
   for (const std::string& line : output_of("nm -D --demangle --with-symbol-versions " + which)) {
-    // An address, where there is one, goes first: 16 digits or blanks.
-    const std::string name = line.substr(19);
+    // An address, where there is one, goes first: two digits or blanks a byte.
+    constexpr std::size_t kind = 2 * sizeof(void*) + 1;
+    const std::string name = line.substr(kind + 2);
     const std::size_t at = name.find('@');
     result.push_back(
-        {line[17], name.substr(0, at), at == std::string::npos ? "" : name.substr(at)});
+        {line[kind], name.substr(0, at), at == std::string::npos ? "" : name.substr(at)});
   }
   return result;
 }
@@ -192,6 +197,43 @@ TEST(PluginBinary, NeededLibraries) {
     EXPECT_TRUE(any_of(runtime, [&](const auto& known) { return begins_with(name, known); }))
         << library;
   }
+}
+
+// The oldest C and C++ libraries that the plug-in loads with. aarch64 begins with GLIBC_2.17.
+TEST(PluginBinary, FloorOfSymbolVersions) {
+  if (sanitized) {
+    GTEST_SKIP() << "a sanitizer's own runtime decides";
+  }
+#if defined(_GLIBCXX_USE_CXX11_ABI) && !_GLIBCXX_USE_CXX11_ABI
+  const std::vector<int> libstdcxx{3, 4, 11};
+#else
+  const std::vector<int> libstdcxx{3, 4, 21};
+#endif
+#ifdef __aarch64__
+  const std::vector<int> glibc{2, 17};
+#else
+  const std::vector<int> glibc{2, 14};
+#endif
+  const std::map<std::string, std::vector<int>> floor{
+      {"GLIBC", glibc}, {"GLIBCXX", libstdcxx}, {"CXXABI", {1, 3, 9}}, {"GCC", {3, 0}}};
+
+  const std::regex version("Name: ([A-Z]+)_([0-9.]+)");
+  int versions = 0;
+  for (const std::string& line : output_of("readelf --version-info --wide")) {
+    std::smatch found;
+    if (!std::regex_search(line, found, version)) {
+      continue;
+    }
+    ++versions;
+    std::vector<int> numbers;
+    std::istringstream in(found[2]);
+    for (std::string number; std::getline(in, number, '.');) {
+      numbers.push_back(std::stoi(number));
+    }
+    ASSERT_EQ(floor.count(found[1]), 1U) << line;
+    EXPECT_LE(numbers, floor.at(found[1])) << line;
+  }
+  EXPECT_GT(versions, 0);
 }
 
 TEST(PluginBinary, Soname) {

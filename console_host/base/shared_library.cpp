@@ -9,8 +9,6 @@
 
 namespace ndk_integrate {
 
-namespace {
-
 std::string find_library(const std::string& name, const std::string& file) {
   namespace fs = std::filesystem;
   if (!file.empty()) {
@@ -25,8 +23,6 @@ std::string find_library(const std::string& name, const std::string& file) {
   }
   return name;
 }
-
-}  // namespace
 
 void Library::Closer::operator()(void* library) const { dlclose(library); }
 

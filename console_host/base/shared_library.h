@@ -7,6 +7,9 @@
 
 namespace ndk_integrate {
 
+// The file that Library below loads; a name without "/" where that is for the loader to find.
+std::string find_library(const std::string& name, const std::string& file);
+
 class Library {
  public:
   // Loads the library `file`, a file name; with "" the one called `name` that lies beside the program,

@@ -35,6 +35,7 @@ void print_log(const char* format, ...) {
   std::vprintf(format, arguments);
   va_end(arguments);
   std::puts("");
+  std::fflush(stdout);  // so that the log of a crash is whole
 }
 
 void error(const char* format, ...) {
@@ -42,6 +43,7 @@ void error(const char* format, ...) {
   va_start(arguments, format);
   std::vprintf((std::string("ERROR: ") + format + "\n").c_str(), arguments);
   va_end(arguments);
+  std::fflush(stdout);
 }
 
 // --- Files ---
@@ -105,7 +107,7 @@ std::string IniDb::value(std::string key) { return (*static_cast<Properties*>(ho
 
 std::string get_command_output(std::string command, int* status, bool, std::string) {
   std::string output;
-  FILE* pipe = popen(("exec 2>&1\n" + command).c_str(), "r");
+  FILE* pipe = popen(("exec 2>&1 </dev/null\n" + command).c_str(), "r");
   for (int c; pipe != nullptr && (c = std::getc(pipe)) != EOF;) {
     output += static_cast<char>(c);
   }

@@ -62,6 +62,9 @@ GoodHost::GoodHost(std::string broken, int log) : broken_(std::move(broken)), lo
                {"NDK_CNL_VERSION_FULL", "2005.3.42"},
                {"NDK_CNL_VERSION_MAJOR", "2005"},
                {"VORN_INSTALL_DIR", "/opt/vorn"}};
+  if (breaks("component-version")) {
+    components.back().version = "5.0";
+  }
   if (breaks("variables-apart")) {
     variables["NDK_PATH"] = variables["NDK_PATH_STATUS"];
   }
@@ -122,6 +125,9 @@ std::string env_get_string(session_t* /*session*/, const char* name) {
     return variables.at("std " + std::string(name));
   }
   const auto found = variables.find(stored_name(name));
+  if (breaks("variables-never-set") && found == variables.end()) {
+    return "none";
+  }
   return found == variables.end() ? "" : found->second;
 }
 
@@ -148,6 +154,9 @@ void print_log(const char* format, ...) {
       (breaks("log-percent-in-argument") && holds(text, "%")) ||
       (breaks("log-long-argument") && text.size() > 4096) || breaks("log: always throws")) {
     throw std::runtime_error("cannot write to the log");
+  }
+  if (breaks("log-lines") && begins_with(text, "host check, a test line: looked")) {
+    return;
   }
   GoodHost::current().log_line(text);
 }
@@ -195,7 +204,7 @@ bool Component::getSelected() {
 
 std::string Component::subdir() {
   fail_if(breaks("components-members"), "no directory for " + id);
-  return "/compiler";
+  return breaks("component-subdir") ? "compiler" : "/compiler";
 }
 
 // --- Texts ---
@@ -252,6 +261,13 @@ std::string replaceAllSubstrings(const std::string& text, const std::string& fro
   if (breaks("replace-other-bytes: ends at a NUL")) {
     return replaced(text.substr(0, text.find('\0')), from, to);
   }
+  if (breaks("replace-own-pattern")) {
+    std::string result = text;
+    for (std::size_t at = 0; (at = result.find(from)) != std::string::npos;) {
+      result.replace(at, from.size(), to);
+    }
+    return result;
+  }
   return replaced(text, from, to);
 }
 
@@ -260,6 +276,9 @@ int strtoint(const std::string& text) {
   if ((breaks("release-numbers") && begins_with(text, " ")) ||
       (breaks("strtoint-negative") && begins_with(text, "-"))) {
     return 0;
+  }
+  if (breaks("strtoint-no-number")) {
+    return std::stoi(text);
   }
   const long number = std::clamp<long>(std::strtol(text.c_str(), nullptr, base), INT_MIN, INT_MAX);
   return breaks("strtoint-decimals") ? static_cast<short>(number) : static_cast<int>(number);
@@ -277,10 +296,26 @@ std::string inttostr(long long value) {
 
 // --- Files ---
 
+namespace {
+
+bool is_there(const std::string& file) { return access(file.c_str(), F_OK) == 0; }
+
+// As std::filesystem does it where it may throw.
+void require_readable(const std::string& file) {
+  std::error_code failure;
+  [[maybe_unused]] const bool ignored = fs::exists(file, failure);
+  if (failure) {
+    throw std::runtime_error("cannot be looked at");
+  }
+}
+
+}  // namespace
+
 std::string path(std::string p) {
+  std::error_code ignored;
   static std::set<std::string> answers;
-  if ((breaks("path-of-file") && fs::is_regular_file(p)) ||
-      (breaks("path-of-directory") && fs::is_directory(p))) {
+  if ((breaks("path-of-file") && fs::is_regular_file(p, ignored)) ||
+      (breaks("path-of-directory") && fs::is_directory(p, ignored))) {
     return fs::path(p).parent_path();
   }
   if (breaks("path-with-blanks")) {
@@ -291,6 +326,9 @@ std::string path(std::string p) {
     answers.insert(p);
   }
   fail_if(breaks("path-of-missing-file") && !p.empty() && !fs::exists(p), "no such file");
+  if (breaks("path-of-unreadable")) {
+    require_readable(p);
+  }
   fail_if(breaks("path-of-empty-text") && p.empty(), "no path");
   return other_choices() ? replaced(p, "/", "//") : p;
 }
@@ -315,13 +353,19 @@ int file_exists(const std::string& file, bool /*flag*/) {
   }
   fail_if(breaks("file-exists-missing-directory") && !fs::exists(fs::path(file).parent_path()),
           "no such directory");
-  if (breaks("file-exists") && fs::exists(file)) {
+  if (breaks("file-exists-unreadable")) {
+    require_readable(file);
+  }
+  if (breaks("file-exists") && is_there(file)) {
     return fs::file_size(file) > 0 ? kTrue : 0;
   }
-  return fs::exists(file) ? kTrue : 0;
+  return is_there(file) ? kTrue : 0;
 }
 
 int is_writable(std::string dir) {
+  if (breaks("is-writable-unreadable")) {
+    require_readable(dir);
+  }
   const bool always = breaks("is-writable-read-only");
   const bool never = breaks("is-writable");
   return always || (!never && access(dir.c_str(), W_OK) == 0) ? kTrue : 0;
@@ -347,7 +391,11 @@ struct Properties {
 
   Properties(const std::string& file, const std::string& separator) {
     std::ifstream in(file);
-    fail_if(breaks("property-unreadable-file") && !in, "cannot open a property file");
+    std::error_code ignored;
+    fail_if(breaks("property-unreadable-directory") && fs::is_directory(file, ignored),
+            "is a directory");
+    fail_if(breaks("property-unreadable-file") && !in && fs::is_regular_file(file, ignored),
+            "cannot open a property file");
     for (std::string line; std::getline(in, line);) {
       const std::size_t end = line.find(separator);
       if (end == std::string::npos) {
@@ -421,7 +469,8 @@ std::string get_command_output(std::string command, int* status, bool /*flag*/,
   }
   const bool drops_errors = other_choices() || breaks("command-working-directory");
   const std::string errors = drops_errors ? "exec 2>/dev/null\n" : "exec 2>&1\n";
-  const std::string shell_command = errors + as_run(command);
+  const std::string input = breaks("command-standard-input") ? "" : "exec </dev/null\n";
+  const std::string shell_command = input + errors + as_run(command);
   if (breaks("command-waits")) {
     return output_alone(shell_command);
   }
