@@ -38,7 +38,7 @@ void run(const Check& check, session_t* session, const std::set<std::string>& ok
   } catch (const std::exception& exception) {
     throw Violated(expected, "an exception came: " + quoted(exception.what()));
   } catch (...) {
-    throw Violated(expected, "an exception came that is no std::exception");
+    throw Violated(expected, "an exception came that is not a std::exception");
   }
 }
 

@@ -68,7 +68,7 @@ void expect_return(const std::string& call, const std::function<void()>& run) {
   } catch (const std::exception& exception) {
     throw Violated(call + " should return", "an exception came: " + quoted(exception.what()));
   } catch (...) {
-    throw Violated(call + " should return", "an exception came that is no std::exception");
+    throw Violated(call + " should return", "an exception came that is not a std::exception");
   }
 }
 

@@ -28,7 +28,7 @@ ndk_version_t get_version(const std::string& ndk_dir) {
   }
   version.major = strtoint(numbers[0]);
   version.minor = strtoint(numbers[1]);
-  // The doubled quote at the end has always been there, and log readers search for it.
+  // The doubled quote at the end is part of the text that log readers search for.
   print_log("NDK_INTEGRATION: get_version(): detected version is '%s''",
             ndk_version_string(version).c_str());
   return version;

@@ -108,10 +108,12 @@ class Problem(DryRunTest):
 
     def test_missing_template(self):
         for file in TEMPLATES:
-            for text, inside in [(TEMPLATE_MISSING, {}), (NOT_ORDINARY, {f"{file}/inside": ""})]:
-                with self.subTest(file, inside=inside):
+            for text, how, inside in [
+                (TEMPLATE_MISSING, "missing", {}), (NOT_ORDINARY, "failed", {f"{file}/inside": ""})
+            ]:
+                with self.subTest(file, how=how):
                     world = self.world({**without(small_tree(), file), **inside})
-                    self.assert_problem(world, text.format(file), **{file: "missing"})
+                    self.assert_problem(world, text.format(file), **{file: how})
 
     def test_link(self):
         for file in TEMPLATES:

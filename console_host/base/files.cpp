@@ -14,6 +14,16 @@ bool is_ordinary_file(const std::string& name) {
   return stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
+bool is_ordinary_file_itself(const std::string& name) {
+  struct stat status {};
+  return lstat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+bool is_taken(const std::string& name) {
+  struct stat status {};
+  return lstat(name.c_str(), &status) == 0 || errno != ENOENT;
+}
+
 bool is_directory(const std::string& name) {
   struct stat status {};
   return stat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode);

@@ -1,4 +1,4 @@
-// What a name leads to, links followed.
+// What a name leads to, links followed unless a function says otherwise.
 #ifndef CONSOLE_HOST_BASE_FILES_H
 #define CONSOLE_HOST_BASE_FILES_H
 
@@ -12,6 +12,12 @@ namespace ndk_integrate {
 
 // True when `name` leads to an ordinary file.
 bool is_ordinary_file(const std::string& name);
+
+// True when `name` is an ordinary file itself, not a link to one.
+bool is_ordinary_file_itself(const std::string& name);
+
+// True when something has the name `name`, be it a link that leads nowhere.
+bool is_taken(const std::string& name);
 
 // True when `name` leads to a directory.
 bool is_directory(const std::string& name);

@@ -297,6 +297,7 @@ void rehearse_then_perform(const Plugin& plugin, Session& session, const Compile
     rehearse(plugin, session, compiler, store, staging.name(), report);
   }
   refuse_problems(report);
+  store.reopen(compiler.version);
   if (report.removal) {
     run_removal(compiler, *report.removal);
     refuse_failed_removal(*report.removal);

@@ -168,6 +168,7 @@ void undo_installation(const Plugin& plugin, Session& session, const Compiler& c
   if (report.files.empty()) {
     return;
   }
+  store.reopen(compiler.version);
   if (report.removal) {
     run_removal(compiler, *report.removal);
   }
@@ -192,7 +193,7 @@ std::string what_of_ndk(const Undo& report) {
 void run(const Plugin& plugin, Session& session, Undo& report) {
   const Compiler compiler = selected_compiler(plugin, session);
   const std::string kept = Store::directory_in(compiler.root);
-  if (is_directory(kept)) {
+  if (is_taken(kept)) {
     if (report.is_dry_run) {
       plan(compiler, Store(compiler.root), report);
     } else {

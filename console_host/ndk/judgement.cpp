@@ -84,8 +84,8 @@ Finding why_no_ndk(const std::string& dir, const NdkFacts& facts) {
     }
     if (stat((dir + name).c_str(), &status) == 0) {
       *is_there = *is_there || S_ISREG(status.st_mode);
-    } else if (errno == EACCES) {
-      return unreadable();  // a link into elsewhere
+    } else if (errno != ENOENT && errno != ENOTDIR) {
+      return unreadable();  // such as a link into elsewhere
     }
   }
   return why_incomplete(dir, facts, markers);

@@ -55,7 +55,7 @@ std::string StagedRun::path_asked(const std::string& path) {
     return path;
   }
   try {
-    if (store_.covers(path) && is_ordinary_file(path)) {
+    if (store_.covers(path) && is_ordinary_file_itself(path)) {
       return stage(path);
     }
   } catch (...) {
@@ -139,7 +139,7 @@ void StagedRun::open_failed() {
     copy->is_whole = false;
   }
   file(pass_.path).result =
-      is_ordinary_file(pass_.path) ? TemplateFile::Result::kFailed : TemplateFile::Result::kMissing;
+      is_taken(pass_.path) ? TemplateFile::Result::kFailed : TemplateFile::Result::kMissing;
 }
 
 std::string StagedRun::log_line(std::string line) const {

@@ -1,6 +1,8 @@
 #include "console_host/package/store.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -10,6 +12,7 @@
 #include <utility>
 
 #include "console_host/base/durable_file.h"
+#include "console_host/base/errors.h"
 #include "console_host/base/files.h"
 #include "console_host/base/hash.h"
 #include "console_host/base/paths.h"
@@ -51,11 +54,6 @@ mode_t mode_of(const std::string& file) {
   return stat(file.c_str(), &status) == 0 ? status.st_mode & kPermissions : kReadable;
 }
 
-bool is_there(const std::string& path) {
-  struct stat status {};
-  return lstat(path.c_str(), &status) == 0 || errno != ENOENT;
-}
-
 // True when `path` is an S_IFDIR or S_IFREG itself, not a link to one.
 bool is_kind(const std::string& path, mode_t kind) {
   struct stat status {};
@@ -88,22 +86,27 @@ bool holds_one_of(const std::string& bytes, const std::set<std::string>& placeho
 }  // namespace
 
 Store::Store(std::string root) : root_(std::move(root)) {
+  if (is_kind(directory(), S_IFDIR) &&
+      faccessat(AT_FDCWD, directory().c_str(), R_OK | X_OK, AT_EACCESS) != 0) {
+    throw std::runtime_error("cannot look into " + directory() + ": " + system_error_text(errno) +
+                             "; run as the user who installed");
+  }
   for (const std::string& dir : {directory(), originals()}) {
-    if (is_there(dir) && !is_kind(dir, S_IFDIR)) {
+    if (is_taken(dir) && !is_kind(dir, S_IFDIR)) {
       throw std::runtime_error(dir + " is not a directory; ndk-integrate keeps originals there");
     }
   }
-  if (is_there(manifest())) {
+  if (is_taken(manifest())) {
     try {
       load();
     } catch (const std::exception& damage) {
-      if (!is_there(manifest())) {
+      if (!is_taken(manifest())) {
         return;  // an undo has just removed it
       }
       throw std::runtime_error("cannot use " + manifest() + ": " + damage.what() +
                                "; the originals are in " + originals());
     }
-  } else if (is_there(originals()) && !is_there(old_manifest())) {
+  } else if (is_taken(originals()) && !is_taken(old_manifest())) {
     throw std::runtime_error(manifest() + " is missing, which says whose originals are in " +
                              originals() +
                              "; put it back, or remove that directory to give the originals up");
@@ -125,9 +128,13 @@ void Store::load() {
   for (const auto& [path, file] : json.at("files").items()) {
     const std::string mode = file.at("mode");
     check_entry(path, file.at("original"), mode, file.at("results"));
-    contents_.files[path] = {file.at("original"), from_octal(mode), file.at("results"),
-                             file.at("placeholders"),
-                             file.value("installations", std::set<std::string>{})};
+    const Entry entry{file.at("original"), from_octal(mode), file.at("results"),
+                      file.at("placeholders"),
+                      file.value("installations", std::set<std::string>{})};
+    // Neither where a run was killed before it noted a result: the file has not been touched.
+    if (!entry.results.empty() || !entry.installations.empty()) {
+      contents_.files[path] = entry;
+    }
   }
   // Missing where an older program wrote it.
   const Json installations = json.value("installations", Json::object());
@@ -256,7 +263,7 @@ void Store::keep(const std::string& path, const Original& original) {
     entry.mode = original.mode;  // reinstalled with the same bytes
   } else {
     entry = {hash, original.mode, {}, {}, entry.installations};
-    if (!is_there(manifest())) {
+    if (!is_taken(manifest())) {
       save({});  // so that there are never originals without a manifest
     }
     make_directory(originals(), kUsual);
@@ -266,6 +273,15 @@ void Store::keep(const std::string& path, const Original& original) {
     replace_file(kept + ".new", kept);
   }
   save(next);
+}
+
+void Store::reopen(const std::string& version) {
+  Contents next = contents_;
+  const auto found = next.installations.find(version);
+  if (found != next.installations.end() && found->second.is_finished) {
+    found->second.is_finished = false;
+    save(next);
+  }
 }
 
 void Store::note(const InstallationRecord& record, const std::vector<Result>& results) {
@@ -319,8 +335,8 @@ void Store::clean() const {
   fs::remove_all(staging_directory());
   fs::remove(manifest() + ".new");
   fs::remove(directory() + "/lock");  // an older program's
-  const std::string last = is_there(old_manifest()) ? old_manifest() : manifest();
-  if (!is_certain_ || !is_there(last)) {
+  const std::string last = is_taken(old_manifest()) ? old_manifest() : manifest();
+  if (!is_certain_ || !is_taken(last)) {
     return;
   }
   std::set<std::string> needed;
@@ -340,7 +356,7 @@ void Store::clean() const {
   }
   if (needed.empty()) {
     fs::remove(originals(), none);  // stays when somebody else keeps things there
-    if (!is_there(originals())) {
+    if (!is_taken(originals())) {
       flush_to_disk(directory());
       remove_file(last);
     }

@@ -99,6 +99,10 @@ class Store {
   // Keeps `original` as the file's original.
   void keep(const std::string& path, const Original& original);
 
+  // Says that the installation of `version`, where there is one, is about to be changed: until it is
+  // settled or forgotten it has not come to its end.
+  void reopen(const std::string& version);
+
   // A result that is about to be put in a file's place.
   struct Result {
     std::string path;
