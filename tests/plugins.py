@@ -43,7 +43,9 @@ extern "C" int detect_ndk(session_t*) {
   if (thrown != "place") throw std::runtime_error(thrown);
   Dl_info info;
   dladdr(reinterpret_cast<void*>(&detect_ndk), &info);
-  const std::string file = realpath(info.dli_fname, nullptr);
+  char* const real = realpath(info.dli_fname, nullptr);
+  const std::string file = real;
+  std::free(real);
   const std::string dir = file.substr(0, file.rfind('/'));
   throw std::runtime_error("from " + dir.substr(dir.rfind('/') + 1));
 }"""
