@@ -57,7 +57,7 @@ const RecordingHost::ComponentAnswers& answers(const Component& component) {
 
 }  // namespace
 
-std::string quoted(const std::string& text) {
+std::string in_quotes(const std::string& text) {
   std::string result = "\"";
   for (const char c : text) {
     result += escaped(c);
@@ -128,19 +128,21 @@ void RecordingHost::call(const std::string& service, const std::string& argument
 // --- Session variables ---
 
 std::string env_get_string(session_t* session, const char* name) {
-  RecordingHost& host = called("env_get_string", session_argument(session) + quoted(name));
+  RecordingHost& host = called("env_get_string", session_argument(session) + in_quotes(name));
   return host.variables[name];
 }
 
 void env_set_string(session_t* session, const char* name, const char* value) {
-  RecordingHost& host = called("env_set_string[chars]",
-                               session_argument(session) + quoted(name) + ", " + quoted(value));
+  RecordingHost& host =
+      called("env_set_string[chars]",
+             session_argument(session) + in_quotes(name) + ", " + in_quotes(value));
   host.variables[name] = value;
 }
 
 void env_set_string(session_t* session, const std::string& name, const std::string& value) {
-  RecordingHost& host = called("env_set_string[strings]",
-                               session_argument(session) + quoted(name) + ", " + quoted(value));
+  RecordingHost& host =
+      called("env_set_string[strings]",
+             session_argument(session) + in_quotes(name) + ", " + in_quotes(value));
   host.variables[name] = value;
 }
 
@@ -148,13 +150,13 @@ void env_set_string(session_t* session, const std::string& name, const std::stri
 
 // The format, unexpanded, and its arguments. A host is promised no conversion other than "%s".
 static std::string log_arguments(const char* format, va_list list) {
-  std::string arguments = quoted(format);
+  std::string arguments = in_quotes(format);
   for (const char* p = format; (p = std::strchr(p, '%')) != nullptr; ++p) {
     if (*++p != 's') {
       return arguments + ", VIOLATION: a conversion other than %s";
     }
     const char* argument = va_arg(list, const char*);
-    arguments += ", " + (argument == nullptr ? "VIOLATION: null" : quoted(argument));
+    arguments += ", " + (argument == nullptr ? "VIOLATION: null" : in_quotes(argument));
   }
   return arguments;
 }
@@ -178,23 +180,23 @@ void error(const char* format, ...) {
 // --- Files ---
 
 std::string path(std::string p) {
-  RecordingHost& host = called("path", quoted(p));
+  RecordingHost& host = called("path", in_quotes(p));
   return host.normalise ? host.normalise(p) : p;
 }
 
 int file_exists(const std::string& file, bool flag) {
-  RecordingHost& host = called("file_exists", quoted(file) + ", " + truth(flag));
+  RecordingHost& host = called("file_exists", in_quotes(file) + ", " + truth(flag));
   return host.files.count(file) > 0 ? host.exists : 0;
 }
 
 int is_writable(std::string dir) {
-  RecordingHost& host = called("is_writable", quoted(dir));
+  RecordingHost& host = called("is_writable", in_quotes(dir));
   const auto answer = host.writable.find(dir);
   return answer == host.writable.end() ? 1 : answer->second;
 }
 
 int file_move(std::string from, std::string to) {
-  called("file_move", quoted(from) + ", " + quoted(to));
+  called("file_move", in_quotes(from) + ", " + in_quotes(to));
   return std::rename(from.c_str(), to.c_str()) == 0 ? 1 : 0;
 }
 
@@ -203,7 +205,7 @@ int file_move(std::string from, std::string to) {
 std::vector<std::string> splitString(const std::string& text, const std::string& separator,
                                      bool flag) {
   RecordingHost& host =
-      called("splitString", quoted(text) + ", " + quoted(separator) + ", " + truth(flag));
+      called("splitString", in_quotes(text) + ", " + in_quotes(separator) + ", " + truth(flag));
   std::vector<std::string> pieces;
   for (std::size_t begin = 0; begin <= text.size();) {
     const std::size_t end = std::min(text.find(separator, begin), text.size());
@@ -217,12 +219,12 @@ std::vector<std::string> splitString(const std::string& text, const std::string&
 
 std::string replaceAllSubstrings(const std::string& text, const std::string& from,
                                  const std::string& to) {
-  called("replaceAllSubstrings", quoted(text) + ", " + quoted(from) + ", " + quoted(to));
+  called("replaceAllSubstrings", in_quotes(text) + ", " + in_quotes(from) + ", " + in_quotes(to));
   return from.empty() ? text : replaced(text, from, to);
 }
 
 int strtoint(const std::string& text) {
-  called("strtoint", quoted(text));
+  called("strtoint", in_quotes(text));
   const long number = std::strtol(text.c_str(), nullptr, 10);
   return static_cast<int>(std::clamp<long>(number, INT_MIN, INT_MAX));
 }
@@ -235,16 +237,16 @@ std::string inttostr(long long value) {
 // --- Commands ---
 
 std::string get_command_output(std::string command, int* status, bool flag, std::string text) {
-  RecordingHost& host = called("get_command_output", quoted(command) + ", " +
-                                                         (status == nullptr ? "null" : "status") +
-                                                         ", " + truth(flag) + ", " + quoted(text));
+  RecordingHost& host = called("get_command_output",
+                               in_quotes(command) + ", " + (status == nullptr ? "null" : "status") +
+                                   ", " + truth(flag) + ", " + in_quotes(text));
   return host.command_output;
 }
 
 // Not a service, but a step that shows: it takes the place of the C library's.
 extern "C" int chdir(const char* directory) noexcept {
   if (current_host != nullptr) {
-    current_host->note("chdir(" + quoted(directory) + ")");
+    current_host->note("chdir(" + in_quotes(directory) + ")");
   }
   return static_cast<int>(syscall(SYS_chdir, directory));
 }
@@ -253,7 +255,7 @@ extern "C" int chdir(const char* directory) noexcept {
 
 IniDb::IniDb(std::string dir, std::string file, std::string separator) : host_data(nullptr) {
   RecordingHost& host =
-      called("IniDb", quoted(dir) + ", " + quoted(file) + ", " + quoted(separator));
+      called("IniDb", in_quotes(dir) + ", " + in_quotes(file) + ", " + in_quotes(separator));
   // A line end first, so that every line is found as "\n" + key + separator.
   host_data = new Properties{"\n" + host.files[dir + "/" + file], separator};
   ++host.live_readers;
@@ -267,7 +269,7 @@ IniDb::~IniDb() {
 }
 
 std::string IniDb::value(std::string key) {
-  called("IniDb::value", quoted(key));
+  called("IniDb::value", in_quotes(key));
   const auto& [content, separator] = *static_cast<Properties*>(host_data);
   const std::string start = "\n" + key + separator;
   const std::size_t line = content.find(start);
@@ -293,16 +295,16 @@ std::vector<Component*> TSD::components() {
 }
 
 bool Component::installCondition() {
-  called("Component::installCondition", quoted(id));
+  called("Component::installCondition", in_quotes(id));
   return answers(*this).condition;
 }
 
 bool Component::getSelected() {
-  called("Component::getSelected", quoted(id));
+  called("Component::getSelected", in_quotes(id));
   return answers(*this).selected;
 }
 
 std::string Component::subdir() {
-  called("Component::subdir", quoted(id));
+  called("Component::subdir", in_quotes(id));
   return answers(*this).subdir;
 }

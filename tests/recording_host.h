@@ -20,7 +20,7 @@ struct HostFailure : std::runtime_error {
 };
 
 // A text as it stands in the record.
-std::string quoted(const std::string& text);
+std::string in_quotes(const std::string& text);
 
 // While an object of this type lives, it is what the services answer from. One at a time.
 struct RecordingHost {

@@ -16,7 +16,7 @@ using Text = const std::string&;
 inline std::string calls(Text service, const std::vector<std::string>& texts) {
   std::string line = service + "(";
   for (const std::string& text : texts) {
-    line += (line.back() == '(' ? "" : ", ") + quoted(text);
+    line += (line.back() == '(' ? "" : ", ") + in_quotes(text);
   }
   return line + ")\n";
 }
@@ -37,12 +37,12 @@ inline std::string stores(Text variable, Text computed) {
 }
 
 inline std::string splits(Text text, Text separator) {
-  return "splitString(" + quoted(text) + ", " + quoted(separator) + ", false)\n";
+  return "splitString(" + in_quotes(text) + ", " + in_quotes(separator) + ", false)\n";
 }
 
 // Whether there is a file, which path() answers with `real` before it.
 inline std::string looks_for(Text file, Text real = "") {
-  return calls("path", {file}) + "file_exists(" + quoted(real + file) + ", false)\n";
+  return calls("path", {file}) + "file_exists(" + in_quotes(real + file) + ", false)\n";
 }
 
 // --- NDK discovery ---
@@ -245,7 +245,7 @@ inline std::string runs_script(Text toolchains, Text ndk_path, Text ndk_dir, Tex
   const std::string command = "./ndk_integration.sh \"" + ndk_dir + "\" --force";
   return gets("NDK_PATH") + calls("path", {ndk_path}) +
          logs("integrate_ndk(): integration enabled, launching '%s' script.", {command}) +
-         calls("chdir", {toolchains}) + "get_command_output(" + quoted(command) +
+         calls("chdir", {toolchains}) + "get_command_output(" + in_quotes(command) +
          ", null, true, \"\")\n" + calls("print_log", {"Output: '%s'", output});
 }
 inline std::string runs_no_script() { return logs("integrate_ndk(): integration disabled"); }

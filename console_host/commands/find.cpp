@@ -102,6 +102,26 @@ Places places_of(const FindOptions& options, const Project& project) {
 
 // --- What was found ---
 
+// Of the candidates behind those judged, judges those that a variable or a project names, and keeps
+// those with something wrong: what somebody set is never passed over in silence. `candidates` are
+// left with those that have a judgement.
+void judge_named(const Plugin& plugin, const Request& request, std::vector<Candidate>& candidates,
+                 std::vector<Judgement>& judgements) {
+  std::vector<Candidate> judged(
+      candidates.begin(), candidates.begin() + static_cast<std::ptrdiff_t>(judgements.size()));
+  for (std::size_t i = judgements.size(); i < candidates.size(); ++i) {
+    if (!candidates[i].is_named) {
+      continue;
+    }
+    const Judgement judgement = judge(plugin, candidates[i], request);
+    if (judgement.status == Status::kNok || !candidates[i].notes.empty()) {
+      judgements.push_back(judgement);
+      judged.push_back(candidates[i]);
+    }
+  }
+  candidates = std::move(judged);
+}
+
 // Says of each named directory that is not good what was probably meant.
 void add_hints(const std::vector<Candidate>& candidates, std::vector<Judgement>& judgements) {
   for (std::size_t i = 0; i < judgements.size(); ++i) {
@@ -114,11 +134,12 @@ Findings look(const Plugin& plugin, const FindOptions& options) {
   const Project project = project_of(options);
   findings.warnings = project.notes;
   const Request request = request_of(options, project, findings.warnings);
-  const Places places = places_of(options, project);
+  Places places = places_of(options, project);
   findings.warnings.insert(findings.warnings.end(), places.warnings.begin(), places.warnings.end());
   findings.judgements = options.all || options.newest
                             ? judge_all(plugin, places.candidates, request)
                             : judge_until_found(plugin, places.candidates, request);
+  judge_named(plugin, request, places.candidates, findings.judgements);
   add_hints(places.candidates, findings.judgements);
   findings.found = chosen(findings.judgements, request, options.newest);
   if (findings.found == nullptr) {
@@ -147,8 +168,7 @@ std::string release_and_revision(const Judgement& judgement) {
 std::string told(const Judgement& judgement, bool with_source) {
   std::vector<std::string> more;
   const std::string release = release_and_revision(judgement);
-  const std::string shortest = judgement.revision.value_or(judgement.release.value_or(""));
-  if (judgement.message.find(shortest) == std::string::npos) {
+  if (judgement.message.find(release) == std::string::npos) {
     more.push_back(release);
   }
   if (with_source) {

@@ -1,5 +1,6 @@
 #include "console_host/commands/release.h"
 
+#include <algorithm>
 #include <optional>
 #include <vector>
 
@@ -12,12 +13,16 @@ namespace ndk_integrate {
 
 namespace {
 
-void tell(const Release& release, const std::string& line, bool json) {
+// `written` is the revision that was given; "" when it was a release.
+void tell(const Release& release, const std::string& written, const std::string& line, bool json) {
   if (!json) {
     say_always(line);
     return;
   }
-  const std::vector<std::string> revisions = known_revisions(release);
+  std::vector<std::string> revisions = known_revisions(release);
+  if (std::count(written.begin(), written.end(), '.') > 1) {
+    revisions = {written};
+  }
   say_json({{"schema", 1},
             {"release", release_text(release)},
             {"numbers", numbers_text(release)},
@@ -31,13 +36,13 @@ ExitCode convert_release(const std::string& text, bool json) {
   const std::string written = trimmed(text);
   if (const auto release = parse_release(written)) {
     const std::vector<std::string> revisions = known_revisions(*release);
-    tell(*release,
+    tell(*release, "",
          numbers_text(*release) + (revisions.empty() ? "" : " (" + join(revisions, ", ") + ")"),
          json);
     return kDone;
   }
   if (const auto release = parse_revision(written)) {
-    tell(*release, release_text(*release), json);
+    tell(*release, written, release_text(*release), json);
     return kDone;
   }
   throw UsageError("release: cannot understand '" + text +

@@ -185,7 +185,9 @@ std::string what_of_ndk(const Undo& report) {
     return "; " + *report.ndk + " is left alone, as --keep-ndk asks";
   }
   if (!report.removal->command.empty()) {
-    return ", and its definitions are taken out of " + *report.ndk;
+    const std::vector<std::string>& left = report.removal->left;
+    return left.empty() ? ", and its definitions are taken out of " + *report.ndk
+                        : "; the removal script left in the NDK: " + join(left, ", ");
   }
   return report.removal->is_warning ? "" : "; " + report.removal->why_left;
 }

@@ -103,7 +103,8 @@ AskedReleases::AskedReleases(const std::string& what, const std::string& list) {
 AskedReleases AskedReleases::exactly(const std::string& revision) {
   AskedReleases asked;
   Entry entry;
-  entry.text = entry.revision = revision;
+  entry.text = revision;
+  entry.revision = lower_case(revision);
   const auto release = parse_revision(revision);
   entry.first = entry.last = release ? place_of(*release) : kLast;
   asked.entries_.push_back(entry);

@@ -87,7 +87,7 @@ bool is_one_of(const std::string& name, const std::vector<Toolchain>& toolchains
 bool holds_only(const std::string& place, const std::vector<Toolchain>& toolchains) {
   const std::vector<std::string> names = names_in(place);
   return !names.empty() && std::all_of(names.begin(), names.end(), [&](const std::string& name) {
-    return is_one_of(name, toolchains);
+    return is_one_of(name, toolchains) || !is_directory(place + "/" + name);
   });
 }
 

@@ -46,11 +46,10 @@ std::vector<Note> notes_on(const std::string& name, const std::string& value) {
   if (!is_relative(value)) {
     return {};
   }
+  const std::string absolute = absolute_path(working_directory(), value);
   return {{Reason::kRelativePath,
-           name +
-               " holds a relative path, which each tool takes from its own working directory; "
-               "did you mean " +
-               absolute_path(working_directory(), value) + "?"}};
+           name + " holds a relative path, which each tool takes from its own working directory" +
+               (is_directory(absolute) ? "; did you mean " + absolute + "?" : "")}};
 }
 
 // An SDK, and where it comes from.

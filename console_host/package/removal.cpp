@@ -92,6 +92,7 @@ void run_removal(const Compiler& compiler, Removal& removal) {
   options.working_directory = compiler.toolchains;
   const ProcessResult result = run_process({"/bin/sh", "-c", removal.command}, options);
   removal.script = ScriptRun{removal.command, result.exit_status, result.output};
+  removal.left = definitions_in(compiler, removal.ndk);
 }
 
 std::string why_removal_failed(const Removal& removal) {

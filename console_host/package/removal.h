@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "console_host/package/compiler.h"
 #include "console_host/package/script_run.h"
@@ -18,6 +19,7 @@ struct Removal {
   std::string why_left;     // why the NDK is left as it is, as a sentence; "" where it is not
   bool is_warning = false;  // whether that is a surprise
   std::optional<ScriptRun> script;  // its run
+  std::vector<std::string> left;    // the directories of definitions that it left there
 
   bool has_failed() const { return script && script->exit_status != 0; }
 };

@@ -33,11 +33,24 @@ fi
 is_unchanged() {
   cmp -s "$package/$toolchain/$1" "$place/$toolchain/$1" && return 0
   [ $? -eq 1 ] || die "cannot compare '$place/$toolchain/$1' with '$package/$toolchain/$1'"
-  if grep -q '{INSTALL_NOX_' "$package/$toolchain/$1"; then
-    die "'$package/$toolchain/$1' holds placeholders, so what was put into '$place/$toolchain' cannot be told; look at it and remove it by hand"
-  fi
   return 1
 }
+
+# Everything is looked at before anything is removed.
+for toolchain in $toolchains; do
+  installed=$place/$toolchain
+  if [ ! -d "$installed" ] || [ -L "$installed" ]; then
+    continue
+  fi
+  for file in config.mk setup.mk; do
+    if [ ! -e "$installed/$file" ] && [ ! -L "$installed/$file" ]; then
+      continue
+    fi
+    if ! is_unchanged "$file" && grep -q '{INSTALL_NOX_' "$package/$toolchain/$file"; then
+      die "'$package/$toolchain/$file' holds placeholders, so what was put into '$installed' cannot be told; look at it and remove it by hand"
+    fi
+  done
+done
 
 for toolchain in $toolchains; do
   installed=$place/$toolchain
