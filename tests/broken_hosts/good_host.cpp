@@ -278,7 +278,11 @@ int strtoint(const std::string& text) {
     return 0;
   }
   if (breaks("strtoint-no-number")) {
-    return std::stoi(text);
+    try {
+      return std::stoi(text);
+    } catch (const std::invalid_argument&) {
+      throw std::invalid_argument("stoi");  // what it says differs between standard libraries
+    }
   }
   const long number = std::clamp<long>(std::strtol(text.c_str(), nullptr, base), INT_MIN, INT_MAX);
   return breaks("strtoint-decimals") ? static_cast<short>(number) : static_cast<int>(number);
