@@ -20,6 +20,8 @@ class FileDescriptor {
 
   bool is_open() const { return number_ >= 0; }
   int number() const { return number_; }
+  // Gives the descriptor away: whoever calls closes it.
+  int release() { return std::exchange(number_, -1); }
   void close() {
     if (is_open()) {
       ::close(std::exchange(number_, -1));
