@@ -148,7 +148,8 @@ def edited(file):
     return (
         f"WORLD/{file} was changed by someone else since ndk-integrate wrote it, so it is left as "
         "it is, and so is everything else; to give that change up, put its original there: "
-        f"cat WORLD/{kept_original(file)} > WORLD/{file}"
+        f"cat WORLD/{kept_original(file)} > WORLD/{file}, or undo with --force WORLD/{file}, which "
+        "keeps the change beside it"
     )
 
 
@@ -446,6 +447,7 @@ class Undo(Told):
             "files": [
                 {"path": f"WORLD/{file}", "result": self.files[file]} for file in sorted(self.files)
             ],
+            "warnings": [],
             "message": self._message(),
         }
 
