@@ -34,7 +34,7 @@ DOES_NOT_FIT = (
 CASES = {
     "first install": ["install"],
     "second install": ["install", True],
-    "install for another NDK": ["install --ndk other", True],
+    "install for another NDK": ["install --keep-ndk --ndk other", True],
     "undo": ["undo", True],
     "dry run": ["install --dry-run"],
 }

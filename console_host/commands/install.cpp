@@ -297,12 +297,12 @@ void rehearse_then_perform(const Plugin& plugin, Session& session, const Compile
     rehearse(plugin, session, compiler, store, staging.name(), report);
   }
   refuse_problems(report);
+  const StagingDirectory staging(store);
   store.reopen(compiler.version);
   if (report.removal) {
     run_removal(compiler, *report.removal);
     refuse_failed_removal(*report.removal);
   }
-  const StagingDirectory staging(store);
   perform(plugin, session, compiler, store, staging.name(), report);
 }
 

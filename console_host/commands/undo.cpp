@@ -168,7 +168,6 @@ void undo_installation(const Plugin& plugin, Session& session, const Compiler& c
   if (report.files.empty()) {
     return;
   }
-  store.reopen(compiler.version);
   if (report.removal) {
     run_removal(compiler, *report.removal);
   }
