@@ -19,6 +19,10 @@ bool is_ordinary_file_itself(const std::string& name) {
   return lstat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
+bool is_executable_file(const std::string& name) {
+  return is_ordinary_file(name) && faccessat(AT_FDCWD, name.c_str(), X_OK, AT_EACCESS) == 0;
+}
+
 bool is_taken(const std::string& name) {
   struct stat status {};
   return lstat(name.c_str(), &status) == 0 || errno != ENOENT;

@@ -16,6 +16,9 @@ bool is_ordinary_file(const std::string& name);
 // True when `name` is an ordinary file itself, not a link to one.
 bool is_ordinary_file_itself(const std::string& name);
 
+// True when `name` leads to an ordinary file that the effective user may execute.
+bool is_executable_file(const std::string& name);
+
 // True when something has the name `name`, be it a link that leads nowhere.
 bool is_taken(const std::string& name);
 

@@ -26,6 +26,20 @@ std::string join(const std::vector<std::string>& pieces, const std::string& sepa
   return text;
 }
 
+Replaced replace_all(const std::string& text, const std::string& from, const std::string& to) {
+  Replaced result;
+  std::size_t begin = 0;
+  std::size_t found = from.empty() ? std::string::npos : text.find(from);
+  while (found != std::string::npos) {
+    result.text.append(text, begin, found - begin).append(to);
+    begin = found + from.size();
+    found = text.find(from, begin);
+    ++result.count;
+  }
+  result.text.append(text, begin);
+  return result;
+}
+
 std::string trimmed(const std::string& text) {
   const char* const blanks = " \t\r";
   const std::size_t first = text.find_first_not_of(blanks);

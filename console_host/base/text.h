@@ -2,6 +2,7 @@
 #ifndef CONSOLE_HOST_BASE_TEXT_H
 #define CONSOLE_HOST_BASE_TEXT_H
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,14 @@ std::vector<std::string> split(const std::string& text, const std::string& separ
 
 // `pieces` one after the other, with `separator` between them.
 std::string join(const std::vector<std::string>& pieces, const std::string& separator);
+
+// `text` with every occurrence of `from` replaced by `to`, from the left, and how many there were.
+// An empty `from` occurs nowhere.
+struct Replaced {
+  std::string text;
+  std::size_t count = 0;
+};
+Replaced replace_all(const std::string& text, const std::string& from, const std::string& to);
 
 // `text` without blanks, tabs and carriage returns at its ends.
 std::string trimmed(const std::string& text);

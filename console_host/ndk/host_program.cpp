@@ -9,17 +9,13 @@
 #include <set>
 #include <utility>
 
+#include "console_host/base/text.h"
+
 namespace ndk_integrate {
 
 namespace {
 
 enum class Strings { kOld, kPresent, kLibcxx };
-
-void replace_all(std::string& text, const std::string& from, const std::string& to) {
-  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
-    text.replace(at, from.size(), to);
-  }
-}
 
 // `symbol` as people write it, whatever the string layout: "path(std::string)". As it is, where it
 // is no name of C++.
@@ -28,13 +24,13 @@ std::string plain_name(const std::string& symbol) {
   const std::unique_ptr<char, void (*)(void*)> demangled(
       abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, &status), std::free);
   std::string name = demangled ? demangled.get() : symbol;
-  replace_all(name, "[abi:cxx11]", "");
+  name = replace_all(name, "[abi:cxx11]", "").text;
   for (const char* space : {"__cxx11::", "__1::", "__ndk1::"}) {
-    replace_all(name, std::string("std::") + space, "std::");
+    name = replace_all(name, std::string("std::") + space, "std::").text;
   }
-  replace_all(name, "std::basic_string<char, std::char_traits<char>, std::allocator<char> >",
-              "std::string");
-  return name;
+  return replace_all(name, "std::basic_string<char, std::char_traits<char>, std::allocator<char> >",
+                     "std::string")
+      .text;
 }
 
 std::string without_parameters(const std::string& plain) {

@@ -1,6 +1,5 @@
 #include "console_host/package/rehearsal.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -96,32 +95,39 @@ void Rehearsal::refused(const std::string& path) { refusals_[path] = describe_cu
 bool Rehearsal::may_run(const std::string& command) {
   set_command(command);
   const std::string script = command.substr(0, command.find(' '));
-  if (!is_ordinary_file(script) || faccessat(AT_FDCWD, script.c_str(), X_OK, AT_EACCESS) != 0) {
+  if (!is_executable_file(script)) {
     script_problem_ = "the integration script " + script + " is missing or not executable in " +
                       compiler().toolchains;
   }
   return false;
 }
 
+std::string Rehearsal::problem_of(const TemplateFile& file) const {
+  if (!is_below(file.path, compiler().root)) {
+    return "the template " + file.path + " is not below the compiler's directory " +
+           compiler().root;
+  }
+  if (const std::string why = why_not_replaceable(file.path, compiler().root); !why.empty()) {
+    return why;
+  }
+  if (const auto refusal = refusals_.find(file.path); refusal != refusals_.end()) {
+    return refusal->second;
+  }
+  if (file.result != TemplateFile::Result::kPatched) {
+    return "the template " + file.path + " could not be filled in; -v shows more";
+  }
+  if (is_protected_by_sticky_directory(file.path)) {
+    return "you may not replace the template " + file.path +
+           ": it is somebody else's, in a directory in which only owners may";
+  }
+  return "";
+}
+
 std::vector<std::string> Rehearsal::problems() const {
   std::vector<std::string> problems;
   std::set<std::string> dirs;
   for (const TemplateFile& file : files()) {
-    const auto refusal = refusals_.find(file.path);
-    std::string problem;
-    if (!is_below(file.path, compiler().root)) {
-      problem =
-          "the template " + file.path + " is not below the compiler's directory " + compiler().root;
-    } else if (problem = why_not_replaceable(file.path, compiler().root); !problem.empty()) {
-    } else if (refusal != refusals_.end()) {
-      problem = refusal->second;
-    } else if (file.result != TemplateFile::Result::kPatched) {
-      problem = "the template " + file.path + " could not be filled in; -v shows more";
-    } else if (is_protected_by_sticky_directory(file.path)) {
-      problem = "you may not replace the template " + file.path +
-                ": it is somebody else's, in a directory in which only owners may";
-    }
-    if (!problem.empty()) {
+    if (const std::string problem = problem_of(file); !problem.empty()) {
       problems.push_back(problem);
     }
     dirs.insert(directory_of(file.path));

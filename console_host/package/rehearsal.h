@@ -34,6 +34,9 @@ class Rehearsal : public StagedRun {
   std::string starting_bytes(const std::string& path) override;
   void refused(const std::string& path) override;
 
+  // What stands against the template `file`; "" when nothing does.
+  std::string problem_of(const TemplateFile& file) const;
+
   std::map<std::string, std::string> refusals_;  // by file
   std::string script_problem_;
 };

@@ -1,8 +1,5 @@
 #include "console_host/package/removal.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <stdexcept>
 #include <vector>
 
@@ -72,7 +69,7 @@ Removal plan_removal(const Compiler& compiler, const std::string& ndk) {
                        ", so what its integration script put into the NDK " + stays;
     return removal;
   }
-  if (faccessat(AT_FDCWD, script.c_str(), X_OK, AT_EACCESS) != 0) {
+  if (!is_executable_file(script)) {
     throw std::runtime_error("the removal script " + script +
                              " is not executable; make it so, or leave the NDK alone with "
                              "--keep-ndk");

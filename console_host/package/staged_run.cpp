@@ -5,6 +5,7 @@
 
 #include "console_host/base/durable_file.h"
 #include "console_host/base/files.h"
+#include "console_host/base/text.h"
 
 namespace ndk_integrate {
 
@@ -15,13 +16,6 @@ std::string numbered(std::size_t count) {
   constexpr std::size_t kDigits = 6;
   const std::string number = std::to_string(count);
   return std::string(kDigits - std::min(kDigits, number.size()), '0') + number;
-}
-
-void replace_all(std::string& text, const std::string& from, const std::string& to) {
-  for (std::size_t at = text.find(from); at != std::string::npos;
-       at = text.find(from, at + to.size())) {
-    text.replace(at, from.size(), to);
-  }
 }
 
 // True when `lines`, which were read one by one, are the whole of `bytes`. What reads them may add
@@ -144,10 +138,9 @@ void StagedRun::open_failed() {
 
 std::string StagedRun::log_line(std::string line) const {
   for (const Copy& copy : copies_) {
-    replace_all(line, copy.staged, copy.path);
+    line = replace_all(line, copy.staged, copy.path).text;
   }
-  replace_all(line, nowhere(), "");
-  return line;
+  return replace_all(line, nowhere(), "").text;
 }
 
 }  // namespace ndk_integrate

@@ -288,9 +288,11 @@ void Store::note(const InstallationRecord& record, const std::vector<Result>& re
   Contents next = contents_;
   next.installations[record.version] = record;
   for (const Result& result : results) {
-    Entry& entry = next.files.at(relative(result.path));
-    noted_[relative(result.path)] = sha256(result.bytes);
-    entry.results.insert(sha256(result.bytes));
+    const std::string path = relative(result.path);
+    const std::string hash = sha256(result.bytes);
+    Entry& entry = next.files.at(path);
+    noted_[path] = hash;
+    entry.results.insert(hash);
     entry.placeholders.insert(result.placeholders.begin(), result.placeholders.end());
     entry.installations.insert(record.version);
   }

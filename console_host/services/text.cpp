@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <limits>
+#include <utility>
 
 #include "console_host/base/text.h"
 #include "console_host/services/service_observer.h"
@@ -19,21 +20,11 @@ std::vector<std::string> splitString(const std::string& text, const std::string&
 // An empty `from` occurs nowhere.
 std::string replaceAllSubstrings(const std::string& text, const std::string& from,
                                  const std::string& to) {
-  std::string result;
-  std::size_t begin = 0;
-  std::size_t count = 0;
-  std::size_t found = from.empty() ? std::string::npos : text.find(from);
-  while (found != std::string::npos) {
-    result.append(text, begin, found - begin).append(to);
-    begin = found + from.size();
-    found = text.find(from, begin);
-    ++count;
-  }
-  result.append(text, begin);
+  ndk_integrate::Replaced replaced = ndk_integrate::replace_all(text, from, to);
   if (ServiceObserver* observer = ndk_integrate::service_observer()) {
-    observer->replaced(text, from, count, result);
+    observer->replaced(text, from, replaced.count, replaced.text);
   }
-  return result;
+  return std::move(replaced.text);
 }
 
 // Leading blanks are skipped; a text that is no number gives 0, and one out of range the nearest
