@@ -44,8 +44,11 @@ class InstalledTree(EndToEndTest):
                 "include/host/host.h": "file",
                 "include/host_check/host_check.h": "file",
                 "include/ndk_utils/ndk_utils.h": "file",
+                "share/bash-completion/completions/ndk-integrate": "file",
+                "share/fish/vendor_completions.d/ndk-integrate.fish": "file",
                 "share/man/man1/ndk-integrate.1": "file",
                 "share/ndk-integrate/ndk-integrate.schema.json": "file",
+                "share/zsh/site-functions/_ndk-integrate": "file",
             },
         )
 
