@@ -2,8 +2,9 @@
 
 import dataclasses
 import hashlib
+import re
 
-from world import ANDROID, KEPT_ORIGINALS, MANIFEST, ORIGINALS, STORE, TEMPLATES
+from world import ANDROID, KEPT_ORIGINALS, MANIFEST, ORIGINALS, PROGRAM, STORE, TEMPLATES
 
 NOT_DONE = "ndk-integrate: not done: "
 DRY = "dry run, nothing is changed; after an installation"
@@ -178,12 +179,17 @@ def misunderstood(what, command=""):
     return said(f"{what}; see ndk-integrate {command}{' ' if command else ''}--help")
 
 
+def did_you_mean(name=None):
+    return f" (did you mean '{name}'?)" if name else ""
+
+
 def not_expected(argument, command=""):
-    return misunderstood(f"The following argument was not expected: {argument}", command)
+    what = "unknown option" if argument.startswith("-") else "unexpected argument"
+    return misunderstood(f"{what} '{argument}'", command)
 
 
 def value_missing(option, command=""):
-    return misunderstood(f"{option}: 1 required TEXT missing", command)
+    return misunderstood(f"{option} needs a value", command)
 
 
 def cannot_open_log(file, why="No such file or directory"):
@@ -457,6 +463,17 @@ def not_undone(message):
 
 
 # --- The log ---
+
+def begin_of_run(command):
+    """The line that a run begins with in the log."""
+    return f"TIME ndk-integrate 1.0.0: {command}\n"
+
+
+def told_log(world, name="install.log"):
+    """The log, without what differs from run to run."""
+    text = world.read(name).replace(PROGRAM, "PROGRAM")
+    return re.sub(r"(?m)^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ ", "TIME ", text)
+
 
 LOOKS_FOR_COMPONENT = "NDK_INTEGRATION: check_if_ndk_integration_files_are_to_be_installed()"
 LOG_OF_CHOICE = (

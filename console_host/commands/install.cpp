@@ -3,9 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <ctime>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -14,6 +12,7 @@
 #include "console_host/base/files.h"
 #include "console_host/base/temporary_directory.h"
 #include "console_host/base/text.h"
+#include "console_host/base/utc_time.h"
 #include "console_host/commands/find.h"
 #include "console_host/commands/output.h"
 #include "console_host/commands/report.h"
@@ -122,15 +121,6 @@ void prepare(const Plugin& plugin, Session& session, Report& report) {
 
 // --- The integration ---
 
-std::string now() {
-  const std::time_t time = std::time(nullptr);
-  std::tm utc{};
-  gmtime_r(&time, &utc);
-  std::array<char, sizeof "2026-11-21T20:09:34Z"> text{};
-  std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
-  return text.data();
-}
-
 InstallationRecord record_of(const Compiler& compiler, const Session& session,
                              const Report& report) {
   InstallationRecord record;
@@ -140,7 +130,7 @@ InstallationRecord record_of(const Compiler& compiler, const Session& session,
     record.release = report.release;
   }
   record.component = report.component.value_or("");
-  record.time = now();
+  record.time = utc_time();
   return record;
 }
 

@@ -34,13 +34,18 @@ Log& the_log() {
   return log;
 }
 
-void write_line(const std::string& text) {
+void write_to_file(const std::string& line) {
   Log& log = the_log();
-  const std::string line = one_line(text) + "\n";
   if (log.file.is_open()) {
     const ssize_t size = write(log.file.number(), line.data(), line.size());
     log.is_complete = log.is_complete && size == static_cast<ssize_t>(line.size());
   }
+}
+
+void write_line(const std::string& text) {
+  const Log& log = the_log();
+  const std::string line = one_line(text) + "\n";
+  write_to_file(line);
   if (log.on_standard_error) {
     std::cerr << line << std::flush;
   }
@@ -91,6 +96,8 @@ void log_to_file(const std::string& file) {
     throw UsageError("cannot open the log file " + file + ": " + std::strerror(errno));
   }
 }
+
+void log_begin_of_run(const std::string& line) { write_to_file(one_line(line) + "\n"); }
 
 void log_to_standard_error() { the_log().on_standard_error = true; }
 

@@ -11,6 +11,9 @@ namespace ndk_integrate {
 // cannot be opened.
 void log_to_file(const std::string& file);
 
+// A line in the file alone, that a run begins with.
+void log_begin_of_run(const std::string& line);
+
 // From now on shows the log on standard error.
 void log_to_standard_error();
 
