@@ -9,7 +9,7 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import cannot_open_log, misunderstood, not_expected, said, value_missing
-from world import PROGRAM
+from world import PROGRAM, ROOT
 
 COMMON = {"-h", "--help", "--version", "--log", "--plugin", "-v", "-q"}
 INSTALLATION = {"INSTALLATION.toml", "--set", "--json"}
@@ -95,6 +95,22 @@ class Help(EndToEndTest):
         for command in [[], ["find"], ["check"]]:
             outcome = self.world().run(*command, "--version")
             self.assert_outcome(outcome, out="ndk-integrate 1.0.0\n")
+
+
+class ManualPage(EndToEndTest):
+    def test_options_and_values(self):
+        with open(f"{ROOT}/docs/ndk-integrate.1", encoding="utf-8") as file:
+            page = file.read()
+        with open(f"{ROOT}/docs/ndk-integrate.schema.json", encoding="utf-8") as file:
+            lists = re.findall(r'"enum": \[([^]]*)\]', file.read())
+        values = {value for found in lists for value in re.findall(r'"([^"]+)"', found)}
+        self.assertIn("notwritable", values)
+        outcomes = "integrated disabled not-selected no-ndk failed undone nothing-to-undo installed"
+        values |= {*outcomes.split(), "unfinished", "not-installed", "wrong-usage", "no-plugin"}
+        missing = [value for value in values if not re.search(rf"\bLi\b.* {value}\b", page)]
+        options = {one for takes in TAKES.values() for one in takes} | COMMON
+        missing += [one for one in options if one[0] == "-" and f"Fl {one[1:]}" not in page]
+        self.assertEqual(missing, [])
 
 
 class WrongUsage(EndToEndTest):
