@@ -31,7 +31,7 @@ CASES = [
     ("check ", DIRS), ("release ", set()), ("find ", set()), ("check-host ", set()),
     *((f"{options} ", FILES)
       for options in ["--log", "find --plugin", "find --lock", "find --locked",
-                      "check-host --library", "check-host --program"]),
+                      "check-host --library", "check-host --program", "undo a.toml --force"]),
     *((f"{options} ", DIRS)
       for options in ["find --search", "find --project", "install --ndk", "verify --ndk",
                       "verify --keep"]),

@@ -5,7 +5,7 @@ _ndk_integrate() {
   _init_completion -s || return
 
   case $prev in
-    --log | --plugin | --lock | --locked | --library | --program)
+    --log | --plugin | --lock | --locked | --library | --program | --force)
       _filedir
       return
       ;;
@@ -26,7 +26,7 @@ _ndk_integrate() {
   local command='' has_argument='' i
   for ((i = 1; i < cword; i++)); do
     case ${words[i]} in
-      --log | --plugin | --lock | --locked | --library | --program) ((i++)) ;;
+      --log | --plugin | --lock | --locked | --library | --program | --force) ((i++)) ;;
       --search | --project | --ndk | --keep | --set | --supported | --format) ((i++)) ;;
       -*) ;;
       *) if [[ $command ]]; then has_argument=yes; else command=${words[i]}; fi ;;
@@ -42,7 +42,7 @@ _ndk_integrate() {
     check) options+=' --supported --read-only --json' ;;
     release) options+=' --json' ;;
     install) options+=' --ndk --set --dry-run --optional --keep-ndk --verify --json' ;;
-    undo) options+=' --set --dry-run --keep-ndk --json' ;;
+    undo) options+=' --set --force --dry-run --keep-ndk --json' ;;
     status) options+=' --set --json' ;;
     verify) options+=' --ndk --set --no-build --keep --json' ;;
     check-host) options+=' --library --program --json' ;;

@@ -53,6 +53,7 @@ __ndk_integrate "install verify" -l ndk -xa $dirs -d 'Use this NDK'
 __ndk_integrate "install undo" -l dry-run -d 'Change nothing, show what would change'
 __ndk_integrate "install undo" -l keep-ndk \
     -d 'Do not take the compiler out of the NDK that it was installed for'
+__ndk_integrate undo -l force -rF -d 'Put a file back although it was changed by someone else'
 __ndk_integrate install -l optional -d 'Where there is nothing to do, that is well'
 __ndk_integrate install -l verify -d 'Prove afterwards that the NDK builds with the compiler'
 __ndk_integrate verify -l no-build -d 'Only look whether everything is in its place'
