@@ -1,6 +1,7 @@
 // The program ndk-integrate: a small installer host for the command line. This file only parses the
 // command line and dispatches.
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -10,6 +11,7 @@
 #include <sstream>
 
 #include "console_host/base/errors.h"
+#include "console_host/base/interruption.h"
 #include "console_host/base/paths.h"
 #include "console_host/base/shell_words.h"
 #include "console_host/base/utc_time.h"
@@ -416,6 +418,27 @@ void open_standard_streams() {
   }
 }
 
+// True for a pipe or the like that nobody reads from any more.
+bool has_no_reader(int output) {
+  pollfd asked{output, 0, 0};
+  return poll(&asked, 1, 0) == 1 && (asked.revents & (POLLERR | POLLHUP)) != 0;
+}
+
+// Ends the program: by the signal that asked it to end; where the reader of an output has gone away, by
+// the signal that says so, unless that was ignored when the program began; or with `result`.
+int end_program(ExitCode result, bool ignores_pipe_signal) {
+  std::cout.flush();
+  if (const int signal = interrupting_signal(); signal != 0) {
+    end_by_signal(signal);
+  }
+  const bool is_reader_gone =
+      (!std::cout && has_no_reader(STDOUT_FILENO)) || (!std::cerr && has_no_reader(STDERR_FILENO));
+  if (is_reader_gone && !ignores_pipe_signal) {
+    end_by_signal(SIGPIPE);
+  }
+  return std::cout ? result : fail("cannot write to standard output", kNotDone);
+}
+
 }  // namespace
 
 }  // namespace ndk_integrate
@@ -426,7 +449,7 @@ int main(int argc, char** argv) {
   open_standard_streams();
   // A full disk and a reader that goes away are told by the calls that write, not by a signal.
   std::signal(SIGXFSZ, SIG_IGN);
-  std::signal(SIGPIPE, SIG_IGN);
+  const bool ignores_pipe_signal = std::signal(SIGPIPE, SIG_IGN) == SIG_IGN;
   // Where it is ignored, the exit status of the script would be lost.
   std::signal(SIGCHLD, SIG_DFL);
   Options options;
@@ -434,10 +457,11 @@ int main(int argc, char** argv) {
     options.command_line += (argument == argv ? "" : " ") + shell_quoted(*argument);
   }
   options.json = std::find(argv, argv + argc, std::string("--json")) != argv + argc;
+  ExitCode result = kNotDone;
   try {
-    const ExitCode result = run(argc, argv, options);
-    return std::cout.flush() ? result : fail("cannot write to standard output", kNotDone);
+    result = run(argc, argv, options);
   } catch (...) {
-    return fail_with_current_exception(options.json);
+    result = fail_with_current_exception(options.json);
   }
+  return end_program(result, ignores_pipe_signal);
 }

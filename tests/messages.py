@@ -314,7 +314,7 @@ class Install(Told):
         return f"{verb}: WORLD/{file} ({found} placeholder{'' if found == 1 else 's'})"
 
     def steps(self):
-        """All lines but those of the script's run and of the result."""
+        """All lines but that of the result."""
         lines = []
         if self.ndk:
             lines = [f"NDK: {self.ndk}", f"release: {self.release} ({self.revision})"]
@@ -323,9 +323,14 @@ class Install(Told):
         if self.component:
             what = f"{self.component} (version {self.version}, package number 42)"
             lines.append(f"component: {what}")
+        if self._ran():  # told while it runs
+            lines.append(f"script: {command(self.ndk)}")
+            lines += [f"script printed: {line}" for line in self._printed().splitlines()]
         lines += [self._file_line(file, found) for file, found in self.files.items()]
-        if self.enabled and self.files:
-            lines.append(f"{'script' if self.diffs is None else 'would run'}: {command(self.ndk)}")
+        if self._ran() and self.status:
+            lines.append(f"script exit status: {self.status}")
+        if self.enabled and self.files and self.diffs is not None:
+            lines.append(f"would run: {command(self.ndk)}")
         return "".join(line + "\n" for line in lines)
 
     def result(self):
@@ -334,13 +339,8 @@ class Install(Told):
         return f"{'done' if self.diffs is None else DRY}: {self._result()}\n"
 
     def out(self):
-        script = ""
-        if self._ran():
-            lines = self._printed().splitlines()
-            script = "".join(f"script printed: {line}\n" for line in lines)
-            script += f"script exit status: {self.status}\n" if self.status else ""
         diffs = "" if self.failed else "".join(self.diffs or [])
-        return self.steps() + script + diffs + self.result()
+        return self.steps() + diffs + self.result()
 
     def json(self):
         done = "integrated" if self.enabled else "disabled"
