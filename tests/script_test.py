@@ -102,7 +102,7 @@ class Output(EndToEndTest):
             why = f"the integration script ./ndk_integration.sh is for {shown}, which is missing or "
             why += f"not executable in WORLD/{ANDROID}"
             told = world.install()
-            self.assert_outcome(told, 1, stands_against("").out(), not_done(why), kept=True)
+            self.assert_outcome(told, 1, stands_against(why).out(), not_done(why), kept=True)
 
 
 class ShellSurprises(EndToEndTest):

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/ioctl.h>
+#include <sys/prctl.h>
 #include <sys/signalfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -258,6 +259,7 @@ class RunningProcess {
 
   void interrupt(int signal) {
     note_interruption(signal);
+    prctl(PR_SET_CHILD_SUBREAPER, 1);  // so that it is seen here when what the process started ends
     kill(-child_, signal);
     kill(-child_, SIGCONT);  // one that is stopped would not notice
     kill_at_ = std::min(kill_at_, Clock::now() + options_.grace_period);
@@ -289,14 +291,24 @@ class RunningProcess {
   // Waits until nothing of the process group is left, or kills it.
   void wait_for_group() {
     constexpr std::chrono::milliseconds kPause(10);
-    kill_at_ = is_killed_ ? Clock::now() : kill_at_;
-    while (kill(-child_, 0) == 0) {
-      if (Clock::now() >= kill_at_) {
-        kill(-child_, SIGKILL);
-        return;
-      }
-      std::this_thread::sleep_for(kPause);  // nothing tells of the end of another one's children
+    constexpr std::chrono::seconds kToBeGone(1);  // after it was killed
+    if (is_killed_) {
+      kill(-child_, SIGKILL);  // what was started meanwhile
     }
+    Clock::time_point give_up_at = is_killed_ ? Clock::now() + kToBeGone : kill_at_;
+    while (is_group_left() && !(is_killed_ && Clock::now() >= give_up_at)) {
+      if (!is_killed_ && Clock::now() >= give_up_at) {
+        kill_group();
+        give_up_at = Clock::now() + kToBeGone;
+      }
+      std::this_thread::sleep_for(kPause);  // nothing tells of the end of other processes' children
+    }
+  }
+
+  bool is_group_left() const {
+    while (waitpid(-child_, nullptr, WNOHANG) > 0) {
+    }
+    return kill(-child_, 0) == 0;
   }
 
   pid_t child_;
