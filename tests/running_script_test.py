@@ -194,11 +194,17 @@ class Signals(LockTest):
         process.send_signal(signal.SIGTSTP)
         _, status = os.waitpid(process.pid, os.WUNTRACED)
         self.assertTrue(os.WIFSTOPPED(status))
-        with open(f"/proc/{running}/stat", encoding="ascii") as stat:
-            self.assertEqual(stat.read().rpartition(")")[2].split()[0], "T")
+        while self.state_of(running) != "T":
+            pass
         process.send_signal(signal.SIGCONT)
         self.let_script_go_on(world)
         self.assertEqual(self.end_of(world, process), (0, Install(printed="went on\n").out(), ""))
+
+
+    @staticmethod
+    def state_of(process):
+        with open(f"/proc/{process}/stat", encoding="ascii") as stat:
+            return stat.read().rpartition(")")[2].split()[0]
 
 
 class Readers(LockTest):

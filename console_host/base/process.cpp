@@ -301,8 +301,10 @@ class RunningProcess {
         kill_group();
         give_up_at = Clock::now() + kToBeGone;
       }
+      read_what_is_there();
       std::this_thread::sleep_for(kPause);  // nothing tells of the end of other processes' children
     }
+    read_what_is_there();
   }
 
   bool is_group_left() const {
