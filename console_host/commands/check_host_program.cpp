@@ -34,9 +34,11 @@ StateTexts texts_of(Export state) {
       return {"not-exported", "there, but not in the dynamic table",
               "link the host with -rdynamic, or with a dynamic list that names the function"};
     case Export::kHidden:
-      return {"hidden", "there, but with hidden visibility",
-              "compile the function without -fvisibility=hidden and not as static, or give it "
-              "__attribute__((visibility(\"default\"))), and link with -rdynamic"};
+      return {
+          "hidden", "there, but with hidden visibility, or local",
+          "compile the function without -fvisibility=hidden and not as static, or give it "
+          "__attribute__((visibility(\"default\"))); keep it out of --exclude-libs and of what a "
+          "version script calls local; and link with -rdynamic"};
     case Export::kOldStrings:
       return {"old-string-layout", "there, but with the old string layout",
               "build the host with -D_GLIBCXX_USE_CXX11_ABI=1, or take the plug-in that was built "
@@ -57,7 +59,12 @@ StateTexts texts_of(Export state) {
 
 ElfFile read_program(const std::string& file) {
   try {
-    return read_elf_file(file);
+    ElfFile program = read_elf_file(file);
+    if (!program.is_program) {
+      throw NotElfError(
+          file + ": a shared library, not a program; name the program that is linked with it");
+    }
+    return program;
   } catch (const NotElfError& error) {
     throw UsageError(error.what());
   }
@@ -88,11 +95,6 @@ std::vector<std::string> remarks(const ElfFile& program, const ElfFile& plugin,
     remarks.emplace_back(
         "the program is linked statically, so nothing that it has is exported; link it "
         "dynamically");
-  }
-  if (!program.is_program) {
-    remarks.emplace_back(
-        "a shared library, not a program: what it exports is found only where the program is "
-        "linked with it or loads it with RTLD_GLOBAL");
   }
   for (const std::string& library : result.not_found) {
     remarks.push_back("not looked at: the program's library " + library +

@@ -18,8 +18,13 @@ namespace {
 enum class Strings { kOld, kPresent, kLibcxx };
 
 // `symbol` as people write it, whatever the string layout: "path(std::string)". As it is, where it
-// is no name of C++.
+// is no name of C++, or longer than any of the contract: a few hundred bytes can stand for more text
+// than there is memory.
 std::string plain_name(const std::string& symbol) {
+  constexpr std::size_t kLongest = 128;
+  if (symbol.size() > kLongest) {
+    return symbol;
+  }
   int status = 0;
   const std::unique_ptr<char, void (*)(void*)> demangled(
       abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, &status), std::free);
@@ -35,6 +40,11 @@ std::string plain_name(const std::string& symbol) {
 
 std::string without_parameters(const std::string& plain) {
   return plain.substr(0, plain.find('('));
+}
+
+// The name that a function gets where it is static: "_ZL4path..." for "_Z4path...".
+std::string as_static(const std::string& symbol) {
+  return symbol.rfind("_Z", 0) == 0 ? "_ZL" + symbol.substr(2) : symbol;
 }
 
 // The layout that `symbol` tells by itself; where its parameters hold no string, libc++'s name is
@@ -148,7 +158,8 @@ class Judge {
     const auto [begin, end] = plain_.equal_range(function.name);
     for (auto it = begin; it != end; ++it) {
       const Candidate& candidate = it->second;
-      if (candidate.symbol->name != function.symbol) {
+      if (candidate.symbol->name != function.symbol &&
+          candidate.symbol->name != as_static(function.symbol)) {
         continue;
       }
       if (candidate.in_dynamic_table && loader_finds(*candidate.symbol)) {

@@ -14,7 +14,7 @@ enum class Export {
   kMissing,
   kMissingOrNotExported,  // a stripped program, of which only what it exports can be seen
   kNotExported,           // there, but not in the dynamic table
-  kHidden,                // there, but with hidden visibility, or static
+  kHidden,                // there, but with hidden visibility, static or made local by the linker
   kOldStrings,            // there, but with the other string layout: the old one,
   kPresentStrings,        // the present one
   kLibcxx,                // or libc++'s
