@@ -143,6 +143,12 @@ class CheckHostProgram(unittest.TestCase):
                 self.assertEqual(
                     self.states(program), (0 if states == {"exported": FUNCTIONS} else 1, states)
                 )
+                if "old-string-layout" in states:
+                    self.assertIn(
+                        "string layout: build the host with libstdc++ and -D_GLIBCXX_USE_CXX11_ABI=1, or "
+                        "take the plug-in that was built with libstdc++ and -D_GLIBCXX_USE_CXX11_ABI=0\n",
+                        check(program)[1],
+                    )
                 if SANITIZED:
                     continue
                 _, out, _ = check(program, "-q")
@@ -249,11 +255,13 @@ class CheckHostProgram(unittest.TestCase):
                 self.assertEqual((told["outcome"], done.stderr), ("wrong-usage", f"ndk-integrate: {told['message']}\n"))
 
     def test_wrong_plugin(self):
-        code, out, err = check(self.build("-rdynamic"), "--plugin", HOST)
-        self.assertEqual((code, out), (3, ""))
-        self.assertEqual(
-            err, f"ndk-integrate: cannot read the plug-in {HOST}: not an ELF program\n"
-        )
+        program = self.build("-rdynamic")
+        for plugin, told in [
+            (HOST, f"cannot read the plug-in {HOST}: not an ELF program"),
+            (program, f"cannot use the plug-in {program}: it has no function detect_ndk"),
+        ]:
+            code, out, err = check(program, "--plugin", plugin)
+            self.assertEqual((code, out, err), (3, "", f"ndk-integrate: {told}\n"))
 
     def test_damaged_files(self):
         """A damaged file is told or refused, never the end of the program."""

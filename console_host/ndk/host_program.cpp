@@ -71,6 +71,17 @@ Export state_of(Strings strings) {
   }
 }
 
+// The layout of a file that has these symbols.
+Strings strings_of(const std::set<std::string>& symbols) {
+  for (const Strings layout : {Strings::kLibcxx, Strings::kPresent}) {
+    if (std::any_of(symbols.begin(), symbols.end(),
+                    [&](const std::string& symbol) { return strings_of(symbol) == layout; })) {
+      return layout;
+    }
+  }
+  return Strings::kOld;
+}
+
 // The names of host/host.h, without parameters.
 bool is_of_the_contract(const std::string& plain) {
   constexpr std::array<const char*, 13> kFunctions{
@@ -237,6 +248,7 @@ HostProgram judge_host_program(const ElfFile& program, const ElfFile& plugin) {
       contract.insert(symbol.name);
     }
   }
+  result.plugin_strings = state_of(strings_of(contract));
   const Judge judge(program, libraries, contract);
   for (const std::string& symbol : contract) {
     result.functions.push_back(judge.judge(symbol));

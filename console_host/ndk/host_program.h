@@ -30,8 +30,9 @@ struct ContractFunction {
 };
 
 struct HostProgram {
-  std::vector<ContractFunction> functions;  // those that the plug-in needs, sorted by name
-  std::vector<std::string> not_found;       // libraries of the program that could not be looked at
+  std::vector<ContractFunction> functions;          // those that the plug-in needs, sorted by name
+  Export plugin_strings = Export::kPresentStrings;  // the layout that the plug-in has
+  std::vector<std::string> not_found;  // libraries of the program that could not be looked at
   std::string dlopen_error;  // what follows when the program loads the plug-in; "" when it loads
 };
 
