@@ -9,7 +9,6 @@
 #include <ios>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "ndk_utils/ndk_utils.h"
@@ -42,8 +41,9 @@ class UnbufferedFile {
 
   void close() {
     if (is_open()) {
-      ::close(std::exchange(number_, -1));
+      ::close(number_);
     }
+    number_ = -1;
   }
 
  private:
