@@ -18,8 +18,8 @@ namespace {
 enum class Strings { kOld, kPresent, kLibcxx };
 
 // `symbol` as people write it, whatever the string layout: "path(std::string)". As it is, where it
-// is no name of C++, or longer than any of the contract: a few hundred bytes can stand for more text
-// than there is memory.
+// is not a name of C++, or is longer than any of the contract: a few hundred bytes can stand for
+// more text than there is memory.
 std::string plain_name(const std::string& symbol) {
   constexpr std::size_t kLongest = 128;
   if (symbol.size() > kLongest) {
