@@ -3,6 +3,7 @@ the terminal and readers that go away do to it."""
 
 import os
 import pty
+import random
 import re
 import select
 import signal
@@ -67,6 +68,25 @@ class Output(LockTest):
         self.assertEqual(outcome.json()["script"]["output"], kept)
         logged = "Output: '" + kept.replace("\n", "\\n") + "'\n"
         self.assertIn(logged, world.read("log"))
+
+    def test_any_bytes(self):
+        # Long texts are escaped in pieces, which cut no character in two.
+        seed = random.randrange(1 << 32)
+        noise = random.Random(seed).randbytes(200_000)
+        letters = "\u00e9\u20ac\U0001d11e\u0085".encode() * 20_000
+        for text in [b"x" * shift + letters for shift in range(4)] + [noise]:
+            with self.subTest(seed=seed, text=text[:8]):
+                world = self.small_world(runs="cat text", **{f"{ANDROID}/text": text})
+                printed = world.install("--json", "--log", world.path("log")).json()["script"]["output"]
+                stands_for = re.sub("\ufffd(..)", lambda at: chr(0xDC00 + int(at[1], 16)), printed)
+                raw = b"".join(
+                    bytes([ord(c) - 0xDC00]) if 0xDC00 <= ord(c) < 0xDD00 else c.encode()
+                    for c in stands_for
+                )
+                self.assertEqual(raw, text)
+                if text != noise:
+                    escaped = text.replace(b"\xc2\x85", rb"\xc2\x85")
+                    self.assertIn(b"Output: '" + escaped + b"'\n", world.bytes("log"))
 
     @needs_plain_program
     @unittest.skipIf("ASAN_OPTIONS" in os.environ, "a sanitizer takes memory of its own")
