@@ -379,7 +379,7 @@ ExitCode explain_usage(const CLI::App& app, const CLI::ParseError& parse_error) 
   if (app.exit(parse_error, std::cout, wrong) == 0) {
     return kDone;
   }
-  throw usage_error(app, parse_error);
+  throw UsageError(usage_problem(app, parse_error));
 }
 
 ExitCode run(int argc, char** argv, Options& options) {

@@ -155,13 +155,13 @@ std::string HelpFormatter::make_help(const CLI::App* app, std::string name,
   return text;
 }
 
-UsageError usage_error(const CLI::App& app, const CLI::ParseError& parse_error) {
+std::string usage_problem(const CLI::App& app, const CLI::ParseError& parse_error) {
   const std::vector<CLI::App*> commands = app.get_subcommands();
   const std::vector<std::string> extras = app.remaining(true);
   const std::string what =
       extras.empty() ? in_our_words(parse_error.what()) : not_expected(app, extras.front());
-  return UsageError(what + "; see ndk-integrate " +
-                    (commands.empty() ? "" : commands.front()->get_name() + " ") + "--help");
+  return what + "; see ndk-integrate " +
+         (commands.empty() ? "" : commands.front()->get_name() + " ") + "--help";
 }
 
 }  // namespace ndk_integrate

@@ -5,8 +5,6 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
-#include "console_host/base/errors.h"
-
 namespace ndk_integrate {
 
 // Lays out the help of a command, as wide as the terminal is, with the exit codes at its end.
@@ -25,8 +23,8 @@ class HelpFormatter : public CLI::Formatter {
   std::size_t width_;
 };
 
-// What is wrong with the command line that `app` could not parse.
-UsageError usage_error(const CLI::App& app, const CLI::ParseError& parse_error);
+// What is wrong with the command line that `app` could not parse, as a sentence.
+std::string usage_problem(const CLI::App& app, const CLI::ParseError& parse_error);
 
 }  // namespace ndk_integrate
 
