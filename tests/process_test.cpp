@@ -124,11 +124,11 @@ void be_interrupted(int signal, const std::string& preparation, std::chrono::mil
 }
 
 TEST(Interruption, ReachesTheProcessGroup) {
-  constexpr std::chrono::hours kLong(1);
+  constexpr std::chrono::minutes kLong(1);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    EXPECT_EXIT(be_interrupted(signal, "", kLong), testing::KilledBySignal(signal),
-                "interrupted " + std::to_string(128 + signal));
-    EXPECT_EXIT(be_interrupted(signal, "sleep 1000 &", kLong), testing::KilledBySignal(signal),
+    // A shell lets what it runs in the background ignore SIGINT.
+    const std::string more = signal == SIGINT ? "" : "sleep 1000 &";
+    EXPECT_EXIT(be_interrupted(signal, more, kLong), testing::KilledBySignal(signal),
                 "interrupted " + std::to_string(128 + signal));
   }
 }
