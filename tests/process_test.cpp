@@ -108,8 +108,8 @@ TEST(Process, LeavesOthersThatItStarted) {
 void be_interrupted(int signal, const std::string& preparation, std::chrono::milliseconds grace) {
   ProcessOptions options;
   options.grace_period = grace;
-  const std::string script = "echo $$; " + preparation + " kill -" + std::to_string(signal) +
-                             " $PPID; while :; do sleep 1000; done";
+  const std::string script =
+      "echo $$; " + preparation + " kill -" + std::to_string(signal) + " $PPID; exec sleep 1000";
   const ProcessResult result = run_process({"sh", "-c", script}, options);
   try {
     throw_if_interrupted();
