@@ -218,6 +218,19 @@ class Lock(Races):
         self.assertEqual(outcome.code, 0, outcome)
         self.assert_comes_back(world)
 
+    def test_made_by_one_and_locked_by_another(self):
+        # Who comes second leaves it to who is at work.
+        world = self.world()
+        store, held, gate = (world.path(name) for name in [STORE, "held", "gate"])
+        os.mkfifo(held)
+        os.mkfifo(gate)
+        other = f"flock {store} sh -c ': > {held}; cat {gate}' > /dev/null 2>&1 & : < {held}"
+        outcome = run(world, "install", f"flock 1 before {other}")
+        self.assert_stopped(outcome, "another ndk-integrate is at work", f"holds WORLD/{STORE}")
+        self.assertTrue(os.path.isdir(store))
+        with open(gate, "wb"):
+            pass
+
     def test_moved_away_while_one_is_at_work(self):
         world = self.world()
         hook = f"fsync 5 before mv {world.path(STORE)} {world.path('elsewhere')}"
