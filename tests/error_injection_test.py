@@ -110,6 +110,8 @@ class Errors(unittest.TestCase):
             self.check_whole(world, before, after)
             if done.returncode != 0:
                 self.assertNotEqual(said, "", "it fails silently")
+                left = [path for path in world.snapshot() if re.search(r"/staged|/commit-|\.new$", path)]
+                self.assertEqual(left, [], said)
             claimed = '"changed":true' in said
             if "--dry-run" in injection.command:
                 self.assertEqual(after, before)
