@@ -87,7 +87,7 @@ class Edits(Races):
         world = self.world()
         with open(world.path(VARS_SH), "w", encoding="utf-8") as file:
             outcome = run(world, "install")
-            self.assert_stopped(outcome, f"WORLD/{VARS_SH} was changed by someone else just now")
+            self.assert_stopped(outcome, f"WORLD/{VARS_SH} is open for writing by someone else; it is left")
             file.write(MINE)
         self.assertEqual(world.read(VARS_SH), MINE)
 
@@ -196,6 +196,21 @@ class Edits(Races):
         self.assertEqual(outcome.code, 0, outcome)
         self.assertEqual(world.read(VARS_SH + ".edited"), MINE)
         self.assert_original(world)
+
+
+    def test_kept_and_named_when_more_goes_wrong(self):
+        # Without exchange another file comes in between; with it the directory cannot be flushed.
+        for strace, when, why in [
+            (NO_EXCHANGE, 6, "was changed by someone else just now"),
+            (["-e", "trace=fsync", "-e", "inject=fsync:error=EIO:when=11"], 99, "cannot flush"),
+        ]:
+            world = self.world(installed=True)
+            world.write(VARS_SH, MINE)
+            hook = EXCHANGE.format(when, "before", edit_in(world, VARS_SH, "later\n"))
+            force = f"--force={world.path(VARS_SH)}"
+            outcome = run(world, "undo", hook, strace=strace, options=[force])
+            self.assert_stopped(outcome, why, f"is kept as WORLD/{VARS_SH}.edited")
+            self.assertEqual(world.read(VARS_SH + ".edited"), MINE)
 
 
 class Lock(Races):
