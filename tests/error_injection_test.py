@@ -12,8 +12,8 @@ import sys
 import unittest
 
 from world import (
-    DISABLED, KEPT_ORIGINALS, NO_LEAK_SEARCH, ORIGINALS, OTHER_NDK, SETUP_64, STORE, TEMPLATES, VARS_SH,
-    World, small_tree,
+    ANDROID, CC, DISABLED, KEPT_ORIGINALS, NO_LEAK_SEARCH, ORIGINALS, OTHER_NDK, SETUP_64, STORE, TEMPLATES, VARS_SH,
+    World, script, small_tree,
 )
 
 ALL = "--all" in sys.argv
@@ -28,6 +28,7 @@ NOT_OURS = {
     "clone3", "vfork", "clone", "wait4", "waitid", "poll", "madvise", "sigaltstack", "gettid", "getpid",
 }
 TO = "other ndk"
+REMOVAL = ANDROID + "/ndk_removal.sh"
 # What is done before, and what is then tried: (command, options).
 SCENARIOS = {
     "install": ([], ("install",)),
@@ -205,6 +206,18 @@ class ReadErrors(unittest.TestCase):
             done, err = self.failing_read(world, world.path("installation.toml"), "install")
             self.assertEqual(done.returncode, 2)
             self.assertIn("cannot read WORLD/installation.toml: Input/output error", err)
+
+    def test_what_is_there_is_not_missing(self):
+        # A look that fails says nothing of the NDK, the removal script or the compiler.
+        for command, name, calls in [("undo", "ndk", "newfstatat"), ("undo", REMOVAL, "newfstatat"),
+                                     ("install", CC, "newfstatat,openat")]:
+            with self.subTest(command, name=name), World(small_tree(**{REMOVAL: script("")})) as world:
+                world.install()
+                before = world.snapshot()
+                done, err = self.failing_read(world, world.path(name), command, 1, calls)
+                self.assertEqual(done.returncode, 1, err)
+                self.assertRegex(err, f"cannot (look at|open the directory) WORLD/{name}: Input/output error")
+                self.assertEqual(world.snapshot(), before)
 
     def test_properties_of_ndk(self):
         with World(small_tree()) as world:

@@ -147,7 +147,7 @@ InstallationRecord record_of(const Compiler& compiler, const Session& session,
 }
 
 void refuse_missing_compiler(const Compiler& compiler) {
-  if (!is_directory(compiler.root)) {
+  if (!find_compiler_tree(compiler.root)) {
     throw std::runtime_error("the compiler package is not installed: there is no directory " +
                              compiler.root +
                              " (VORN_INSTALL_DIR followed by the component's subdir)");
