@@ -174,6 +174,12 @@ class Modes(HostileInput):
 
 
 class ShellNames(HostileInput):
+    def test_name_that_cannot_be_recorded(self):
+        world = self.world()
+        name = os.fsencode(world.path("ndk")) + b"\xff"
+        os.rename(world.path("ndk"), name)
+        self.assert_refused(world, "install", "is not UTF-8", options=["--ndk", name])
+
     def test_quotes_and_exclamation_marks_in_real_shells(self):
         for name in ["plain", "it's", "a!b", "a b"]:
             for quote in ["'", '"']:

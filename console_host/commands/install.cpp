@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "console_host/base/errors.h"
+#include "console_host/base/escaping.h"
 #include "console_host/base/files.h"
 #include "console_host/base/temporary_directory.h"
 #include "console_host/base/text.h"
@@ -217,6 +218,12 @@ void look_around(const Compiler& compiler, const Session& session, const Store& 
   if (is_integration_enabled(session)) {
     if (const auto surprise = shell_surprise(compiler.ndk)) {
       report.problems.push_back(*surprise);
+    }
+    if (utf8_text(compiler.ndk) != compiler.ndk) {
+      report.problems.push_back(
+          "the name of the NDK directory " + one_line(compiler.ndk) +
+          " is not UTF-8, and could not be recorded; make a link with a plain "
+          "name to it (ln -s) and give that with --ndk");
     }
     if (compiler.ndk.find(' ') != std::string::npos) {
       report.warnings.push_back("the path of the NDK, " + compiler.ndk +
