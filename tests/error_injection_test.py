@@ -148,6 +148,29 @@ for _name in SCENARIOS:
             lambda self, scenario=_name: self.check(scenario))
 
 
+class FlushErrors(unittest.TestCase):
+    """What could not be flushed is not said to be done, but for what is thrown away."""
+
+    def test_each(self):
+        for command in ["install", "undo"]:
+            number, is_last = 0, False
+            while not is_last:
+                number += 1
+                with self.subTest(command, number=number), World(small_tree()) as world:
+                    if command == "undo":
+                        world.install()
+                    trace = os.path.join(world.top, "trace")
+                    done = world.start(
+                        command, world.path("installation.toml"), "-v", env=NO_LEAK_SEARCH,
+                        before=strace(trace, "-e", "trace=fsync", "-e",
+                                      f"inject=fsync:error=EIO:when={number}"))
+                    with open(trace, encoding="utf-8") as file:
+                        is_last = file.read().count("fsync(") < number
+                    if not is_last and done.returncode == 0:
+                        self.assertIn(b"ERROR: cannot clean up", done.stderr)
+            self.assertGreater(number, 10)
+
+
 class InterruptedCalls(unittest.TestCase):
     """A signal that interrupts a call is not a failure."""
 
