@@ -2,6 +2,7 @@
 edit is lost, and none is claimed to be ours."""
 
 import os
+import re
 import shlex
 import unittest
 
@@ -202,7 +203,7 @@ class Edits(Races):
         # Without exchange another file comes in between; with it the directory cannot be flushed.
         for strace, when, why in [
             (NO_EXCHANGE, 6, "was changed by someone else just now"),
-            (["-e", "trace=fsync", "-e", "inject=fsync:error=EIO:when=11"], 99, "cannot flush"),
+            (["-e", "trace=fsync", "-e", "inject=fsync:error=EIO:when=10"], 99, "cannot flush"),
         ]:
             world = self.world(installed=True)
             world.write(VARS_SH, MINE)
@@ -211,6 +212,46 @@ class Edits(Races):
             outcome = run(world, "undo", hook, strace=strace, options=[force])
             self.assert_stopped(outcome, why, f"is kept as WORLD/{VARS_SH}.edited")
             self.assertEqual(world.read(VARS_SH + ".edited"), MINE)
+
+
+class Flushes(Races):
+    def test_each_place_after_its_last_rename(self):
+        edit = EXCHANGE.format(1, "before", "{edit}")
+        force = "--force={file}"
+        for command, hooks, strace, options, code in [
+            ("install", [], [], [], 0),
+            ("undo", [], [], [], 0),  # of a file that is missing, too
+            ("install", [], NO_EXCHANGE[2:], [], 0),
+            ("undo", [], NO_EXCHANGE[2:], [force], 0),
+            ("undo", [], [], [force], 0),
+            ("install", [edit], [], [], 1),  # and back
+        ]:
+            with self.subTest(command, hooks=hooks, strace=strace, options=options):
+                world = self.world(installed=command == "undo")
+                if options:
+                    world.write(VARS_SH, MINE)
+                elif command == "undo":
+                    os.remove(world.path(VARS_SH))
+                trace = os.path.join(world.top, "trace")
+                calls = ["-o", trace, "-y", "-e", "trace=renameat,renameat2,linkat,fsync", *strace]
+                hooks = [hook.format(edit=edit_in(world, SETUP_64)) for hook in hooks]
+                options = [option.format(file=world.path(VARS_SH)) for option in options]
+                outcome = run(world, command, *hooks, strace=calls, options=options)
+                self.assertEqual(outcome.code, code, outcome)
+                self.assertEqual(self.unflushed(trace), set())
+
+    def unflushed(self, trace):
+        """The directories whose entries changed after they were last flushed; but what is in the
+        staging directory is thrown away."""
+        directories = set()
+        with open(trace, encoding="utf-8") as lines:
+            for line in lines:
+                names = re.findall(r"\d+<([^>]*)>", line)
+                if line.rstrip().endswith(" = 0") and "fsync(" in line:
+                    directories.discard(names[0])
+                elif line.rstrip().endswith(" = 0"):
+                    directories.update(name for name in names if "/staged-" not in name)
+        return directories
 
 
 class Lock(Races):

@@ -348,7 +348,6 @@ void Store::remove_unneeded_originals() const {
       originals_->remove_file(name);
     }
   }
-  originals_->flush();
 }
 
 }  // namespace ndk_integrate
