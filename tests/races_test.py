@@ -72,6 +72,13 @@ class Edits(Races):
                         self.assert_comes_back(world, file)
                         self.assertEqual(world.read(file + ".edited"), MINE)
 
+    def test_before_the_first_exchange(self):
+        # Of the second file, when both have their copies: neither is put in its place.
+        world = self.world()
+        outcome = run(world, "install", f"rename 10 after {edit_in(world, SETUP_32)}")
+        self.assert_stopped(outcome, f"WORLD/{SETUP_32} was changed by someone else just now")
+        self.assert_original(world, SETUP_32)
+
     def test_before_exchange_of_undo(self):
         for by_rename in [False, True]:
             with self.subTest(by_rename=by_rename):
