@@ -8,10 +8,12 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "console_host/base/directory.h"
 #include "console_host/base/file.h"
+#include "console_host/base/files.h"
 #include "console_host/base/paths.h"
 #include "console_host/base/system_call.h"
 #include "console_host/package/compiler_tree.h"
@@ -77,6 +79,17 @@ TEST_F(Beneath, SiblingWithTheSameBeginning) {
   EXPECT_TRUE(is_below(top.path() + "/root/in", top.path() + "/root"));
   EXPECT_FALSE(is_below(top.path() + "/rootless/file", top.path() + "/root"));
   EXPECT_FALSE(is_below(top.path() + "/root", top.path() + "/root"));
+}
+
+TEST_F(Beneath, WhatCannotBeToldIsNotMissing) {
+  const std::string name(300, 'a');  // longer than the system takes
+  EXPECT_THROW(root.status_of(name), std::system_error);
+  EXPECT_THROW(root.find_file(name), std::system_error);
+  EXPECT_THROW(root.find_directory(name), std::system_error);
+  EXPECT_THROW(root.remove_file(name), std::system_error);
+  EXPECT_THROW(root.remove_directory(name), std::system_error);
+  EXPECT_THROW(root.exchange(name, root, name), std::system_error);
+  EXPECT_THROW(find_status(root.name_of(name)), std::system_error);
 }
 
 TEST_F(Beneath, NewFilesAndDirectoriesAreTheOwners) {
