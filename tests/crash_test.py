@@ -338,6 +338,8 @@ class DurabilityTest(StraceTest):
         if name == MANIFEST:
             for template in TEMPLATES:
                 self.assertTrue(disk.is_settled(template), f"{template} before {name}")
+        if name == STORE + "/manifest.undone":
+            self.assertTrue(disk.is_settled(STORE + "/originals"), f"originals before {name}")
         if os.path.dirname(name) == STORE + "/originals":
             self.assertTrue(disk.is_settled(MANIFEST), name)
             manifest = disk.bytes_on_disk(MANIFEST) or b""

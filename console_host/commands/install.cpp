@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "console_host/base/errors.h"
+#include "console_host/base/escaping.h"
 #include "console_host/base/files.h"
 #include "console_host/base/temporary_directory.h"
 #include "console_host/base/text.h"
@@ -147,7 +148,7 @@ InstallationRecord record_of(const Compiler& compiler, const Session& session,
 }
 
 void refuse_missing_compiler(const Compiler& compiler) {
-  if (!is_directory(compiler.root)) {
+  if (!find_compiler_tree(compiler.root)) {
     throw std::runtime_error("the compiler package is not installed: there is no directory " +
                              compiler.root +
                              " (VORN_INSTALL_DIR followed by the component's subdir)");
@@ -217,6 +218,12 @@ void look_around(const Compiler& compiler, const Session& session, const Store& 
   if (is_integration_enabled(session)) {
     if (const auto surprise = shell_surprise(compiler.ndk)) {
       report.problems.push_back(*surprise);
+    }
+    if (utf8_text(compiler.ndk) != compiler.ndk) {
+      report.problems.push_back(
+          "the name of the NDK directory " + one_line(compiler.ndk) +
+          " is not UTF-8, and could not be recorded; make a link with a plain "
+          "name to it (ln -s) and give that with --ndk");
     }
     if (compiler.ndk.find(' ') != std::string::npos) {
       report.warnings.push_back("the path of the NDK, " + compiler.ndk +

@@ -180,11 +180,11 @@ File stage_original(const Store& store, const std::string& file, const Found& fo
   const Store::Original original = store.original(file, found);
   File staged = staging.make_file(entry, file);
   staged.write(original.bytes, file);
-  if (found.file) {
-    store.tree().dress(staged, *found.file, original.mode);
-  } else {
-    store.tree().dress(staged, original.mode);
-  }
+  // What gives way may be a stranger's, who gets nothing.
+  const bool is_model =
+      found.file && store.tree().why_not_trusted(file, found.file->status()).empty();
+  store.tree().dress(staged, is_model ? &*found.file : nullptr, original.mode,
+                     original.is_secret_of_root);
   staging.rename(entry, staging, StagingDirectory::commit_name(store, file));
   return staged;
 }
