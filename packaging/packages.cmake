@@ -22,7 +22,8 @@ install(
   DESTINATION ${NDK_DOC}/${NDK_PACKAGE_program}
   COMPONENT program EXCLUDE_FROM_ALL)
 install(
-  FILES ${PROJECT_SOURCE_DIR}/docs/writing-a-host.md
+  FILES ${PROJECT_SOURCE_DIR}/docs/writing-a-host.md ${PROJECT_SOURCE_DIR}/docs/packaging-a-compiler.md
+        ${PROJECT_SOURCE_DIR}/docs/versioning.md
   DESTINATION ${NDK_DOC}/${NDK_PACKAGE_development}
   COMPONENT development EXCLUDE_FROM_ALL)
 install(

@@ -47,6 +47,16 @@ class PackagingGuide(unittest.TestCase):
         os.rmdir(self.world.path("opt"))
         self.assertEqual(self.world.snapshot(), before)
 
+    def test_licence(self):
+        """The packages say what the README says."""
+        for file in (
+            "README.md",
+            "packaging/debian/copyright",
+            "examples/debian_package/debian/copyright",
+        ):
+            with open(os.path.join(ROOT, file), encoding="utf-8") as text:
+                self.assertIn("\nNo licence has been chosen for this project yet.\n", text.read())
+
 
 if __name__ == "__main__":
     unittest.main()
