@@ -1,12 +1,13 @@
 #!/bin/sh
 # The Debian packages on a fresh machine, with its own dpkg and apt: every transition of the project's packages and of
 # the sample compiler's. scripts/test-packages runs this in a chroot, which it changes.
-#   debian_packages.sh PACKAGES EXAMPLES
+#   debian_packages.sh PACKAGES EXAMPLES GUIDE
 # PACKAGES holds the project's packages, an older version of them in older/, and two versions of the sample compiler,
-# 5.0.3.42-1 and 5.0.4.43-1.
+# 5.0.3.42-1 and 5.0.4.43-1; GUIDE is docs/packaging-a-compiler.md.
 set -eu
 packages=$1
 examples=$2
+guide=$3
 # shellcheck source=tests/packages/expectations.sh
 . "$(dirname "$0")/expectations.sh"
 export DEBIAN_FRONTEND=noninteractive
@@ -50,6 +51,11 @@ apt() {
 
 old=$packages/nox-ndk-compiler_5.0.3.42-1_all.deb
 new=$packages/nox-ndk-compiler_5.0.4.43-1_all.deb
+
+# install_program OPTION...: what the compiler's package needs.
+install_program() {
+  apt install "$@" "$packages"/libndk-utils1n_*.deb "$packages"/ndk-integrate_*.deb
+}
 
 purge_compiler() {
   dpkg --purge nox-ndk-compiler >/dev/null
@@ -121,6 +127,16 @@ life_of_a_package() {
   expect 'state' 'rc 5.0.3.42-1' "$(state nox-ndk-compiler)"
   apt purge nox-ndk-compiler
   expect 'state' '' "$(state nox-ndk-compiler)"
+  expect_nothing_left
+  begin 'what it needs is installed again'
+  apt install "$old"
+  install_program --reinstall
+  expect_integrated 5.0.3.42
+  begin 'what it needs is removed, and it with that'
+  apt remove libndk-utils1n
+  expect_gone
+  install_program
+  apt purge nox-ndk-compiler
   expect_nothing_left
   begin 'purged at once'
   apt install "$old"
@@ -218,6 +234,18 @@ failing_scripts() {
   expect_nothing_left
 }
 
+# The RUN line of the guide, in an image that has the NDK.
+container_image() {
+  begin 'the line of a container image'
+  apt purge libndk-utils1n ndk-integrate
+  mkdir /tmp/packages
+  cp "$packages"/libndk-utils1n_*.deb "$packages"/ndk-integrate_*.deb "$old" /tmp/packages/
+  sh -c "$(sed -n 's/^    RUN //p' "$guide")" || fail 'the line fails'
+  expect_integrated 5.0.3.42
+  expect 'lists of packages' '' "$(ls -A /var/lib/apt/lists)"
+  purge_compiler
+}
+
 # --- A kill in the middle ---
 
 # In place of some commands that the scripts use: each counts itself, and the one whose turn it is kills dpkg and all that
@@ -308,10 +336,11 @@ kills() {
 
 own_packages
 new_ndk
-apt install "$packages"/libndk-utils1n_*.deb "$packages"/ndk-integrate_*.deb
+install_program
 tree >"$work/tree"
 life_of_a_package
 no_ndk
 failing_scripts
 kills
+container_image
 end_cases
