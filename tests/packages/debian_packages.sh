@@ -228,6 +228,7 @@ failing_scripts() {
   expect_failure apt install "$new"
   expect 'state' 'ii 5.0.3.42-1' "$(state nox-ndk-compiler)"
   ndk-integrate undo -q /usr/share/nox-ndk-compiler/installation.toml --force "$vars"
+  rm "$vars.edited"
   apt install "$new"
   expect_integrated 5.0.4.43
   purge_compiler
