@@ -5,7 +5,7 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    ALL_IN_PLACE, BLANK, LOG_NOT_WHOLE, LOG_OF_CHOICE, MISLEADING, TEMPLATE_MISSING, Install,
+    ALL_IN_PLACE, BLANK, LOG_NOT_WHOLE, LOG_OF_CHOICE, MISLEADING, TEMPLATE_MISSING, Install, bad_ndk,
     cannot_open_log, disabled, log, log_of_good_ndk, log_of_install, log_of_ndk, log_of_script,
     log_of_search, stands_against,
 )
@@ -139,14 +139,19 @@ class IntegrationDisabled(EndToEndTest):
     def test_no_usable_ndk(self):
         off = {"NDK_INTEGRATION_ENABLED": '"no"'}
         other = {"ndk/source.properties": "Pkg.Revision = 21.4.7075529\n"}
-        for case, tree in {
-            "none found": small_tree(installation(NDK_DEFAULT_SEARCH_PATH_LINUX=None, **off)),
-            "preset": {**small_tree(with_ndk(**off)), **other},
-        }.items():
+        none = small_tree(installation(NDK_DEFAULT_SEARCH_PATH_LINUX=None, **off))
+        preset = {**small_tree(with_ndk(**off)), **other}
+        not_asked = bad_ndk("r21e (21.4.7075529) is not among r11b, r11c")
+        not_there = bad_ndk("no such directory", "TOP/none")
+        for case, tree, options, warnings in [
+            ("none found", none, [], []),
+            ("preset", preset, [], [not_asked]),
+            ("--ndk", none, ["--ndk", "none"], [not_there]),
+        ]:
             with self.subTest(case):
                 changed = filled("", first=True)
-                outcomes = [self.world(tree).install(*form) for form in [[], ["--json"]]]
-                self.assert_told(disabled(ndk=""), *outcomes, changed=changed)
+                outcomes = [self.world(tree).install(*options, *form) for form in [[], ["--json"]]]
+                self.assert_told(disabled(ndk="", warnings=warnings), *outcomes, changed=changed)
 
     def test_no_script(self):
         world = self.world(without(small_tree(), SCRIPT))
