@@ -4,14 +4,15 @@ import os
 import unittest
 
 from end_to_end import EndToEndTest
+from examples import ExampleWorld
 from messages import (
     ALL_IN_PLACE, BLANK, LOG_NOT_WHOLE, LOG_OF_CHOICE, MISLEADING, TEMPLATE_MISSING, Install, bad_ndk,
     cannot_open_log, disabled, log, log_of_good_ndk, log_of_install, log_of_ndk, log_of_script,
     log_of_search, stands_against,
 )
 from world import (
-    COMPONENT, DISABLED, KEPT, SCRIPT, TEMPLATES, VARS_CSH, VARS_SH, example_world, filled,
-    installation, small_tree, without,
+    COMPONENT, DISABLED, KEPT, SCRIPT, TEMPLATES, VARS_CSH, VARS_SH, filled, installation,
+    small_tree, without,
 )
 
 TOOLCHAINS = ["x86_64-nox5.0.3.42", "x86-nox5.0.3.42"]
@@ -33,7 +34,7 @@ class ExampleInstallation(EndToEndTest):
     linux = "package/compiler/compilers_and_libraries_2005.3.42/linux"
 
     def test_outcome(self):
-        world = self.enterContext(example_world(self.name))
+        world = self.enterContext(ExampleWorld(self.name))
         toml = world.read("installation.toml")
         for old, new, quoted, quoted_new in self.moves:
             os.rename(world.path(old), world.path(new))
