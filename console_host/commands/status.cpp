@@ -104,6 +104,10 @@ void judge_installation(const std::string& version, StatusReport& status) {
     status.outcome = StatusReport::Outcome::kUnfinished;
     status.message = "the installation of " + version +
                      " did not come to its end; install or undo puts that right";
+  } else if (!status.record && filled_in == 0) {
+    status.message = version +
+                     " is not installed, but originals of its files are kept; undo puts them back "
+                     "as soon as their directories are there";
   } else if (filled_in < all) {
     status.outcome = StatusReport::Outcome::kIncomplete;
     status.message = version +
