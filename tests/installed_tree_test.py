@@ -7,9 +7,10 @@ import tempfile
 import unittest
 
 from end_to_end import EndToEndTest
+from examples import ExampleWorld
 from messages import Install, no_plugin
 from plugins import CXX
-from world import LIBRARY, example_world
+from world import LIBRARY
 
 BUILD_DIR = os.environ["BUILD_DIR"]
 HEADERS = ["host/host.h", "host_check/host_check.h", "ndk_utils/ndk_utils.h"]
@@ -69,7 +70,7 @@ class InstalledTree(EndToEndTest):
                 self.assertEqual((done.returncode, done.stdout), (0, ""))
 
     def install_example(self, prefix):
-        world = self.enterContext(example_world())
+        world = self.enterContext(ExampleWorld())
         return world, world.install(program=os.path.join(prefix, "bin/ndk-integrate"))
 
     def test_program(self):

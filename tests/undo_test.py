@@ -10,8 +10,8 @@ from messages import (
     not_expected, not_undone, said,
 )
 from world import (
-    DISABLED, LINUX, ORIGINALS, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, World,
-    filled, installation, restored, undone, without,
+    ANDROID, DISABLED, LINUX, ORIGINALS, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH,
+    World, filled, installation, restored, undone, without,
 )
 
 
@@ -146,6 +146,16 @@ class MissingFiles(UndoTest):
             self.assert_undone(world, *form, report=gone, changed=changed, left=kept)
             os.rename(world.path("away"), world.path(LINUX + "/bin"))
             self.assert_undone(world, *form, report=back, changed=restored(VARS_SH, VARS_CSH))
+
+    def test_all_directories(self):
+        world = self.installed_world()
+        for name in ANDROID, LINUX:
+            shutil.rmtree(world.path(name))
+        for ndk in [NDK, ""]:
+            report = Undo(dict.fromkeys(TEMPLATES, "gone"), ndk=ndk)
+            self.assert_told(report, world.undo())
+            status = world.run("status", world.path("installation.toml"), "--json").json()
+            self.assertEqual(status["outcome"], "not-installed")
 
 
 class CommandLine(EndToEndTest):

@@ -68,11 +68,13 @@ bool is_system_failure(const Judgement& judgement) {
          number != ENOTDIR;
 }
 
+std::string why_preset_is_bad(const Judgement& judgement) {
+  return "NDK_PATH is " + judgement.path + ", which cannot be used: " + judgement.message;
+}
+
 [[noreturn]] void stop_without_ndk(bool is_preset, const std::vector<Judgement>& judgements) {
   if (is_preset) {
-    const Judgement& judgement = judgements.front();
-    throw Stop(Report::Outcome::kNoNdk, false,
-               "NDK_PATH is " + judgement.path + ", which cannot be used: " + judgement.message);
+    throw Stop(Report::Outcome::kNoNdk, false, why_preset_is_bad(judgements.front()));
   }
   const bool is_failure = std::any_of(judgements.begin(), judgements.end(), is_system_failure);
   std::string what = "NDK_DEFAULT_SEARCH_PATH_LINUX names no directory";
@@ -118,6 +120,9 @@ void prepare(const Plugin& plugin, Session& session, Report& report) {
   } else if (is_integration_enabled(session)) {
     stop_without_ndk(is_preset, report.candidates);
   } else {
+    if (is_preset) {
+      report.warnings.push_back(why_preset_is_bad(report.candidates.front()));
+    }
     say("NDK: none, and none needed: integration is disabled");
   }
   select_component(session, report);

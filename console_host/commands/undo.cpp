@@ -1,6 +1,7 @@
 #include "console_host/commands/undo.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <set>
@@ -268,6 +269,29 @@ void undo_installation(const Plugin& plugin, Session& session, const Compiler& c
   put_back_all(store, compiler.version, staging, report);
 }
 
+// How many of the files are the originals again.
+std::string what_of_files(const Undo& report) {
+  const auto number_of = [&](UndoneFile::Result result) {
+    return std::count_if(report.files.begin(), report.files.end(),
+                         [&](const UndoneFile& file) { return file.result == result; });
+  };
+  const auto all = static_cast<std::ptrdiff_t>(report.files.size());
+  const auto gone = number_of(UndoneFile::Result::kGone);
+  const auto shared = number_of(UndoneFile::Result::kShared);
+  if (gone + shared == 0) {
+    return "the compiler's files are put back";
+  }
+  std::vector<std::string> left;
+  if (gone > 0) {
+    left.push_back("directory gone: " + std::to_string(gone));
+  }
+  if (shared > 0) {
+    left.push_back("used by another version: " + std::to_string(shared));
+  }
+  return std::to_string(all - gone - shared) + " of " + std::to_string(all) +
+         " files of the compiler are put back (" + join(left, ", ") + ")";
+}
+
 // What becomes of the NDK, as the end of a sentence.
 std::string what_of_ndk(const Undo& report) {
   if (!report.ndk) {
@@ -301,11 +325,11 @@ void run(const Plugin& plugin, Session& session, Undo& report) {
     return;
   }
   if (report.removal && report.removal->has_failed()) {
-    throw std::runtime_error("the compiler's files are put back, but " +
+    throw std::runtime_error(what_of_files(report) + ", but " +
                              why_removal_failed(*report.removal));
   }
   report.outcome = Undo::Outcome::kUndone;
-  report.message = "the compiler's files are put back" + what_of_ndk(report);
+  report.message = what_of_files(report) + what_of_ndk(report);
 }
 
 std::string line_of(const UndoneFile& file, bool is_dry_run) {
