@@ -47,9 +47,12 @@ class InstalledTree(EndToEndTest):
                 "lib/cmake/ndk_utils-1/ndk_utilsConfig.cmake": "file",
                 "lib/cmake/ndk_utils-1/ndk_utilsConfigVersion.cmake": "file",
                 "lib/pkgconfig/ndk-utils-host.pc": "file",
+                "share/bash-completion/completions/ndk-integrate": "file",
+                "share/fish/vendor_completions.d/ndk-integrate.fish": "file",
                 "share/man/man1/ndk-integrate.1": "file",
                 "share/ndk-integrate/ndk-integrate.schema.json": "file",
                 "share/ndk_utils-1/exports.list": "file",
+                "share/zsh/site-functions/_ndk-integrate": "file",
             },
         )
 

@@ -255,9 +255,9 @@ class WrongUsage(EndToEndTest):
         wrong = f"unknown key 'X' in [session], expected one of {variables}"
         not_there = cannot("read", "none", "No such file or directory")
         for command, message in [
-            (["install"], "INSTALLATION.toml is required; see ndk-integrate install --help"),
+            (["install"], "INSTALLATION.toml is missing; see ndk-integrate install --help"),
             (["undo", "a", "--x"],
-             "The following argument was not expected: --x; see ndk-integrate undo --help"),
+             "unknown option '--x'; see ndk-integrate undo --help"),
             (["status", world.path("none")], not_there),
             (["install", world.path("installation.toml")], f"WORLD/installation.toml:2: {wrong}"),
             (["nonsense"], "unknown command 'nonsense'; see ndk-integrate --help"),

@@ -5,7 +5,7 @@ import unittest
 
 from end_to_end import EndToEndTest
 from examples import ExampleWorld
-from messages import NDK, Install, said
+from messages import NDK, Install, did_you_mean, said
 from world import (
     ANDROID, DISABLED, LINUX, OTHER_NDK, SCRIPT, VARS_CSH, VARS_SH, changes, filled,
     installation, script, small_tree,
@@ -78,7 +78,7 @@ class NdkOption(EndToEndTest):
                 world = self.fresh_world(NDK_PATH='"ndk"')
                 self.assert_installs(world, *options, report=Install.other_ndk(), cwd=world.dir)
         world = self.fresh_world()
-        report = Install.other_ndk(ndk="WORLD/ndk/../other ndk")
+        report = Install.other_ndk(ndk="WORLD/other ndk")
         self.assert_installs(world, "--ndk", "../other ndk", report=report, cwd=world.path("ndk"))
 
     def test_before_the_file(self):
@@ -130,6 +130,7 @@ class SetOption(EndToEndTest):
         )
         names = ["NDK_PATH_STATUS", "ndk_path", "NDK_COMPILER_VERSION", ""]
         wrong = {f"{name}=x": f"unknown session variable '{name}', {expected}" for name in names}
+        wrong["ndk_path=x"] += did_you_mean("NDK_PATH")
         wrong.update({text: f"--set {text}: expected NAME=VALUE" for text in ["NDK_PATH", ""]})
         world = self.small_world()
         for setting, message in wrong.items():

@@ -3,9 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <ctime>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -13,11 +11,14 @@
 #include "console_host/base/errors.h"
 #include "console_host/base/escaping.h"
 #include "console_host/base/files.h"
+#include "console_host/base/interruption.h"
 #include "console_host/base/temporary_directory.h"
 #include "console_host/base/text.h"
+#include "console_host/base/utc_time.h"
 #include "console_host/commands/find.h"
 #include "console_host/commands/output.h"
 #include "console_host/commands/report.h"
+#include "console_host/commands/script_teller.h"
 #include "console_host/commands/verify.h"
 #include "console_host/ndk/asked_releases.h"
 #include "console_host/ndk/search.h"
@@ -130,15 +131,6 @@ void prepare(const Plugin& plugin, Session& session, Report& report) {
 
 // --- The integration ---
 
-std::string now() {
-  const std::time_t time = std::time(nullptr);
-  std::tm utc{};
-  gmtime_r(&time, &utc);
-  std::array<char, sizeof "2026-11-21T20:09:34Z"> text{};
-  std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
-  return text.data();
-}
-
 InstallationRecord record_of(const Compiler& compiler, const Session& session,
                              const Report& report) {
   InstallationRecord record;
@@ -148,7 +140,7 @@ InstallationRecord record_of(const Compiler& compiler, const Session& session,
     record.release = report.release;
   }
   record.component = report.component.value_or("");
-  record.time = now();
+  record.time = utc_time();
   return record;
 }
 
@@ -273,8 +265,8 @@ void rehearse(const Plugin& plugin, Session& session, const Compiler& compiler, 
 
 // Performs what was rehearsed. What it did stands in the report also when it ended early.
 void perform(const Plugin& plugin, Session& session, const Compiler& compiler, Store& store,
-             const Directory& staging, Report& report) {
-  Performance performance(compiler, store, staging, record_of(compiler, session, report));
+             const Directory& staging, ScriptWatcher& watcher, Report& report) {
+  Performance performance(compiler, store, staging, record_of(compiler, session, report), watcher);
   const auto note = [&] {
     report.files = performance.files();
     report.script = performance.script();
@@ -320,13 +312,15 @@ void rehearse_then_perform(const Plugin& plugin, Session& session, const Compile
     rehearse(plugin, session, compiler, store, staging.directory(), report);
   }
   refuse_problems(report);
+  throw_if_interrupted();
   const StagingDirectory staging(store);
   store.reopen(compiler.version);
+  ScriptTeller teller;
   if (report.removal) {
-    run_removal(compiler, *report.removal);
+    run_removal(compiler, *report.removal, teller);
     refuse_failed_removal(*report.removal);
   }
-  perform(plugin, session, compiler, store, staging.directory(), report);
+  perform(plugin, session, compiler, store, staging.directory(), teller, report);
 }
 
 // Throws std::runtime_error when the integration script failed.
@@ -355,6 +349,7 @@ void verify_integration(const Plugin& plugin, const Session& session, const Comp
 }
 
 void integrate(const Plugin& plugin, Session& session, Report& report) {
+  const HeldSignals held;
   const Compiler compiler = compiler_of(plugin, session);
   refuse_missing_compiler(compiler);
   directory_for_temporary_files();  // which a relative TMPDIR names from here

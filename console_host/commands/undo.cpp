@@ -11,10 +11,12 @@
 #include <vector>
 
 #include "console_host/base/errors.h"
+#include "console_host/base/interruption.h"
 #include "console_host/base/paths.h"
 #include "console_host/base/text.h"
 #include "console_host/commands/output.h"
 #include "console_host/commands/report.h"
+#include "console_host/commands/script_teller.h"
 #include "console_host/package/compiler.h"
 #include "console_host/package/compiler_tree.h"
 #include "console_host/package/lock.h"
@@ -254,6 +256,7 @@ void put_back_all(Store& store, const std::string& version, const StagingDirecto
 // Takes the compiler out of its NDK and puts the originals back, unless nothing is recorded.
 void undo_installation(const Plugin& plugin, Session& session, const Compiler& compiler,
                        const CompilerTree& tree, Undo& report) {
+  const HeldSignals held;
   const Lock lock(tree, Store::kDirectory);
   Store store(tree, &lock);
   const StagingDirectory staging(store);
@@ -263,7 +266,8 @@ void undo_installation(const Plugin& plugin, Session& session, const Compiler& c
     return;
   }
   if (report.removal) {
-    run_removal(compiler, *report.removal);
+    ScriptTeller teller;
+    run_removal(compiler, *report.removal, teller);
   }
   plugin.unintegrate_ndk(session.handle());
   put_back_all(store, compiler.version, staging, report);
@@ -395,6 +399,9 @@ void tell_programs(const Undo& report) {
 }  // namespace
 
 ExitCode undo(const Plugin& plugin, const Installation& installation, const UndoOptions& options) {
+  if (options.json) {
+    be_quiet();
+  }
   Session session(installation);
   Undo report;
   report.is_dry_run = options.dry_run;
