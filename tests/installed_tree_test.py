@@ -12,7 +12,8 @@ from plugins import CXX
 from world import LIBRARY, example_world
 
 BUILD_DIR = os.environ["BUILD_DIR"]
-HEADERS = ["host/host.h", "ndk_utils/ndk_utils.h"]
+HEADERS = ["host/host.h", "host_check/host_check.h", "ndk_utils/ndk_utils.h"]
+INCLUDE = "include/ndk_utils-1"
 
 
 class InstalledTree(EndToEndTest):
@@ -41,17 +42,19 @@ class InstalledTree(EndToEndTest):
             {
                 **libraries,
                 "bin/ndk-integrate": "program",
-                "include/host/host.h": "file",
-                "include/host_check/host_check.h": "file",
-                "include/ndk_utils/ndk_utils.h": "file",
+                **{f"{INCLUDE}/{header}": "file" for header in HEADERS},
+                "lib/cmake/ndk_utils-1/ndk_utilsConfig.cmake": "file",
+                "lib/cmake/ndk_utils-1/ndk_utilsConfigVersion.cmake": "file",
+                "lib/pkgconfig/ndk-utils-host.pc": "file",
                 "share/man/man1/ndk-integrate.1": "file",
                 "share/ndk-integrate/ndk-integrate.schema.json": "file",
+                "share/ndk_utils-1/exports.list": "file",
             },
         )
 
     def test_headers(self):
         command = [CXX, "-std=c++17", "-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only"]
-        command += ["-I", os.path.join(self.prefix, "include"), "-x", "c++", "-"]
+        command += ["-I", os.path.join(self.prefix, INCLUDE), "-x", "c++", "-"]
         for header in HEADERS:
             with self.subTest(header):
                 done = subprocess.run(
