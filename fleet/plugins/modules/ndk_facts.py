@@ -22,7 +22,7 @@ options:
     default: []
   supported:
     description:
-      - Releases that are asked for, as V(r10e;r11c), V(r21*), V(r21..r25), V(r21+) or V(27.0.12077973).
+      - Releases that are asked for, as C(r10e;r11c), C(r21*), C(r21..r25), C(r21+) or C(27.0.12077973).
       - Without it any release that can be read is good.
     type: str
   read_only:

@@ -23,19 +23,19 @@ options:
   ndk:
     description:
       - The NDK to integrate into, or to verify, instead of the one that the file leads to.
-      - Does not matter where O(state=absent), which goes by what is recorded.
+      - Does not matter where C(state=absent), which goes by what is recorded.
     type: path
   set:
     description:
       - Session variables that override those of the file, by their names.
-      - A list becomes a text with V(;) between its items.
+      - A list becomes a text with C(;) between its items.
     type: dict
     default: {}
   state:
     description:
-      - With V(present) the compiler is integrated into the NDK.
-      - With V(absent) it is taken out of the NDK again, and its files are as they were.
-      - With V(verified) the NDK builds with the compiler, or the module fails. It changes nothing.
+      - With C(present) the compiler is integrated into the NDK.
+      - With C(absent) it is taken out of the NDK again, and its files are as they were.
+      - With C(verified) the NDK builds with the compiler, or the module fails. It changes nothing.
     type: str
     choices: [present, absent, verified]
     default: present
@@ -88,10 +88,10 @@ RETURN = r"""
 outcome:
   description:
     - What became of it.
-    - With O(state=present) one of V(integrated), V(disabled), V(not-selected), V(no-ndk) and V(failed).
-    - With O(state=absent) one of V(undone), V(nothing-to-undo) and V(failed).
-    - With O(state=verified) one of V(verified), V(not-installed) and V(failed).
-    - Also V(wrong-usage) and V(no-plugin), with which the program could do nothing.
+    - With C(state=present) one of C(integrated), C(disabled), C(not-selected), C(no-ndk) and C(failed).
+    - With C(state=absent) one of C(undone), C(nothing-to-undo) and C(failed).
+    - With C(state=verified) one of C(verified), C(not-installed) and C(failed).
+    - Also C(wrong-usage) and C(no-plugin), with which the program could do nothing.
   returned: always
   type: str
   sample: integrated
@@ -117,18 +117,18 @@ release:
   sample: r11c
 component:
   description: The component that is the compiler, or null.
-  returned: with O(state=present), when the program understood what it was told
+  returned: with C(state=present), when the program understood what it was told
   type: str
   sample: nox-ndk-compiler-5.0.3
 candidates:
   description: Where no NDK can be used, the verdict on each directory, as in M(ndk_utils.integrate.ndk_facts).
-  returned: with O(state=present), when the program understood what it was told
+  returned: with C(state=present), when the program understood what it was told
   type: list
   elements: dict
   sample: []
 files:
   description: The files of the compiler.
-  returned: with O(state=present) or O(state=absent), when the program understood what it was told
+  returned: with C(state=present) or C(state=absent), when the program understood what it was told
   type: list
   elements: dict
   contains:
@@ -139,19 +139,19 @@ files:
       sample: /opt/nox/compiler/android/x86-nox5.0.3.42/setup.mk
     result:
       description:
-        - V(patched), V(missing) or V(failed).
-        - With O(state=absent) V(restored), V(original), V(gone) or V(shared).
+        - C(patched), C(missing) or C(failed).
+        - With C(state=absent) C(restored), C(original), C(gone) or C(shared).
       returned: always
       type: str
       sample: patched
     placeholders:
       description: How many placeholders the original has.
-      returned: with O(state=present)
+      returned: with C(state=present)
       type: int
       sample: 6
 script:
   description: The package's integration script, or null. In check mode it did not run.
-  returned: with O(state=present), when the program understood what it was told
+  returned: with C(state=present), when the program understood what it was told
   type: dict
   contains: &script
     command:
@@ -171,7 +171,7 @@ script:
       sample: ""
 removal:
   description: What was done about an NDK that the compiler was integrated into before, or null.
-  returned: with O(state=present) or O(state=absent), when the program understood what it was told
+  returned: with C(state=present) or C(state=absent), when the program understood what it was told
   type: dict
   contains:
     ndk:
@@ -191,13 +191,13 @@ removal:
       sample: null
 problems:
   description: All that stands against the integration, each in a sentence.
-  returned: with O(state=present), when the program understood what it was told
+  returned: with C(state=present), when the program understood what it was told
   type: list
   elements: str
   sample: []
 toolchains:
   description: The result for each toolchain definition of the compiler.
-  returned: with O(state=verified), when the program understood what it was told
+  returned: with C(state=verified), when the program understood what it was told
   type: list
   elements: dict
   contains:
@@ -218,7 +218,7 @@ toolchains:
       elements: str
       sample: [x86]
     result:
-      description: V(works), or in one word why not.
+      description: C(works), or in one word why not.
       returned: always
       type: str
       sample: works
@@ -268,7 +268,7 @@ from ansible_collections.ndk_utils.integrate.plugins.module_utils.program import
 
 
 def settings(module):
-    """The options for O(set)."""
+    """The options for C(set)."""
     options = []
     for name, value in sorted(module.params["set"].items()):
         text = ";".join(str(item) for item in value) if isinstance(value, list) else str(value)
