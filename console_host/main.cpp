@@ -311,6 +311,11 @@ void describe_undo(CLI::App& app, Options& options, Action& action) {
   CLI::App* undo = app.add_subcommand("undo", "Put back the compiler's files as they were");
   add_installation(*undo, options);
   undo->add_flag("--dry-run", options.undo.dry_run, "Change nothing, tell what would be put back");
+  undo->add_option(
+          "--force", options.undo.force,
+          "Put FILE back although it was changed by someone else, and keep the change beside it")
+      ->option_text("FILE")
+      ->allow_extra_args(false);
   add_keep_ndk_flag(*undo, options.undo.keep_ndk);
   add_json_flag(*undo, options.undo.json);
   describe_common_options(*undo, options);

@@ -17,7 +17,7 @@ TAKES = {
     "check": {"DIR", "--supported", "--read-only", "--json"},
     "release": {"RELEASE", "--json"},
     "install": {*INSTALLATION, "--ndk", "--dry-run", "--optional", "--keep-ndk", "--verify"},
-    "undo": {*INSTALLATION, "--dry-run", "--keep-ndk"},
+    "undo": {*INSTALLATION, "--dry-run", "--force", "--keep-ndk"},
     "verify": {*INSTALLATION, "--ndk", "--no-build", "--keep"},
     "status": INSTALLATION,
     "check-host": {"--library", "--program", "--json"},

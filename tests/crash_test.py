@@ -16,7 +16,7 @@ import re
 import tempfile
 import unittest
 
-from strace import WHY_NOT, file_in, paths_in
+from strace import WHY_NOT, file_in, opened_in, paths_in, real_name
 from sweep import Case, QuickWorld, Sweep, SweepTest, outside_store, say
 from world import (
     CC, MANIFEST, NO_LEAK_SEARCH, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH,
@@ -69,10 +69,11 @@ def case_of(name, world):
 class Call:
     """A call that the program made, from a line of strace's log."""
 
-    def __init__(self, name, number, line):
+    def __init__(self, name, number, line, descriptors):
         self.name = name
         self.number = number  # which of the calls with that name it is
         self.line = line
+        self.descriptors = descriptors  # the names of what is open, by number
 
     def __str__(self):
         return f"{self.name} number {self.number}: {self.line[:200]}"
@@ -91,7 +92,7 @@ class Call:
 
     def paths(self):
         """The files of a call that has names."""
-        return paths_in(self.line)
+        return [real_name(path, self.descriptors) for path in paths_in(self.line)]
 
     def written(self):
         """How many bytes a write has written."""
@@ -114,11 +115,13 @@ def calls_of(world, command):
         lines = [line.rstrip("\n") for line in log]
     calls = []
     count = collections.Counter()
+    descriptors = {}
     for line in lines:
         found = re.match(r"(\w+)\(", line)
         if found:
             count[found[1]] += 1
-            calls.append(Call(found[1], count[found[1]], line))
+            calls.append(Call(found[1], count[found[1]], line, dict(descriptors)))
+            descriptors.update(opened_in(line))
     return [call for call in calls if call.changes_something()]
 
 
@@ -230,6 +233,10 @@ class Disk:
         self._files[new] = self._files.pop(old)
         self._pending |= {old, new}
 
+    def exchange(self, one, other):
+        self._files[one], self._files[other] = self._files[other], self._files[one]
+        self._pending |= {one, other}
+
     def remove(self, name):
         self._files.pop(name, None)
         self._pending.add(name)
@@ -303,14 +310,12 @@ class DurabilityTest(StraceTest):
             if names[1] in TEMPLATES:
                 self.check_before_rename(*names)
                 self.renamed.append(names[1])
-            disk.rename(*names)
+            (disk.exchange if "RENAME_EXCHANGE" in call.line else disk.rename)(*names)
         elif call.name in ("unlink", "unlinkat", "rmdir"):
             self.check_before_removal(names[0])
             disk.remove(names[0])
         else:  # its effect on the disk is not known here
-            self.assertIn(
-                call.name, ["ftruncate", "fchmod", "chmod", "fchmodat", "chown", "fchownat"]
-            )
+            self.assertIn(call.name, ["ftruncate", "fchmod", "chmod", "chown", "fchown", "fsetxattr"])
 
     def check_before_rename(self, staged, template):
         """All that undo needs is on the disk before the result takes the original's place."""

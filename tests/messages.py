@@ -98,6 +98,10 @@ TEMPLATE_MISSING = (
 )
 NOT_ORDINARY = "the template WORLD/{} is not an ordinary file"
 ON_OTHER_FILE_SYSTEM = "the template WORLD/{} is on another file system than WORLD/package/cc"
+DIRECTORY_IS_LINK = (
+    "WORLD/{} is a link or lies behind one, or is outside WORLD/package/cc; no link is followed "
+    "there, put an ordinary directory in its place"
+)
 IS_LINK = (
     "the template WORLD/{} is a link, which filling it in would replace or write through; put an "
     "ordinary file there"
@@ -147,14 +151,15 @@ def edited(file):
     return (
         f"WORLD/{file} was changed by someone else since ndk-integrate wrote it, so it is left as "
         "it is, and so is everything else; to give that change up, put its original there: "
-        f"cat WORLD/{kept_original(file)} > WORLD/{file}"
+        f"cat WORLD/{kept_original(file)} > WORLD/{file}, or undo with --force WORLD/{file}, which "
+        "keeps the change beside it"
     )
 
 
 def original_damaged(file):
     return (
-        f"the original of WORLD/{file} that is kept as WORLD/{kept_original(file)} is damaged; "
-        "reinstall the compiler package"
+        f"the original of WORLD/{file} that is kept as WORLD/{kept_original(file)} is missing or "
+        "damaged; reinstall the compiler package"
     )
 
 
@@ -445,6 +450,7 @@ class Undo(Told):
             "files": [
                 {"path": f"WORLD/{file}", "result": self.files[file]} for file in sorted(self.files)
             ],
+            "warnings": [],
             "message": self._message(),
         }
 

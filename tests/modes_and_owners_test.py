@@ -8,7 +8,7 @@ import unittest
 from end_to_end import EndToEndTest
 from messages import Install, Undo, cannot, kept_original
 from world import (
-    LINUX, ORIGINALS, OTHER_NDK, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, changes,
+    LINUX, NOBODY, ORIGINALS, OTHER_NDK, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, changes,
     filled, restored, undone,
 )
 
@@ -88,10 +88,14 @@ class Owners(ModesTest):
     @unittest.skipUnless(os.geteuid() == 0, "only root may give files away")
     def test_kept(self):
         world = self.world_with(MODES)
-        owners = {file: (1000 + i, 2000 + i, MODES[file]) for i, file in enumerate(TEMPLATES)}
-        for file, (user, group, mode) in owners.items():
-            os.chown(world.path(file), user, group)
+        world.give_to_nobody()
+        for i, (file, mode) in enumerate(MODES.items()):
+            os.chown(world.path(file), NOBODY, 2000 + i)
             world.chmod(file, mode)
+        # What root writes in somebody's tree never runs as that user.
+        owners = {
+            file: (NOBODY, 2000 + i, mode & 0o1777) for i, (file, mode) in enumerate(MODES.items())
+        }
         for step in [world.install, world.install, world.undo, world.install]:
             self.assertEqual(step().code, 0)
             status = {file: os.stat(world.path(file)) for file in TEMPLATES}

@@ -3,20 +3,18 @@ changed, no script runs. And what it warns of."""
 
 import json
 import os
-import shutil
-import tempfile
 import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
     BLANK, IS_LINK, MISLEADING, NDK, NDK_NOT_WRITABLE, NONE_GOOD, NOTHING_ASKS, NOT_ORDINARY,
-    NOT_WRITABLE, ON_OTHER_FILE_SYSTEM, SCRIPT_MISSING, TEMPLATE_MISSING, Stopped, bad_ndk, cannot,
+    DIRECTORY_IS_LINK, NOT_WRITABLE, ON_OTHER_FILE_SYSTEM, SCRIPT_MISSING, TEMPLATE_MISSING, Stopped, bad_ndk, cannot,
     edited, judgement, no_ndk, not_done, problems, refused, said, stands_against,
 )
 from world import (
     ANDROID, CC, COMPONENT, DISABLED, LINUX, MANIFEST, ORIGINALS, OTHER_NDK, SCRIPT, SETUP_32,
     SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, component_with, filled, installation,
-    memory_directory, small_tree, without,
+    small_tree, without,
 )
 
 OPTIONAL = "--optional"
@@ -73,22 +71,28 @@ class Links(EndToEndTest):
         world.undo()
         self.assertEqual(world.read("moved.sh"), "ndk='WORLD/ndk'\n\n")
 
-    def test_linked_directory_on_other_file_system(self):
-        # A copy could not take a template's place in one step.
-        here = tempfile.gettempdir()
-        if memory_directory() is None or os.stat(memory_directory()).st_dev == os.stat(here).st_dev:
-            self.skipTest("there is no second file system")
-        other = self.enterContext(tempfile.TemporaryDirectory(prefix="ndk_integrate_test."))
-        world = self.world(small_tree(), where=memory_directory())
-        shutil.move(world.path(LINUX), other)
-        world.write(LINUX, f"-> {other}/linux")
-        texts = [ON_OTHER_FILE_SYSTEM.format(file) for file in [VARS_SH, VARS_CSH]]
-        self.assert_outcome(world.install("-q"), 1, err=problems(*texts), kept=True)
+    def test_linked_directory(self):
+        # In the compiler's directory no link is followed, wherever it leads.
+        for target in ["linux.real", "../../elsewhere"]:
+            with self.subTest(target):
+                world = self.small_world()
+                os.rename(world.path(LINUX), world.path(os.path.join(os.path.dirname(LINUX), target)))
+                world.write(LINUX, f"-> {target}")
+                self.assert_refused(world, stands_against(DIRECTORY_IS_LINK.format(LINUX + "/bin")))
 
-    def test_linked_directories(self):
-        # Only the template itself counts.
+    @unittest.skipUnless(os.geteuid() == 0, "only root may mount")
+    def test_other_file_system(self):
+        # A copy could not take a template's place in one step.
+        mount = 'cd "$0" && cp -a bin ../saved && mount -t tmpfs none bin && cp -a ../saved/. bin'
+        mounting = ["unshare", "-m", "sh", "-c", mount + ' && rm -r ../saved && exec "$@"']
         world = self.small_world()
-        for name in ["package", CC, LINUX]:
+        outcome = world.install("-q", before=[*mounting, world.path(LINUX)])
+        texts = [ON_OTHER_FILE_SYSTEM.format(file) for file in [VARS_SH, VARS_CSH]]
+        self.assert_outcome(outcome, 1, err=problems(*texts), kept=True)
+
+    def test_linked_root(self):
+        world = self.small_world()
+        for name in ["package", CC]:
             os.rename(world.path(name), world.path(name) + ".real")
             world.write(name, f"-> {os.path.basename(name)}.real")
         self.assertEqual(world.install().code, 0)

@@ -46,22 +46,33 @@ def file_in(line):
     return found and found[1]
 
 
+def opened_in(line):
+    """The descriptor that a call made, with the name of its file."""
+    return dict(re.findall(r" = (\d+)<([^>]*)>$", line))
+
+
+def real_name(path, descriptors):
+    """The name of a file that may be reached through an open directory."""
+    return re.sub(r"\A/proc/self/fd/(\d+)", lambda at: descriptors.get(at[1], at[0]), path or "")
+
+
 def run_traced(world, *command, env=None, **how):
     """The outcome of a run, the files that its processes change or try to, and the programs."""
     trace = os.path.join(world.top, "trace")
     names = "trace=%file,fchmod,fchown,ftruncate,fallocate,fsetxattr,fremovexattr"
     strace = ["strace", "-f", "-qq", "-y", "-s", "10000", "-o", trace, "-e", names]
     outcome = world.run(*command, before=strace, env={**NO_LEAK_SEARCH, **(env or {})}, **how)
-    changed, programs = set(), set()
+    changed, programs, descriptors = set(), set(), {}
     with open(trace, encoding="utf-8", errors="replace") as lines:
         for line in lines:
             call = re.match(r"\d+ +((\w+)\(.*)", line)
             if not call:
                 continue
             line, name = call.groups()
+            descriptors.update(opened_in(line))
             is_opened = name.startswith("open") and OPEN_TO_WRITE.search(line)
             if is_opened or CHANGING_CALLS.match(name):
-                changed.update(paths_in(line) or [file_in(line)])
+                changed.update(real_name(path, descriptors) for path in paths_in(line) or [file_in(line)])
             elif name == "execve" and line.endswith(" = 0"):
                 programs.add(os.path.basename(paths_in(line)[0]))
     return outcome, changed - {"/dev/null"}, programs

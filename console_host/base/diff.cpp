@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "console_host/base/durable_file.h"
+#include "console_host/base/directory.h"
 #include "console_host/base/process.h"
 #include "console_host/base/temporary_directory.h"
 
@@ -15,9 +15,9 @@ std::string diff(const std::string& name, const std::string& before, const std::
   const TemporaryDirectory temporary(directory_for_temporary_files());
   const std::string old_file = temporary.name() + "/before";
   const std::string new_file = temporary.name() + "/after";
-  constexpr mode_t kOwnerOnly = 0600;
-  write_file(old_file, before, kOwnerOnly, name);
-  write_file(new_file, after, kOwnerOnly, name);
+  const Directory directory(temporary.name());
+  directory.make_file("before", name).write(before, name);
+  directory.make_file("after", name).write(after, name);
   // What reads a diff takes a name with blanks as a whole only when a tab follows it.
   const std::string label = name.find(' ') == std::string::npos ? name : name + "\t";
   const ProcessResult result =

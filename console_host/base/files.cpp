@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "console_host/base/system_call.h"
+
 namespace ndk_integrate {
 
 bool is_ordinary_file(const std::string& name) {
@@ -31,6 +33,35 @@ bool is_taken(const std::string& name) {
 bool is_directory(const std::string& name) {
   struct stat status {};
   return stat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+void take_over_mode_and_owner(const std::string& file, const std::string& model) {
+  constexpr mode_t kPermissions = 07777;
+  constexpr mode_t kRunAsOwnerOrGroup = 06000;
+  struct stat status {};
+  if (stat(model.c_str(), &status) != 0) {
+    if (errno == ENOENT) {
+      return;
+    }
+    throw_system_error("look at " + model);
+  }
+  if (!S_ISREG(status.st_mode)) {
+    return;
+  }
+  mode_t mode = status.st_mode & kPermissions;
+  if (chown(file.c_str(), status.st_uid, status.st_gid) != 0) {
+    if (errno != EPERM && errno != EINVAL) {
+      throw_system_error("set the owner of " + file);
+    }
+    // Only root may give a file away, but its group may be another of the user's own. A program that
+    // ran as its owner must not run as somebody else.
+    constexpr auto kAsItIs = static_cast<uid_t>(-1);
+    [[maybe_unused]] const int ignored = chown(file.c_str(), kAsItIs, status.st_gid);
+    mode &= ~kRunAsOwnerOrGroup;
+  }
+  if (chmod(file.c_str(), mode) != 0) {  // after the owner, whose change takes bits away
+    throw_system_error("set the mode of " + file);
+  }
 }
 
 FileDescriptor open_to_read(const std::string& name) {

@@ -1,4 +1,5 @@
-// What a name leads to, links followed unless a function says otherwise.
+// Files and directories by their names, links followed: for what is asked of a name that somebody
+// gives. What is below a compiler's directory is reached as directory.h does.
 #ifndef CONSOLE_HOST_BASE_FILES_H
 #define CONSOLE_HOST_BASE_FILES_H
 
@@ -24,6 +25,10 @@ bool is_taken(const std::string& name);
 
 // True when `name` leads to a directory.
 bool is_directory(const std::string& name);
+
+// Gives `file` the permission bits and, where that is permitted, the owner of `model`. Does nothing
+// without a `model` that is an ordinary file. Throws std::system_error.
+void take_over_mode_and_owner(const std::string& file, const std::string& model);
 
 // Opens the file that `name` leads to, without waiting for whoever writes to a pipe.
 FileDescriptor open_to_read(const std::string& name);

@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +16,7 @@
 #include <thread>
 
 #include "console_host/base/file_descriptor.h"
+#include "console_host/base/system_call.h"
 
 namespace ndk_integrate {
 
@@ -89,48 +92,84 @@ pid_t start(std::vector<std::string>& arguments, const ProcessOptions& options, 
   return child;
 }
 
-// What can be waited for until `deadline`, in milliseconds as poll() takes it; -1 without one.
-int milliseconds_until(const std::optional<Clock::time_point>& deadline) {
-  if (!deadline) {
+constexpr Clock::time_point kNever = Clock::time_point::max();
+
+// What can be waited for until `deadline`, in milliseconds as poll() takes it; -1 for kNever.
+int milliseconds_until(Clock::time_point deadline) {
+  if (deadline == kNever) {
     return -1;
   }
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
   return static_cast<int>(std::max(left.count(), std::chrono::milliseconds::rep{0}));
 }
 
-// Reads `input` to its end, or up to `deadline`, and appends it to `text`.
-void read_all(int input, const std::optional<Clock::time_point>& deadline, std::string& text) {
+// Appends what is in the pipe `input` to `text`, at most `most` bytes of it; false at its end.
+bool read_some(int input, std::size_t most, std::string& text) {
   std::array<char, 65536> buffer{};
-  while (true) {
-    pollfd readable{input, POLLIN, 0};
-    const int ready = poll(&readable, 1, milliseconds_until(deadline));
-    if (ready == 0) {
+  const ssize_t size =
+      uninterrupted([&] { return read(input, buffer.data(), std::min(most, buffer.size())); });
+  check(size < 0 ? errno : 0, "cannot read the output of a process");
+  text.append(buffer.data(), static_cast<std::size_t>(size));
+  return size > 0;
+}
+
+// What is in the pipe `input` at this moment, and no more.
+void read_what_is_there(int input, std::string& text) {
+  int size = 0;
+  check(ioctl(input, FIONREAD, &size) == 0 ? 0 : errno, "cannot read the output of a process");
+  auto left = static_cast<std::size_t>(size);
+  while (left > 0) {
+    const std::size_t before = text.size();
+    if (!read_some(input, left, text)) {
       return;
     }
-    const ssize_t size = ready < 0 ? -1 : read(input, buffer.data(), buffer.size());
-    if (size > 0) {
-      text.append(buffer.data(), static_cast<std::size_t>(size));
-    } else if (size == 0) {
+    left -= text.size() - before;
+  }
+}
+
+bool has_ended(pid_t child) {
+  siginfo_t info{};
+  const int result = uninterrupted(
+      [&] { return waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT); });
+  check(result == 0 ? 0 : errno, "cannot wait for a process");
+  return info.si_pid == child;
+}
+
+// Reads what `child` prints into the pipe `input`, up to `deadline`, and appends it to `text`. A
+// process that it leaves behind may keep the pipe open, and is not waited for.
+void read_output(pid_t child, int input, Clock::time_point deadline, std::string& text) {
+  // Readable when the child has ended. A kernel that has no such descriptor is asked again and again.
+  const FileDescriptor end(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
+  constexpr int kPause = 50;  // milliseconds
+  while (true) {
+    const int left = milliseconds_until(deadline);
+    const int most = end.is_open() ? left : left < 0 ? kPause : std::min(left, kPause);
+    std::array<pollfd, 2> waited{{{input, POLLIN, 0}, {end.number(), POLLIN, 0}}};
+    const int count = uninterrupted([&] { return poll(waited.data(), waited.size(), most); });
+    check(count < 0 ? errno : 0, "cannot wait for the output of a process");
+    if (has_ended(child)) {
+      read_what_is_there(input, text);
       return;
-    } else if (errno != EINTR) {
-      check(errno, "cannot read the output of a process");
+    }
+    if ((waited[0].revents != 0 && !read_some(input, std::string::npos, text)) || left == 0) {
+      return;
     }
   }
 }
 
 // Waits for the end of `child` and returns its status. Past `deadline` kills its process group.
-int wait_for(pid_t child, const std::optional<Clock::time_point>& deadline, bool& is_timed_out) {
+int wait_for(pid_t child, Clock::time_point deadline, bool& is_timed_out) {
   constexpr std::chrono::milliseconds kPause(5);
   int status = 0;
   while (true) {
-    const pid_t ended = waitpid(child, &status, deadline && !is_timed_out ? WNOHANG : 0);
+    const pid_t ended = waitpid(child, &status, deadline != kNever && !is_timed_out ? WNOHANG : 0);
     if (ended == child) {
       return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
     }
     if (ended < 0 && errno != EINTR) {
       check(errno, "cannot wait for a process");
     }
-    if (ended == 0 && Clock::now() >= *deadline) {
+    if (ended == 0 && Clock::now() >= deadline) {
       kill(-child, SIGKILL);
       is_timed_out = true;
     } else if (ended == 0) {
@@ -154,12 +193,12 @@ ProcessResult run_process(std::vector<std::string> arguments, const ProcessOptio
   check(pipe2(ends.data(), O_CLOEXEC) == 0 ? 0 : errno, "cannot make a pipe");
   const FileDescriptor input(ends[0]);
   FileDescriptor output(ends[1]);
-  const auto deadline =
-      options.time_limit ? std::optional(Clock::now() + *options.time_limit) : std::nullopt;
+  const Clock::time_point deadline =
+      options.time_limit ? Clock::now() + *options.time_limit : kNever;
   const pid_t child = start(arguments, options, output.number());
   output.close();  // so that the end of the process is the end of the input
   ProcessResult result;
-  read_all(input.number(), deadline, result.output);
+  read_output(child, input.number(), deadline, result.output);
   result.exit_status = wait_for(child, deadline, result.is_timed_out);
   return result;
 }

@@ -23,7 +23,8 @@ struct ProcessResult {
   bool is_timed_out = false;
 };
 
-// Runs the program arguments[0], looked for in PATH, with nothing to read, and waits for its end.
+// Runs the program arguments[0], looked for in PATH, with nothing to read, and waits for its end, but
+// not for that of a process it leaves behind.
 // Throws std::system_error when it cannot be started.
 ProcessResult run_process(std::vector<std::string> arguments, const ProcessOptions& options = {});
 

@@ -11,8 +11,8 @@ namespace ndk_integrate {
 // begin with "#" or "!" are comments.
 using Properties = std::map<std::string, std::string>;
 
-// The properties in the file named `file`. One that cannot be read has none, nor has a pipe or a
-// device, which may have no end.
+// The properties in the file named `file`. One that cannot be read whole has none, nor has a
+// pipe or a device, which may have no end.
 Properties read_properties(const std::string& file, const std::string& separator);
 
 // The properties in `text`, the content of such a file.

@@ -14,7 +14,11 @@ std::string find_library(const std::string& name, const std::string& file) {
   if (!file.empty()) {
     return fs::absolute(file).string();  // a bare name would be looked for by the loader instead
   }
-  const fs::path program_dir = fs::read_symlink("/proc/self/exe").parent_path();
+  std::error_code no_proc;
+  const fs::path program_dir = fs::read_symlink("/proc/self/exe", no_proc).parent_path();
+  if (no_proc) {
+    return name;
+  }
   for (const fs::path& candidate : {program_dir / name, program_dir.parent_path() / "lib" / name}) {
     std::error_code not_searchable;
     if (fs::exists(candidate, not_searchable)) {

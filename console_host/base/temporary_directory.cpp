@@ -7,6 +7,7 @@
 
 #include "console_host/base/errors.h"
 #include "console_host/base/paths.h"
+#include "console_host/base/system_call.h"
 
 namespace ndk_integrate {
 
@@ -21,6 +22,7 @@ std::string directory_for_temporary_files() {
 
 TemporaryDirectory::TemporaryDirectory(const std::string& parent)
     : name_(parent + "/ndk-integrate-XXXXXX") {
+  const NoUmask as_asked;
   if (mkdtemp(name_.data()) == nullptr) {
     throw std::runtime_error("cannot make a temporary directory in " + parent + ": " +
                              system_error_text(errno));

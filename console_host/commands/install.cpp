@@ -21,10 +21,12 @@
 #include "console_host/ndk/asked_releases.h"
 #include "console_host/ndk/search.h"
 #include "console_host/package/compiler.h"
+#include "console_host/package/compiler_tree.h"
 #include "console_host/package/lock.h"
 #include "console_host/package/performance.h"
 #include "console_host/package/rehearsal.h"
 #include "console_host/package/removal.h"
+#include "console_host/package/staging.h"
 #include "console_host/package/store.h"
 #include "console_host/services/log.h"
 
@@ -153,10 +155,14 @@ void refuse_missing_compiler(const Compiler& compiler) {
 }
 
 // The directory in which originals could not be kept; "" when they can be.
-std::string unwritable_directory(const Compiler& compiler) {
-  const std::string kept = Store::directory_in(compiler.root);
-  const std::string dir = is_directory(kept) ? kept : compiler.root;
-  return why_not_writable(dir) == 0 ? "" : dir;
+std::string unwritable_directory(const CompilerTree& tree) {
+  const Directory& root = tree.directory();
+  const std::optional<struct stat> kept = root.status_of(Store::kDirectory);
+  if (!kept || !S_ISDIR(kept->st_mode)) {
+    return root.why_not_writable() == 0 ? "" : root.name();
+  }
+  const std::string name = root.name_of(Store::kDirectory);
+  return why_not_writable(name) == 0 ? "" : name;
 }
 
 // Throws std::runtime_error, with all problems named, when something stands against the installation.
@@ -179,6 +185,10 @@ void add_unless_there(std::vector<std::string>& texts, const std::string& text) 
   if (std::find(texts.begin(), texts.end(), text) == texts.end()) {
     texts.push_back(text);
   }
+}
+
+void add(std::vector<std::string>& texts, const std::vector<std::string>& more) {
+  texts.insert(texts.end(), more.begin(), more.end());
 }
 
 bool is_same_directory(const std::string& one, const std::string& other) {
@@ -229,7 +239,7 @@ void look_around(const Compiler& compiler, const Session& session, const Store& 
 
 // Rehearses on copies in `staging`. The log tells of it where a person needs that.
 void rehearse(const Plugin& plugin, Session& session, const Compiler& compiler, Store& store,
-              const std::string& staging, Report& report) {
+              const Directory& staging, Report& report) {
   HeldLog log;
   Rehearsal rehearsal(compiler, store, staging);
   rehearsal.run(plugin, session);
@@ -237,8 +247,7 @@ void rehearse(const Plugin& plugin, Session& session, const Compiler& compiler, 
     add_unless_there(report.problems, problem);
   }
   if (report.problems.empty()) {
-    const std::vector<std::string> warnings = rehearsal.warnings();
-    report.warnings.insert(report.warnings.end(), warnings.begin(), warnings.end());
+    add(report.warnings, rehearsal.warnings());
   }
   report.command = rehearsal.command();
   if (report.is_dry_run || !report.problems.empty()) {
@@ -252,12 +261,13 @@ void rehearse(const Plugin& plugin, Session& session, const Compiler& compiler, 
 
 // Performs what was rehearsed. What it did stands in the report also when it ended early.
 void perform(const Plugin& plugin, Session& session, const Compiler& compiler, Store& store,
-             const std::string& staging, Report& report) {
+             const Directory& staging, Report& report) {
   Performance performance(compiler, store, staging, record_of(compiler, session, report));
   const auto note = [&] {
     report.files = performance.files();
     report.script = performance.script();
     report.changed = performance.changed();
+    add(report.warnings, performance.warnings());
   };
   try {
     performance.run(plugin, session);
@@ -271,11 +281,11 @@ void perform(const Plugin& plugin, Session& session, const Compiler& compiler, S
 // A rehearsal that nothing comes after: for a dry run, or to name all that stands against an
 // installation which cannot even begin.
 void rehearse_only(const Plugin& plugin, Session& session, const Compiler& compiler,
-                   Report& report) {
-  Store store(compiler.root);
+                   const CompilerTree& tree, Report& report) {
+  Store store(tree);
   look_around(compiler, session, store, report);
-  const TemporaryDirectory staging(directory_for_temporary_files());
-  rehearse(plugin, session, compiler, store, staging.name(), report);
+  const TemporaryStaging staging;
+  rehearse(plugin, session, compiler, store, staging.directory(), report);
   refuse_problems(report);
 }
 
@@ -288,13 +298,14 @@ void refuse_failed_removal(const Removal& removal) {
 }
 
 void rehearse_then_perform(const Plugin& plugin, Session& session, const Compiler& compiler,
-                           Report& report) {
-  const Lock lock(Store::directory_in(compiler.root));
-  Store store(compiler.root);
-  look_around(compiler, session, store, report);
+                           const CompilerTree& tree, Report& report) {
+  const Lock lock(tree, Store::kDirectory);
+  Store store(tree, &lock);
   {
     const StagingDirectory staging(store);
-    rehearse(plugin, session, compiler, store, staging.name(), report);
+    add(report.warnings, staging.rescued());
+    look_around(compiler, session, store, report);
+    rehearse(plugin, session, compiler, store, staging.directory(), report);
   }
   refuse_problems(report);
   const StagingDirectory staging(store);
@@ -303,7 +314,7 @@ void rehearse_then_perform(const Plugin& plugin, Session& session, const Compile
     run_removal(compiler, *report.removal);
     refuse_failed_removal(*report.removal);
   }
-  perform(plugin, session, compiler, store, staging.name(), report);
+  perform(plugin, session, compiler, store, staging.directory(), report);
 }
 
 // Throws std::runtime_error when the integration script failed.
@@ -340,14 +351,15 @@ void integrate(const Plugin& plugin, Session& session, Report& report) {
   if (chdir("/") != 0) {
     throw std::runtime_error("cannot enter the directory /: " + system_error_text(errno));
   }
-  const std::string unwritable = unwritable_directory(compiler);
+  const CompilerTree tree(compiler.root);
+  const std::string unwritable = unwritable_directory(tree);
   if (!unwritable.empty()) {
     report.problems.push_back("you may not write in " + unwritable);
   }
   if (report.is_dry_run || !unwritable.empty()) {
-    rehearse_only(plugin, session, compiler, report);
+    rehearse_only(plugin, session, compiler, tree, report);
   } else {
-    rehearse_then_perform(plugin, session, compiler, report);
+    rehearse_then_perform(plugin, session, compiler, tree, report);
     refuse_failed_script(report);
   }
   const bool is_enabled = is_integration_enabled(session);

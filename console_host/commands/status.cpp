@@ -9,6 +9,7 @@
 #include "console_host/base/files.h"
 #include "console_host/commands/output.h"
 #include "console_host/package/compiler.h"
+#include "console_host/package/compiler_tree.h"
 #include "console_host/package/store.h"
 
 namespace ndk_integrate {
@@ -57,6 +58,8 @@ const char* word_of(Store::State state) {
       return "reinstalled";
     case Store::State::kMissing:
       return "missing";
+    case Store::State::kNotAFile:
+      return "not-a-file";
     case Store::State::kEdited:
       return "edited";
     default:
@@ -75,6 +78,8 @@ const char* text_of(Store::State state) {
       return "reinstalled since, not filled in";
     case Store::State::kMissing:
       return "missing";
+    case Store::State::kNotAFile:
+      return "not an ordinary file any more";
     case Store::State::kEdited:
       return "edited since by someone else";
     default:
@@ -85,10 +90,12 @@ const char* text_of(Store::State state) {
 void look(const Plugin& plugin, Session& session, StatusReport& status) {
   const Compiler compiler = selected_compiler(plugin, session);
   const std::string kept = Store::directory_in(compiler.root);
-  const Store store(compiler.root);
-  status.record = store.installation(compiler.version);
-  for (const std::string& file : store.known_files(compiler.version)) {
-    status.files.push_back({file, store.state(file)});
+  if (const std::optional<CompilerTree> tree = find_compiler_tree(compiler.root)) {
+    const Store store(*tree);
+    status.record = store.installation(compiler.version);
+    for (const std::string& file : store.known_files(compiler.version)) {
+      status.files.push_back({file, store.state(file)});
+    }
   }
   if (status.files.empty()) {
     status.message = "no installation of " + compiler.version + " is recorded in " + kept;

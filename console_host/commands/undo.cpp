@@ -1,5 +1,6 @@
 #include "console_host/commands/undo.h"
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 #include <set>
@@ -8,16 +9,17 @@
 #include <utility>
 #include <vector>
 
-#include "console_host/base/durable_file.h"
 #include "console_host/base/errors.h"
-#include "console_host/base/files.h"
 #include "console_host/base/paths.h"
 #include "console_host/base/text.h"
 #include "console_host/commands/output.h"
 #include "console_host/commands/report.h"
 #include "console_host/package/compiler.h"
+#include "console_host/package/compiler_tree.h"
 #include "console_host/package/lock.h"
 #include "console_host/package/removal.h"
+#include "console_host/package/replacement.h"
+#include "console_host/package/staging.h"
 #include "console_host/package/store.h"
 
 namespace ndk_integrate {
@@ -34,6 +36,7 @@ struct UndoneFile {
 
   std::string path;
   Result result;
+  std::string kept_as{};  // where a change by somebody else is kept that gave way
 };
 
 struct Undo {
@@ -43,9 +46,11 @@ struct Undo {
   bool keeps_ndk = false;  // as the user wants it
   Outcome outcome = Outcome::kNothingToUndo;
   bool changed = false;
+  std::set<std::string> forced;    // files whose changes by others give way
   std::optional<std::string> ndk;  // that the compiler was installed for
   std::optional<Removal> removal;  // from that NDK
   std::vector<UndoneFile> files;
+  std::vector<std::string> warnings;
   std::string message;
 };
 
@@ -73,19 +78,62 @@ const char* word_of(Undo::Outcome outcome) {
   }
 }
 
-UndoneFile::Result result_of(const Store& store, const std::string& file,
+UndoneFile::Result result_of(const Store& store, const std::string& file, const Found& found,
                              const std::string& version) {
   if (store.is_shared(file, version)) {
     return UndoneFile::Result::kShared;
   }
-  switch (store.state(file)) {
+  switch (store.state(file, found)) {
     case Store::State::kResult:
+    case Store::State::kEdited:
+    case Store::State::kNotAFile:
       return UndoneFile::Result::kRestored;
     case Store::State::kMissing:
-      return is_directory(directory_of(file)) ? UndoneFile::Result::kRestored
-                                              : UndoneFile::Result::kGone;
+      return store.tree().find(file) ? UndoneFile::Result::kRestored : UndoneFile::Result::kGone;
     default:
       return UndoneFile::Result::kOriginal;
+  }
+}
+
+// Why the known file `file` is not to be replaced; "" when it may be.
+std::string why_not_put_back(const Store& store, const std::string& file, const Found& found) {
+  if (found.kind == Found::Kind::kLink || found.kind == Found::Kind::kOther) {
+    return file + (found.kind == Found::Kind::kLink ? " is a link" : " is not an ordinary file") +
+           ", which someone else put in the place of what ndk-integrate wrote, so it is left as it "
+           "is, and so is everything else; remove it, or undo with --force " +
+           file + ", which keeps it beside";
+  }
+  if (found.file) {
+    if (std::string why = store.tree().why_not_trusted(file, found.file->status()); !why.empty()) {
+      return why;
+    }
+  }
+  return store.why_edited(file, found);
+}
+
+// Looks at one file and plans what is to be done with it. Throws std::runtime_error when that must not
+// be done.
+void plan_file(const Store& store, const std::string& file, const std::string& version,
+               Undo& report) {
+  const Found found = store.tree().look(file);
+  const UndoneFile::Result result = result_of(store, file, found, version);
+  if (result != UndoneFile::Result::kShared) {
+    const std::string why = why_not_put_back(store, file, found);
+    if (!why.empty() && report.forced.count(file) == 0) {
+      throw std::runtime_error(why);
+    }
+    store.original(file, found);
+  }
+  report.files.push_back({file, result});
+  report.changed = report.changed || result == UndoneFile::Result::kRestored;
+}
+
+void require_known(const std::set<std::string>& forced, const std::vector<std::string>& known) {
+  for (const std::string& file : forced) {
+    if (std::find(known.begin(), known.end(), file) == known.end()) {
+      throw UsageError("--force " + file +
+                       ": this is not a file that an installation changed, as undo names them");
+    }
   }
 }
 
@@ -101,6 +149,8 @@ void plan_ndk(const Compiler& compiler, const Store& store, Undo& report) {
 // What is to be done, with every file looked at. Throws std::runtime_error, with all problems named,
 // when a file was edited or its original is damaged, or the removal script cannot be run.
 void plan(const Compiler& compiler, const Store& store, Undo& report) {
+  const std::vector<std::string> known = store.known_files(compiler.version);
+  require_known(report.forced, known);
   std::vector<std::string> problems;
   const auto note_problem = [&](const std::function<void()>& look) {
     try {
@@ -109,19 +159,10 @@ void plan(const Compiler& compiler, const Store& store, Undo& report) {
       problems.emplace_back(problem.what());
     }
   };
-  for (const std::string& file : store.known_files(compiler.version)) {
-    const UndoneFile::Result result = result_of(store, file, compiler.version);
-    report.files.push_back({file, result});
-    report.changed = report.changed || result == UndoneFile::Result::kRestored;
-    if (result == UndoneFile::Result::kShared) {
-      continue;
-    }
-    note_problem([&] {
-      store.refuse_edited(file);
-      store.original(file);
-    });
+  for (const std::string& file : known) {
+    note_problem([&] { plan_file(store, file, compiler.version, report); });
   }
-  if (!report.files.empty()) {
+  if (!known.empty()) {
     note_problem([&] { plan_ndk(compiler, store, report); });
   }
   if (!problems.empty()) {
@@ -132,12 +173,61 @@ void plan(const Compiler& compiler, const Store& store, Undo& report) {
   }
 }
 
-void put_back(const Store& store, const std::string& file, const std::string& staged) {
-  const Store::Original original = store.original(file);
-  write_file(staged, original.bytes, original.mode, file);
-  take_over_owner(staged, file, original.mode);
-  flush_to_disk(staged);
-  replace_file(staged, file);
+// Writes the original of `file`, which is `found`, to the staging directory, ready to take its place.
+File stage_original(const Store& store, const std::string& file, const Found& found,
+                    const Directory& staging) {
+  const std::string entry = "0";
+  const Store::Original original = store.original(file, found);
+  File staged = staging.make_file(entry, file);
+  staged.write(original.bytes, file);
+  if (found.file) {
+    store.tree().dress(staged, *found.file, original.mode);
+  } else {
+    store.tree().dress(staged, original.mode);
+  }
+  staging.rename(entry, staging, StagingDirectory::commit_name(store, file));
+  return staged;
+}
+
+// Puts the original of `file` back, and tells in the report.
+void put_back(const Store& store, UndoneFile file, const Directory& staging, Undo& report) {
+  const std::optional<Place> place = store.tree().find(file.path);
+  const Found found = place ? look_at(place->directory, place->entry) : Found{};
+  const bool is_odd = !why_not_put_back(store, file.path, found).empty();
+  if (!place || (is_odd && report.forced.count(file.path) == 0)) {
+    throw std::runtime_error(file.path +
+                             " was changed by someone else just now; it is left as it is");
+  }
+  const File staged = stage_original(store, file.path, found, staging);
+  const std::optional<std::string> expected =
+      found.kind == Found::Kind::kMissing ? std::nullopt : std::optional(found.bytes);
+  try {
+    file.kept_as = replace({staging, StagingDirectory::commit_name(store, file.path), staged,
+                            *place, expected, is_odd});
+  } catch (...) {
+    report.changed = report.changed || is_in_place(staged, *place);
+    throw;
+  }
+  report.changed = true;
+  report.files.push_back(file);
+}
+
+// Nothing is forgotten of a file that is not its original again.
+void look_once_more(const Store& store, const std::vector<UndoneFile>& files) {
+  for (const UndoneFile& file : files) {
+    const bool is_to_be_original = file.result == UndoneFile::Result::kRestored ||
+                                   file.result == UndoneFile::Result::kOriginal;
+    if (!is_to_be_original) {
+      continue;
+    }
+    const Store::State state = store.state(file.path);
+    const bool was_template = file.result == UndoneFile::Result::kOriginal;
+    if (state != Store::State::kOriginal &&
+        !(was_template && state == Store::State::kReinstalled)) {
+      throw std::runtime_error(file.path +
+                               " was changed by someone else just now, so its original stays kept");
+    }
+  }
 }
 
 // The report tells of the files that were put back, also when it does not come to the last one.
@@ -148,22 +238,25 @@ void put_back_all(Store& store, const std::string& version, const StagingDirecto
   report.changed = false;
   for (const UndoneFile& file : planned) {
     if (file.result == UndoneFile::Result::kRestored) {
-      put_back(store, file.path, staging.name() + "/0");
-      report.changed = true;
-    } else if (file.result == UndoneFile::Result::kGone) {
-      gone.insert(file.path);
+      put_back(store, file, staging.directory(), report);
+      continue;
     }
     report.files.push_back(file);
+    if (file.result == UndoneFile::Result::kGone) {
+      gone.insert(file.path);
+    }
   }
+  look_once_more(store, report.files);
   store.forget(version, gone);  // whose directory may come back, as a disk does
 }
 
 // Takes the compiler out of its NDK and puts the originals back, unless nothing is recorded.
 void undo_installation(const Plugin& plugin, Session& session, const Compiler& compiler,
-                       Undo& report) {
-  const Lock lock(Store::directory_in(compiler.root));
-  Store store(compiler.root);
+                       const CompilerTree& tree, Undo& report) {
+  const Lock lock(tree, Store::kDirectory);
+  Store store(tree, &lock);
   const StagingDirectory staging(store);
+  report.warnings = staging.rescued();
   plan(compiler, store, report);
   if (report.files.empty()) {
     return;
@@ -193,16 +286,18 @@ std::string what_of_ndk(const Undo& report) {
 
 void run(const Plugin& plugin, Session& session, Undo& report) {
   const Compiler compiler = selected_compiler(plugin, session);
-  const std::string kept = Store::directory_in(compiler.root);
-  if (is_taken(kept)) {
+  const std::optional<CompilerTree> tree = find_compiler_tree(compiler.root);
+  if (tree && tree->directory().status_of(Store::kDirectory)) {
     if (report.is_dry_run) {
-      plan(compiler, Store(compiler.root), report);
+      plan(compiler, Store(*tree), report);
     } else {
-      undo_installation(plugin, session, compiler, report);
+      undo_installation(plugin, session, compiler, *tree, report);
     }
   }
   if (report.files.empty()) {
-    report.message = "no installation of " + compiler.version + " is recorded in " + kept;
+    require_known(report.forced, {});
+    report.message = "no installation of " + compiler.version + " is recorded in " +
+                     Store::directory_in(compiler.root);
     return;
   }
   if (report.removal && report.removal->has_failed()) {
@@ -227,6 +322,9 @@ std::string line_of(const UndoneFile& file, bool is_dry_run) {
 }
 
 void tell_people(const Undo& report) {
+  for (const std::string& warning : report.warnings) {
+    complain("warning: " + warning);
+  }
   if (report.removal) {
     if (report.removal->is_warning) {
       complain("warning: " + report.removal->why_left);
@@ -235,6 +333,9 @@ void tell_people(const Undo& report) {
   }
   for (const UndoneFile& file : report.files) {
     say(line_of(file, report.is_dry_run));
+    if (!file.kept_as.empty()) {
+      say_always("the change by someone else is kept as: " + file.kept_as);
+    }
   }
   switch (report.outcome) {
     case Undo::Outcome::kUndone:
@@ -253,6 +354,9 @@ void tell_programs(const Undo& report) {
   Json files = Json::array();
   for (const UndoneFile& file : report.files) {
     files.push_back({{"path", file.path}, {"result", word_of(file.result)}});
+    if (!file.kept_as.empty()) {
+      files.back()["kept_as"] = file.kept_as;
+    }
   }
   say_json({{"schema", 1},
             {"outcome", word_of(report.outcome)},
@@ -260,6 +364,7 @@ void tell_programs(const Undo& report) {
             {"changed", report.changed},
             {"removal", json_of_removal(report.removal)},
             {"files", files},
+            {"warnings", report.warnings},
             {"message", report.message}});
 }
 
@@ -269,6 +374,9 @@ ExitCode undo(const Plugin& plugin, const Installation& installation, const Undo
   Session session(installation);
   Undo report;
   report.is_dry_run = options.dry_run;
+  for (const std::string& file : options.force) {
+    report.forced.insert(normal_path(absolute_path(working_directory(), file)));
+  }
   report.keeps_ndk = options.keep_ndk;
   try {
     run(plugin, session, report);

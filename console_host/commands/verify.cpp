@@ -81,7 +81,8 @@ Verification run(const Plugin& plugin, const Installation& installation,
                  const VerifyOptions& options) {
   Session session(installation);
   const Compiler compiler = selected_compiler(plugin, session);
-  const auto record = Store(compiler.root).installation(compiler.version);
+  const std::optional<CompilerTree> tree = find_compiler_tree(compiler.root);
+  const auto record = tree ? Store(*tree).installation(compiler.version) : std::nullopt;
   require_installed(compiler, record);
   return verify_toolchains(plugin, compiler, ndk_to_verify(plugin, session, record, options),
                            options);

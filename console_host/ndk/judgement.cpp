@@ -6,9 +6,11 @@
 
 #include <cerrno>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "console_host/base/errors.h"
+#include "console_host/base/file.h"
 #include "console_host/base/files.h"
 #include "console_host/base/paths.h"
 #include "console_host/base/text.h"
@@ -91,15 +93,24 @@ Finding why_no_ndk(const std::string& dir, const NdkFacts& facts) {
   return why_incomplete(dir, facts, markers);
 }
 
-// What source.properties of the NDK in `dir` says instead of a usable revision.
-std::string what_it_says(const std::string& dir, const std::string& revision) {
+// That source.properties of the NDK in `dir` has no usable revision, but `revision`.
+Finding no_usable_revision(const std::string& dir, const std::string& revision) {
+  const auto finding = [](const std::string& it, int error_number) {
+    return Finding{Reason::kUnknownRevision,
+                   "source.properties has no usable Pkg.Revision (" + it + ")", error_number};
+  };
   if (!revision.empty()) {
-    return "it says '" + revision + "'";
+    return finding("it says '" + revision + "'", 0);
   }
-  if (faccessat(AT_FDCWD, (dir + "/source.properties").c_str(), R_OK, AT_EACCESS) != 0) {
-    return "cannot be read: " + system_error_text(errno);
+  try {
+    read_whole_file(dir + "/source.properties");
+  } catch (const std::system_error& failure) {
+    const int number = failure.code().value();
+    return finding("cannot be read: " + system_error_text(number), number);
+  } catch (const std::runtime_error& failure) {
+    return finding(failure.what(), 0);
   }
-  return "it says nothing";
+  return finding("it says nothing", 0);
 }
 
 // What an NDK's release is not, when it is not supported.
@@ -124,8 +135,7 @@ Finding why_unsupported(const std::string& dir, const Judgement& judgement,
                 " this is cannot be told (an old SDK manager rewrote the file)"};
   }
   if (!judgement.release) {
-    return {Reason::kUnknownRevision,
-            "source.properties has no usable Pkg.Revision (" + what_it_says(dir, revision) + ")"};
+    return no_usable_revision(dir, revision);
   }
   return {Reason::kUnsupportedRelease, *judgement.release + " (" + revision + ") " + not_asked};
 }

@@ -1,13 +1,13 @@
 #include "console_host/ndk/ndk_lock.h"
 
+#include <unistd.h>
+
 #include <cerrno>
-#include <cstdlib>
 #include <nlohmann/json.hpp>
 
-#include "console_host/base/durable_file.h"
+#include "console_host/base/directory.h"
 #include "console_host/base/errors.h"
 #include "console_host/base/escaping.h"
-#include "console_host/base/file_descriptor.h"
 #include "console_host/base/files.h"
 #include "console_host/base/hash.h"
 
@@ -45,19 +45,22 @@ void write_lock(const std::string& file, const NdkLock& lock) {
       {kHash, lock.hash}};
   constexpr int kIndent = 2;
   constexpr mode_t kUsual = 0644;
-  std::string copy = file + ".XXXXXX";
-  const FileDescriptor made(mkstemp(copy.data()));
-  if (!made.is_open()) {
-    throw std::runtime_error("cannot write " + file + ": " + system_error_text(errno));
-  }
+  const std::size_t slash = file.rfind('/');
+  const bool is_here = slash == std::string::npos;
+  const Directory directory(is_here ? "." : file.substr(0, slash + 1));
+  const std::string entry = is_here ? file : file.substr(slash + 1);
+  const std::string copy = entry + ".new-" + std::to_string(getpid());
+  const File made = directory.make_file(copy, file);
   try {
-    write_file(copy, json.dump(kIndent) + "\n", kUsual, file);
-    flush_to_disk(copy);
-    replace_file(copy, file);
+    made.write(json.dump(kIndent) + "\n", file);
+    made.set_mode(kUsual);
+    made.flush();
+    directory.rename(copy, directory, entry);
   } catch (const std::exception&) {
-    remove_file(copy);
+    directory.remove_file(copy);
     throw;
   }
+  directory.flush();
 }
 
 NdkLock read_lock(const std::string& file) {

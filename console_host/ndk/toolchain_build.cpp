@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <sstream>
 
-#include "console_host/base/durable_file.h"
+#include "console_host/base/directory.h"
 #include "console_host/base/files.h"
 #include "console_host/base/paths.h"
 #include "console_host/base/process.h"
@@ -42,7 +42,10 @@ constexpr std::array<Module, 2> kModules{{
 
 void write_text(const std::string& file, const std::string& text) {
   constexpr mode_t kReadable = 0644;
-  write_file(file, text, kReadable, file);
+  const std::size_t slash = file.rfind('/');
+  const File made = Directory(file.substr(0, slash)).make_file(file.substr(slash + 1), file);
+  made.write(text, file);
+  made.set_mode(kReadable);
 }
 
 void write_project(const std::string& project, const Module& module) {

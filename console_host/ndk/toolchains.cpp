@@ -6,7 +6,7 @@
 #include <optional>
 #include <sstream>
 
-#include "console_host/base/durable_file.h"
+#include "console_host/base/file.h"
 #include "console_host/base/files.h"
 #include "console_host/base/text.h"
 #include "console_host/ndk/ndk_facts.h"

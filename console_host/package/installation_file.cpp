@@ -4,14 +4,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "console_host/base/errors.h"
 #include "console_host/base/escaping.h"
+#include "console_host/base/file.h"
 #include "console_host/base/paths.h"
 
 namespace ndk_integrate {
@@ -78,50 +76,55 @@ std::string absolute_value(const SessionVariable& variable, const std::string& b
   }
 }
 
-// The first line of `text` that holds a key with an absurd number of parts, 0 when none does. The
-// TOML library would run out of stack on the tables that such keys make. Texts and comments, which
-// may hold any number of dots, are passed over.
-std::size_t line_with_deep_key(const std::string& text) {
-  constexpr int kMostParts = 100;
-  std::size_t line = 1;
+constexpr std::size_t kMostBytes = 1 << 20;
+constexpr int kMostDots = 100;
+
+// How many dots in `line` may separate the parts of keys. Those in a text that begins and ends there
+// and those in a comment do not; where three quotes stand together, the line may begin or end inside
+// a text of many lines, so that all may.
+int dots_of_keys(const std::string& line) {
+  const bool is_clear =
+      line.find(R"(""")") == std::string::npos && line.find("'''") == std::string::npos;
   int dots = 0;
-  std::string quotes;  // those that end the text that is passed over; "" between texts
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (c == '\n') {
-      ++line;
-      dots = 0;
-      quotes = quotes.size() == 3 ? quotes : "";
-    } else if (!quotes.empty()) {
-      if (c == '\\' && quotes[0] == '"') {
-        ++i;
-      } else if (text.compare(i, quotes.size(), quotes) == 0) {
-        i += quotes.size() - 1;
-        quotes.clear();
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    const char c = line[i];
+    if (is_clear && c == '#') {
+      return dots;
+    }
+    if (is_clear && (c == '"' || c == '\'')) {
+      std::size_t end = i + 1;
+      while (end < line.size() && line[end] != c) {
+        end += c == '"' && line[end] == '\\' ? 2 : 1;
       }
-    } else if (c == '"' || c == '\'') {
-      quotes.assign(text.compare(i, 3, std::string(3, c)) == 0 ? 3 : 1, c);
-      i += quotes.size() - 1;
-    } else if (c == '#') {
-      i = std::min(text.find('\n', i), text.size()) - 1;
-    } else if (c == '.' && ++dots > kMostParts) {
-      return line;
+      i = end < line.size() ? end : i;  // an open end is none
+    } else if (c == '.') {
+      ++dots;
+    }
+  }
+  return dots;
+}
+
+// The first line of `text`, beginning with 1, with more parts in its keys than anybody writes; 0
+// where there is none. The TOML library would run out of stack on the tables that such keys make.
+// Each line is judged by itself, so no quotes before it can hide it.
+std::size_t line_with_deep_key(const std::string& text) {
+  std::istringstream lines(text);
+  std::size_t number = 0;
+  for (std::string line; std::getline(lines, line);) {
+    ++number;
+    if (dots_of_keys(line) > kMostDots) {
+      return number;
     }
   }
   return 0;
 }
 
 std::string read_file(const std::string& file) {
-  std::ifstream in(file, std::ios::binary);
-  std::ostringstream text;
-  // An empty file sets the failure state of `text`, a directory that of `in`.
-  if (in && in.peek() != std::ifstream::traits_type::eof()) {
-    text << in.rdbuf();
+  try {
+    return read_whole_file(file);
+  } catch (const std::runtime_error& failure) {
+    throw UsageError(failure.what());
   }
-  if (in.bad() || !in.is_open()) {
-    throw UsageError("cannot read " + file + ": " + std::strerror(errno));
-  }
-  return text.str();
 }
 
 std::string type_of(const toml::node& node) {
@@ -178,6 +181,9 @@ class Reader {
 
   toml::table parse() const {
     const std::string text = read_file(file_);
+    if (text.size() > kMostBytes) {
+      throw UsageError(file_ + " is larger than 1 MiB, which no installation.toml is");
+    }
     if (const std::size_t line = line_with_deep_key(text); line != 0) {
       wrong(line,
             "not valid TOML: a key of more than 100 parts, expected [session] or [[component]]");

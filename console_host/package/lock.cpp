@@ -10,8 +10,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "console_host/base/durable_file.h"
-#include "console_host/base/errors.h"
+#include "console_host/base/system_call.h"
 #include "console_host/base/text.h"
 
 namespace ndk_integrate {
@@ -36,71 +35,126 @@ bool has_open(const fs::path& proc, const struct stat& dir) {
 
 // Who holds the lock on `dir`, for a person. It may be the integration script of a program that was
 // killed. "" for one that has just ended, or another user's, which cannot be seen.
-std::string holder(const std::string& dir) {
-  struct stat status {};
+std::string holder(const struct stat& dir) {
   std::error_code none;
-  if (stat(dir.c_str(), &status) == 0) {
-    for (fs::directory_iterator proc("/proc", none), end; proc != end; proc.increment(none)) {
-      const std::string process = proc->path().filename().string();
-      if (is_number(process) && process != std::to_string(getpid()) &&
-          has_open(proc->path(), status)) {
-        return "process " + process;
-      }
+  for (fs::directory_iterator proc("/proc", none), end; proc != end; proc.increment(none)) {
+    const std::string process = proc->path().filename().string();
+    if (is_number(process) && process != std::to_string(getpid()) && has_open(proc->path(), dir)) {
+      return "process " + process;
     }
   }
   return "";
 }
 
+std::string at_work(const std::string& who, const Directory& directory) {
+  return "another ndk-integrate is at work on this compiler (" + who + " holds " +
+         directory.name() + "); wait until it is done";
+}
+
 }  // namespace
 
-Lock::Lock(std::string dir) : dir_(std::move(dir)) {
-  constexpr int kMostTries = 100;  // for holders that have just ended
+std::optional<Directory> find_kept_directory(const CompilerTree& tree, const Directory& parent,
+                                             const std::string& entry) {
+  const std::string name = parent.name_of(entry);
+  const std::optional<struct stat> there = parent.status_of(entry);
+  if (there && !S_ISDIR(there->st_mode)) {
+    throw std::runtime_error(name + " is not a directory; ndk-integrate keeps originals there");
+  }
+  std::optional<Directory> directory = parent.find_directory(entry);
+  if (directory) {
+    if (const std::string why = tree.why_not_kept_by_us(name, directory->status()); !why.empty()) {
+      throw std::runtime_error(why);
+    }
+  }
+  return directory;
+}
+
+Lock::Lock(const CompilerTree& tree, std::string entry) : tree_(tree), entry_(std::move(entry)) {
+  // For holders that have just ended, and those that removed the directory before it was locked.
+  constexpr int kMostTries = 100;
   for (int tries = 1; !take(); ++tries) {
-    const std::string who = holder(dir_);
-    if (!who.empty() || tries == kMostTries) {
-      throw std::runtime_error("another ndk-integrate is at work on this compiler (" +
-                               (who.empty() ? "a process of another user" : who) + " holds " +
-                               dir_ + "); wait until it is done");
+    if (tries == kMostTries) {
+      throw std::runtime_error(directory_ ? at_work("a process of another user", *directory_)
+                                          : "cannot lock " + tree.directory().name_of(entry_) +
+                                                ": it is removed again and again");
     }
   }
 }
 
 bool Lock::take() {
-  do {
-    constexpr mode_t kOwnerOnly = 0700;
-    make_directory(dir_, kOwnerOnly);
-    // Not closed on exec: the integration script inherits it.
-    open_ = FileDescriptor(open(dir_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
-    if (!open_.is_open()) {
-      if (errno == ENOENT) {
-        continue;  // another process has just removed it
-      }
-      throw std::runtime_error(errno == ENOTDIR || errno == ELOOP
-                                   ? dir_ +
-                                         " is not a directory; ndk-integrate keeps originals there"
-                                   : "cannot open " + dir_ + ": " + system_error_text(errno));
+  const bool is_new = tree_.directory().make_directory(entry_);
+  try {
+    return take_what_is_there();
+  } catch (...) {
+    if (is_new) {
+      leave();
     }
-    if (flock(open_.number(), LOCK_EX | LOCK_NB) != 0) {
-      if (errno == EWOULDBLOCK) {
-        return false;
+    throw;
+  }
+}
+
+bool Lock::take_what_is_there() {
+  directory_ = find_kept_directory(tree_, tree_.directory(), entry_);
+  if (!directory_) {
+    return false;
+  }
+  const int number = directory_->number();
+  if (uninterrupted([&] { return flock(number, LOCK_EX | LOCK_NB); }) != 0) {
+    if (errno == EWOULDBLOCK) {
+      if (const std::string who = holder(directory_->status()); !who.empty()) {
+        throw std::runtime_error(at_work(who, *directory_));
       }
-      throw std::runtime_error("cannot lock " + dir_ + ": " + system_error_text(errno));
+      return false;
     }
-  } while (!is_still_there());
+    throw_system_error("lock " + directory_->name());
+  }
+  if (!is_still_there()) {
+    return false;
+  }
+  // A directory with nothing in it may have been made just now.
+  constexpr mode_t kPermissions = 0777;
+  constexpr mode_t kOwnerOnly = 0700;
+  const struct stat status = directory_->status();
+  if (status.st_uid == geteuid() && directory_->entries().empty()) {
+    tree_.hand_over(*directory_);
+  }
+  const bool is_ours = status.st_uid == geteuid();
+  if (is_ours && (status.st_mode & kPermissions) != kOwnerOnly &&
+      uninterrupted([&] { return fchmod(number, kOwnerOnly); }) != 0) {
+    throw_system_error("set the mode of " + directory_->name());
+  }
+  if (fcntl(number, F_SETFD, 0) != 0) {  // the integration script inherits it
+    throw_system_error("lock " + directory_->name());
+  }
   return true;
 }
 
-Lock::~Lock() {
-  // Fails where something is kept there.
-  [[maybe_unused]] const int ignored = rmdir(dir_.c_str());
+// What the script left behind keeps the lock: it is at work there still.
+Lock::~Lock() { leave(); }
+
+void Lock::leave() const {
+  try {
+    if (directory_ && is_still_there()) {
+      // Stays where something is kept there.
+      tree_.directory().remove_directory(entry_);
+    }
+  } catch (const std::exception&) {
+    // It stays, and the next run removes it.
+  }
 }
 
 bool Lock::is_still_there() const {
-  struct stat entry {};
-  struct stat locked {};
-  return open_.is_open() && lstat(dir_.c_str(), &entry) == 0 &&
-         fstat(open_.number(), &locked) == 0 && entry.st_dev == locked.st_dev &&
-         entry.st_ino == locked.st_ino;
+  const std::optional<struct stat> entry = tree_.directory().status_of(entry_);
+  const struct stat locked = directory_->status();
+  return entry && entry->st_dev == locked.st_dev && entry->st_ino == locked.st_ino;
+}
+
+void Lock::require_held() const {
+  if (!is_still_there()) {
+    throw std::runtime_error(directory_->name() +
+                             " was moved or removed while ndk-integrate is at work; another may be "
+                             "at work by now, so this one stops");
+  }
 }
 
 }  // namespace ndk_integrate

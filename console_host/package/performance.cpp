@@ -2,22 +2,22 @@
 
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
-#include "console_host/base/durable_file.h"
-#include "console_host/base/paths.h"
+#include "console_host/package/replacement.h"
+#include "console_host/package/staging.h"
 
 namespace ndk_integrate {
 
-Performance::Performance(const Compiler& compiler, Store& store, std::string staging,
+Performance::Performance(const Compiler& compiler, Store& store, const Directory& staging,
                          InstallationRecord record)
-    : StagedRun(compiler, store, std::move(staging)), record_(std::move(record)) {}
+    : StagedRun(compiler, store, staging), record_(std::move(record)) {}
 
 void Performance::run(const Plugin& plugin, Session& session) {
   const ObservedServices observed(*this);
   try {
     plugin.integrate_ndk(session.handle());
     commit();
+    look_once_more();
   } catch (...) {
     for (const Copy& copy : copies()) {
       if (!copy.is_committed) {
@@ -27,17 +27,27 @@ void Performance::run(const Plugin& plugin, Session& session) {
     throw;
   }
   record_.is_finished = !script_ || script_->exit_status == 0;
-  store().settle(record_);
+  store().settle(record_, changed_since_);
 }
 
-std::string Performance::starting_bytes(const std::string& path) {
-  store().refuse_edited(path);
-  const Store::Original original = store().original(path);
+std::string Performance::starting_bytes(const std::string& path, const Found& found) {
+  if (const std::string edited = store().why_edited(path, found); !edited.empty()) {
+    throw std::runtime_error(edited);
+  }
+  const Store::Original original = store().original(path, found);
   store().keep(path, original);
   return original.bytes;
 }
 
 void Performance::refused(const std::string& /*path*/) { throw; }
+
+// What the rehearsal found there has gone since.
+void Performance::open_failed() {
+  StagedRun::open_failed();
+  const std::string why = why_not_a_template(asked_last());
+  throw std::runtime_error(why.empty() ? "the template " + asked_last() + " could not be opened"
+                                       : why);
+}
 
 bool Performance::may_run(const std::string& command) {
   set_command(command);
@@ -49,11 +59,11 @@ void Performance::ran(const std::string& command, const ProcessResult& result) {
   script_ = {command, result.exit_status, result.output};
 }
 
-void Performance::require_whole(const Copy& copy) {
-  if (!copy.is_whole || read_whole_file(copy.staged) != copy.bytes) {
+void Performance::require_whole(const Copy& copy) const {
+  if (!copy.is_whole || !look_at_copy(copy).holds(copy.bytes)) {
     throw IncompleteCopy(copy.path);
   }
-  if (read_whole_file(copy.path) != copy.before) {
+  if (!look_at(copy.place.directory, copy.place.entry).holds(copy.before)) {
     throw std::runtime_error(copy.path +
                              " was changed by someone else just now; it is left as it is");
   }
@@ -66,7 +76,7 @@ void Performance::commit() {
   for (const Copy& copy : copies()) {
     if (copy.is_patched && !copy.is_committed) {
       require_whole(copy);
-      results.push_back({copy.path, copy.bytes, copy.placeholders});
+      results.push_back({copy.path, copy.bytes, copy.original, copy.placeholders});
     }
   }
   if (results.empty()) {
@@ -82,12 +92,49 @@ void Performance::commit() {
 
 void Performance::put_in_place(Copy& copy) {
   if (copy.bytes != copy.before) {
-    flush_to_disk(copy.staged);
-    rename_file(copy.staged, copy.path);
-    changed_ = true;
-    flush_to_disk(directory_of(copy.path));
+    const Found staged = look_at_copy(copy);
+    if (!staged.holds(copy.bytes)) {
+      throw IncompleteCopy(copy.path);
+    }
+    put_in_place(copy, *staged.file);
   }
   copy.is_committed = true;
+}
+
+void Performance::put_in_place(const Copy& copy, const File& staged) {
+  constexpr mode_t kPermissions = 07777;
+  store().tree().dress(staged, copy.model, copy.model.status().st_mode & kPermissions);
+  const std::string entry = StagingDirectory::commit_name(store(), copy.path);
+  staging().rename(copy.entry, staging(), entry);
+  const bool changed_before = changed_;
+  changed_ = true;  // until it is certain that it was not
+  try {
+    replace({staging(), entry, staged, copy.place, copy.before});
+  } catch (...) {
+    changed_ = changed_before || is_in_place(staged, copy.place);
+    throw;
+  }
+}
+
+// The script, or anybody, may have changed what was committed. The results that are known of such a
+// file are then not forgotten.
+void Performance::look_once_more() {
+  for (const TemplateFile& file : files()) {
+    if (file.is_staged && !store().tree().look(file.path).holds(file.after)) {
+      changed_since_.insert(file.path);
+    }
+  }
+}
+
+std::vector<std::string> Performance::warnings() const {
+  std::vector<std::string> warnings;
+  for (const std::string& path : changed_since_) {
+    warnings.push_back(path +
+                       " was changed by someone else after it had been filled in, perhaps by the "
+                       "integration script; undo will stop there, and undo with --force " +
+                       path + " keeps that change beside it");
+  }
+  return warnings;
 }
 
 }  // namespace ndk_integrate

@@ -4,7 +4,9 @@
 #define CONSOLE_HOST_PACKAGE_PERFORMANCE_H
 
 #include <optional>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "console_host/package/script_run.h"
 #include "console_host/package/staged_run.h"
@@ -14,7 +16,7 @@ namespace ndk_integrate {
 class Performance : public StagedRun {
  public:
   // `record` is what is kept of the installation.
-  Performance(const Compiler& compiler, Store& store, std::string staging,
+  Performance(const Compiler& compiler, Store& store, const Directory& staging,
               InstallationRecord record);
 
   // Runs integrate_ndk and commits what it made. Throws std::runtime_error, IncompleteCopy where a
@@ -26,20 +28,27 @@ class Performance : public StagedRun {
   // True when a byte of the compiler's files was changed.
   bool changed() const { return changed_; }
 
+  // What a person should know of the files although it was done.
+  std::vector<std::string> warnings() const;
+
   bool may_run(const std::string& command) override;
   void ran(const std::string& command, const ProcessResult& result) override;
 
  private:
-  std::string starting_bytes(const std::string& path) override;
+  void open_failed() override;
+  std::string starting_bytes(const std::string& path, const Found& found) override;
   [[noreturn]] void refused(const std::string& path) override;
 
-  static void require_whole(const Copy& copy);
+  void require_whole(const Copy& copy) const;
   void commit();
   void put_in_place(Copy& copy);
+  void put_in_place(const Copy& copy, const File& staged);
+  void look_once_more();
 
   InstallationRecord record_;
   std::optional<ScriptRun> script_;
   bool changed_ = false;
+  std::set<std::string> changed_since_;  // files that somebody changed after they were committed
 };
 
 }  // namespace ndk_integrate

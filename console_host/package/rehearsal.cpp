@@ -5,55 +5,23 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <set>
 #include <utility>
 
 #include "console_host/base/errors.h"
 #include "console_host/base/files.h"
-#include "console_host/base/paths.h"
+#include "console_host/package/quoting.h"
 
 namespace ndk_integrate {
 
 namespace {
 
-bool is_on_another_file_system(const std::string& path, const std::string& root) {
-  struct stat file {};
-  struct stat base {};
-  return stat(path.c_str(), &file) == 0 && stat(root.c_str(), &base) == 0 &&
-         file.st_dev != base.st_dev;
-}
-
-// Why a copy could not take the place of the file `path`, "" when it could.
-std::string why_not_replaceable(const std::string& path, const std::string& root) {
-  struct stat status {};
-  if (lstat(path.c_str(), &status) != 0) {
-    return errno == ENOENT || errno == ENOTDIR
-               ? "the template " + path +
-                     " is missing: is the compiler package installed there whole?"
-               : "cannot look at the template " + path + ": " + system_error_text(errno);
-  }
-  if (S_ISLNK(status.st_mode)) {
-    return "the template " + path +
-           " is a link, which filling it in would replace or write through; put an ordinary file "
-           "there";
-  }
-  if (!S_ISREG(status.st_mode)) {
-    return "the template " + path + " is not an ordinary file";
-  }
-  if (is_on_another_file_system(path, root)) {
-    return "the template " + path + " is on another file system than " + root;
-  }
-  return "";
-}
-
 // In a sticky directory only the owner of a file, or of the directory, may replace it.
-bool is_protected_by_sticky_directory(const std::string& path) {
-  struct stat file {};
-  struct stat dir {};
-  return geteuid() != 0 && lstat(path.c_str(), &file) == 0 &&
-         stat(directory_of(path).c_str(), &dir) == 0 && (dir.st_mode & S_ISVTX) != 0 &&
-         file.st_uid != geteuid() && dir.st_uid != geteuid();
+bool is_protected_by_sticky_directory(const Place& place) {
+  const struct stat directory = place.directory.status();
+  const std::optional<struct stat> file = place.directory.status_of(place.entry);
+  return geteuid() != 0 && file && (directory.st_mode & S_ISVTX) != 0 &&
+         file->st_uid != geteuid() && directory.st_uid != geteuid();
 }
 
 // The placeholders that a compiler package may use. The plug-in fills in each only where it expects
@@ -75,17 +43,19 @@ std::string left_placeholder(const std::string& bytes) {
 
 }  // namespace
 
-Rehearsal::Rehearsal(const Compiler& compiler, Store& store, std::string staging)
-    : StagedRun(compiler, store, std::move(staging)) {}
+Rehearsal::Rehearsal(const Compiler& compiler, Store& store, const Directory& staging)
+    : StagedRun(compiler, store, staging) {}
 
 void Rehearsal::run(const Plugin& plugin, Session& session) {
   const ObservedServices observed(*this);
   plugin.integrate_ndk(session.handle());
 }
 
-std::string Rehearsal::starting_bytes(const std::string& path) {
-  store().refuse_edited(path);
-  return store().original(path).bytes;
+std::string Rehearsal::starting_bytes(const std::string& path, const Found& found) {
+  if (const std::string edited = store().why_edited(path, found); !edited.empty()) {
+    throw std::runtime_error(edited);
+  }
+  return store().original(path, found).bytes;
 }
 
 void Rehearsal::refused(const std::string& path) { refusals_[path] = describe_current_exception(); }
@@ -103,39 +73,48 @@ bool Rehearsal::may_run(const std::string& command) {
 }
 
 std::string Rehearsal::problem_of(const TemplateFile& file) const {
-  if (!is_below(file.path, compiler().root)) {
-    return "the template " + file.path + " is not below the compiler's directory " +
-           compiler().root;
-  }
-  if (const std::string why = why_not_replaceable(file.path, compiler().root); !why.empty()) {
-    return why;
-  }
   if (const auto refusal = refusals_.find(file.path); refusal != refusals_.end()) {
     return refusal->second;
+  }
+  if (std::string why = why_not_a_template(file.path); !why.empty()) {
+    return why;
   }
   if (file.result != TemplateFile::Result::kPatched) {
     return "the template " + file.path + " could not be filled in; -v shows more";
   }
-  if (is_protected_by_sticky_directory(file.path)) {
+  const std::optional<Place> place = store().tree().find(file.path);
+  if (place && is_protected_by_sticky_directory(*place)) {
     return "you may not replace the template " + file.path +
            ": it is somebody else's, in a directory in which only owners may";
   }
   return "";
 }
 
+// The directory in which no copy can take the place of `path`, "" when one can; what else may be wrong
+// there is not told.
+std::string Rehearsal::unwritable_directory_of(const std::string& path) const {
+  try {
+    const std::optional<Place> place =
+        store().tree().covers(path) ? store().tree().find(path) : std::nullopt;
+    return place && place->directory.why_not_writable() != 0 ? place->directory.name() : "";
+  } catch (const std::runtime_error&) {
+    return "";
+  }
+}
+
 std::vector<std::string> Rehearsal::problems() const {
   std::vector<std::string> problems;
-  std::set<std::string> dirs;
+  std::set<std::string> unwritable;
   for (const TemplateFile& file : files()) {
     if (const std::string problem = problem_of(file); !problem.empty()) {
       problems.push_back(problem);
     }
-    dirs.insert(directory_of(file.path));
-  }
-  for (const std::string& dir : dirs) {
-    if (is_directory(dir) && why_not_writable(dir) != 0) {
-      problems.push_back("you may not write in " + dir);
+    if (const std::string dir = unwritable_directory_of(file.path); !dir.empty()) {
+      unwritable.insert(dir);
     }
+  }
+  for (const std::string& dir : unwritable) {
+    problems.push_back("you may not write in " + dir);
   }
   if (!script_problem_.empty()) {
     problems.push_back(script_problem_);
@@ -156,6 +135,14 @@ std::vector<std::string> Rehearsal::warnings() const {
     if (const std::string left = left_placeholder(file.after); !left.empty()) {
       warnings.push_back(file.path + " still holds " + left +
                          " afterwards, which nothing fills in there");
+    }
+  }
+  for (const Copy& copy : copies()) {
+    const std::string ndk = command().empty() ? "" : compiler().ndk;  // "" where it is disabled
+    if (const std::string surprise =
+            quoting_surprise(copy.path, copy.original, kPlaceholderBeginnings.back(), ndk);
+        !surprise.empty()) {
+      warnings.push_back(surprise);
     }
   }
   return warnings;

@@ -13,7 +13,7 @@ namespace ndk_integrate {
 
 class Rehearsal : public StagedRun {
  public:
-  Rehearsal(const Compiler& compiler, Store& store, std::string staging);
+  Rehearsal(const Compiler& compiler, Store& store, const Directory& staging);
 
   // Runs integrate_ndk. Changes the working directory as the plug-in does.
   void run(const Plugin& plugin, Session& session);
@@ -31,7 +31,8 @@ class Rehearsal : public StagedRun {
   void ran(const std::string& /*command*/, const ProcessResult& /*result*/) override {}
 
  private:
-  std::string starting_bytes(const std::string& path) override;
+  std::string starting_bytes(const std::string& path, const Found& found) override;
+  std::string unwritable_directory_of(const std::string& path) const;
   void refused(const std::string& path) override;
 
   // What stands against the template `file`; "" when nothing does.

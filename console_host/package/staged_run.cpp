@@ -1,10 +1,11 @@
 #include "console_host/package/staged_run.h"
 
 #include <algorithm>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
 #include <utility>
 
-#include "console_host/base/durable_file.h"
-#include "console_host/base/files.h"
 #include "console_host/base/text.h"
 
 namespace ndk_integrate {
@@ -26,10 +27,26 @@ bool are_all_lines_of(const std::string& lines, const std::string& bytes) {
          lines.find_first_not_of('\n', whole.size()) == std::string::npos;
 }
 
+// The name of `staging` for what opens files by name. Throws std::runtime_error when there is none that
+// can be trusted.
+std::string reachable_name(const Directory& staging, const CompilerTree& tree) {
+  const std::string lasting = staging.lasting_name();
+  if (lasting.empty() && !tree.is_safe_by_name()) {
+    throw std::runtime_error("there is no /proc/self/fd here, without which the files in " +
+                             tree.root() +
+                             ", which belongs to somebody else, cannot be worked on safely; mount "
+                             "/proc, or run as the owner of that directory");
+  }
+  return lasting.empty() ? staging.name() : lasting;
+}
+
 }  // namespace
 
-StagedRun::StagedRun(const Compiler& compiler, Store& store, std::string staging)
-    : compiler_(compiler), store_(store), staging_(std::move(staging)) {}
+StagedRun::StagedRun(const Compiler& compiler, Store& store, const Directory& staging)
+    : compiler_(compiler),
+      store_(store),
+      staging_(staging),
+      staging_name_(reachable_name(staging, store.tree())) {}
 
 TemplateFile& StagedRun::file(const std::string& path) {
   const auto found = std::find_if(files_.begin(), files_.end(),
@@ -49,8 +66,8 @@ std::string StagedRun::path_asked(const std::string& path) {
     return path;
   }
   try {
-    if (store_.covers(path) && is_ordinary_file_itself(path)) {
-      return stage(path);
+    if (std::string staged = stage(path); !staged.empty()) {
+      return staged;
     }
   } catch (...) {
     file(path).result = TemplateFile::Result::kFailed;
@@ -59,35 +76,75 @@ std::string StagedRun::path_asked(const std::string& path) {
   return nowhere() + path;
 }
 
+std::string StagedRun::why_not_a_template(const std::string& path, const Found& found) const {
+  const std::string name = "the template " + path;
+  switch (found.kind) {
+    case Found::Kind::kMissing:
+      return name + " is missing: is the compiler package installed there whole?";
+    case Found::Kind::kLink:
+      return name +
+             " is a link, which filling it in would replace or write through; put an "
+             "ordinary file there";
+    case Found::Kind::kOther:
+      return name + " is not an ordinary file";
+    default:
+      return store_.tree().why_not_trusted(path, found.file->status());
+  }
+}
+
+std::string StagedRun::why_not_a_template(const std::string& path) const {
+  const CompilerTree& tree = store_.tree();
+  if (!tree.covers(path)) {
+    return "the template " + path + " is not below the compiler's directory " + tree.root();
+  }
+  try {
+    return why_not_a_template(path, tree.look(path));
+  } catch (const std::runtime_error& failure) {
+    return failure.what();
+  }
+}
+
+// The name of the copy of `path`, "" when there is no template to copy.
 std::string StagedRun::stage(const std::string& path) {
   for (const Copy& copy : copies_) {
     if (copy.path == path && !copy.is_committed) {
-      return copy.staged;
+      return name_of(copy.entry);
     }
   }
-  const auto committed = std::find_if(copies_.begin(), copies_.end(),
-                                      [&](const Copy& copy) { return copy.path == path; });
-  Copy copy;
-  copy.path = path;
-  copy.before = read_whole_file(path);
-  copy.bytes = committed == copies_.end() ? starting_bytes(path) : copy.before;
-  copy.staged = staging_ + "/" + numbered(copies_.size());
-  constexpr mode_t kOwnerOnly = 0600;
-  write_file(copy.staged, copy.bytes, kOwnerOnly, path);
-  take_over_mode_and_owner(copy.staged, path);
+  const std::optional<Place> place =
+      store_.tree().covers(path) ? store_.tree().find(path) : std::nullopt;
+  Found found = place ? look_at(place->directory, place->entry) : Found{};
+  if (found.kind != Found::Kind::kOrdinary) {
+    return "";
+  }
+  if (const std::string why = why_not_a_template(path, found); !why.empty()) {
+    throw std::runtime_error(why);
+  }
+  const Copy& copy = make_copy(path, *place, std::move(found));
   TemplateFile& staged = file(path);
   if (!staged.is_staged) {
     staged.before = copy.before;
   }
   staged.is_staged = true;
   staged.after = copy.bytes;
-  copies_.push_back(std::move(copy));
-  return copies_.back().staged;
+  return name_of(copy.entry);
+}
+
+StagedRun::Copy& StagedRun::make_copy(const std::string& path, const Place& place, Found found) {
+  const bool is_committed = std::any_of(copies_.begin(), copies_.end(),
+                                        [&](const Copy& copy) { return copy.path == path; });
+  const std::string original = is_committed ? found.bytes : starting_bytes(path, found);
+  const std::string entry = numbered(copies_begun_++);
+  const File copy = staging_.make_file(entry, path);
+  copy.write(original, path);
+  copies_.push_back(
+      {path, place, std::move(*found.file), entry, std::move(found.bytes), original, original, {}});
+  return copies_.back();
 }
 
 StagedRun::Copy* StagedRun::copy_at(const std::string& staged) {
   const auto found = std::find_if(copies_.begin(), copies_.end(),
-                                  [&](const Copy& copy) { return copy.staged == staged; });
+                                  [&](const Copy& copy) { return name_of(copy.entry) == staged; });
   return found == copies_.end() ? nullptr : &*found;
 }
 
@@ -100,10 +157,19 @@ void StagedRun::replaced(const std::string& line, const std::string& from, std::
   pass_.placeholder_texts.insert(from);
 }
 
+Found StagedRun::look_at_copy(const Copy& copy) const {
+  try {
+    return look_at(staging_, copy.entry);
+  } catch (const std::system_error& failure) {
+    throw std::runtime_error("cannot read the copy of " + copy.path + ": " +
+                             failure.code().message());
+  }
+}
+
 // The plug-in does not look at errors of reading and writing, so a bad or full disk leaves it a copy
 // that is cut short.
 bool StagedRun::holds_what_it_must(const Copy& copy) const {
-  return are_all_lines_of(pass_.input, copy.bytes) && read_whole_file(copy.staged) == pass_.output;
+  return are_all_lines_of(pass_.input, copy.bytes) && look_at_copy(copy).holds(pass_.output);
 }
 
 void StagedRun::moved(const std::string& to, bool done) {
@@ -124,6 +190,11 @@ void StagedRun::moved(const std::string& to, bool done) {
   copy->bytes = patched.after = pass_.output;
 }
 
+bool StagedRun::is_missing(const std::string& path) const {
+  const CompilerTree& tree = store_.tree();
+  return !tree.covers(path) || tree.look(path).kind == Found::Kind::kMissing;
+}
+
 void StagedRun::open_failed() {
   const auto copy = std::find_if(copies_.begin(), copies_.end(), [&](const Copy& one) {
     return one.path == pass_.path && !one.is_committed;
@@ -132,13 +203,15 @@ void StagedRun::open_failed() {
     copy->is_patched = true;
     copy->is_whole = false;
   }
-  file(pass_.path).result =
-      is_taken(pass_.path) ? TemplateFile::Result::kFailed : TemplateFile::Result::kMissing;
+  if (file(pass_.path).result != TemplateFile::Result::kFailed) {
+    file(pass_.path).result =
+        is_missing(pass_.path) ? TemplateFile::Result::kMissing : TemplateFile::Result::kFailed;
+  }
 }
 
 std::string StagedRun::log_line(std::string line) const {
   for (const Copy& copy : copies_) {
-    line = replace_all(line, copy.staged, copy.path).text;
+    line = replace_all(line, name_of(copy.entry), copy.path).text;
   }
   return replace_all(line, nowhere(), "").text;
 }

@@ -1,282 +1,249 @@
 #include "console_host/package/store.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <filesystem>
-#include <nlohmann/json.hpp>
-#include <sstream>
+#include <stdexcept>
 #include <utility>
 
-#include "console_host/base/durable_file.h"
-#include "console_host/base/errors.h"
-#include "console_host/base/files.h"
 #include "console_host/base/hash.h"
-#include "console_host/base/paths.h"
-#include "console_host/services/log.h"
+#include "console_host/base/system_call.h"
+#include "console_host/package/reinstalled.h"
 
 namespace ndk_integrate {
-
-namespace fs = std::filesystem;
 
 namespace {
 
 constexpr mode_t kPermissions = 07777;
-constexpr mode_t kReadable = 0644;
-constexpr mode_t kSecret = 0600;  // an original may be
-constexpr mode_t kUsual = 0777;
-constexpr mode_t kOwnerOnly = 0700;
+constexpr const char* kManifest = "manifest.json";
+constexpr const char* kOldManifest = "manifest.undone";
+constexpr const char* kOriginals = "originals";
+constexpr const char* kFresh = ".new";  // behind the name of a file that is being written
 
-using Json = nlohmann::json;
-
-std::optional<std::string> optional_text(const Json& json) {
-  return json.is_null() ? std::nullopt : std::optional(json.get<std::string>());
-}
-
-Json json_of(const std::optional<std::string>& text) { return text ? Json(*text) : Json(nullptr); }
-
-std::string octal(mode_t mode) {
-  std::ostringstream text;
-  text << std::oct << mode;
-  return text.str();
-}
-
-mode_t from_octal(const std::string& text) {
-  constexpr int kOctal = 8;
-  return static_cast<mode_t>(std::stoul(text, nullptr, kOctal)) & kPermissions;
-}
-
-mode_t mode_of(const std::string& file) {
-  struct stat status {};
-  return stat(file.c_str(), &status) == 0 ? status.st_mode & kPermissions : kReadable;
-}
-
-// True when `path` is an S_IFDIR or S_IFREG itself, not a link to one.
-bool is_kind(const std::string& path, mode_t kind) {
-  struct stat status {};
-  return lstat(path.c_str(), &status) == 0 && (status.st_mode & S_IFMT) == kind;
-}
-
-bool is_hash(const std::string& text) {
-  constexpr std::size_t kDigits = 64;
-  return text.size() == kDigits && text.find_first_not_of("0123456789abcdef") == std::string::npos;
-}
-
-// Throws std::runtime_error when an entry of a manifest is none that this program writes.
-void check_entry(const std::string& path, const std::string& original, const std::string& mode,
-                 const std::set<std::string>& results) {
-  const bool is_inside =
-      !path.empty() && path[0] != '/' && ("/" + path + "/").find("/../") == std::string::npos;
-  const bool is_octal =
-      !mode.empty() && mode.size() <= 4 && mode.find_first_not_of("01234567") == std::string::npos;
-  if (!is_inside || !is_octal || !is_hash(original) ||
-      !std::all_of(results.begin(), results.end(), is_hash)) {
-    throw std::runtime_error("the entry of '" + path + "' is damaged");
-  }
-}
-
-bool holds_one_of(const std::string& bytes, const std::set<std::string>& placeholders) {
-  return std::any_of(placeholders.begin(), placeholders.end(),
-                     [&](const std::string& one) { return bytes.find(one) != std::string::npos; });
+// The name without kFresh, "" where it does not end so.
+std::string without_fresh(const std::string& name) {
+  const std::string end = kFresh;
+  return name.size() > end.size() && name.compare(name.size() - end.size(), end.size(), end) == 0
+             ? name.substr(0, name.size() - end.size())
+             : "";
 }
 
 }  // namespace
 
-Store::Store(std::string root) : root_(std::move(root)) {
-  if (is_kind(directory(), S_IFDIR) &&
-      faccessat(AT_FDCWD, directory().c_str(), R_OK | X_OK, AT_EACCESS) != 0) {
-    throw std::runtime_error("cannot look into " + directory() + ": " + system_error_text(errno) +
-                             "; run as the user who installed");
+Store::Store(const CompilerTree& tree, const Lock* lock) : tree_(tree), lock_(lock) {
+  if (lock_ != nullptr) {
+    open(lock_->directory());
+  } else {
+    open(find_kept_directory(tree_, tree_.directory(), kDirectory));
   }
-  for (const std::string& dir : {directory(), originals()}) {
-    if (is_taken(dir) && !is_kind(dir, S_IFDIR)) {
-      throw std::runtime_error(dir + " is not a directory; ndk-integrate keeps originals there");
-    }
+}
+
+void Store::open(const std::optional<Directory>& directory) {
+  if (!directory) {
+    return;
   }
-  if (is_taken(manifest())) {
+  originals_ = find_kept_directory(tree_, *directory, kOriginals);
+  const std::string manifest = directory->name_of(kManifest);
+  if (directory->status_of(kManifest)) {
     try {
-      load();
+      load(*directory);
     } catch (const std::exception& damage) {
-      if (!is_taken(manifest())) {
-        return;  // an undo has just removed it
-      }
-      throw std::runtime_error("cannot use " + manifest() + ": " + damage.what() +
-                               "; the originals are in " + originals());
+      throw std::runtime_error("cannot use " + manifest + ": " + damage.what() +
+                               "; the originals are in " + directory->name_of(kOriginals));
     }
-  } else if (is_taken(originals()) && !is_taken(old_manifest())) {
-    throw std::runtime_error(manifest() + " is missing, which says whose originals are in " +
-                             originals() +
+  } else if (originals_ && !directory->status_of(kOldManifest)) {
+    throw std::runtime_error(manifest + " is missing, which says whose originals are in " +
+                             originals_->name() +
                              "; put it back, or remove that directory to give the originals up");
   }
 }
 
-bool Store::covers(const std::string& path) const { return is_below(path, root_); }
-
-std::string Store::relative(const std::string& path) const { return path.substr(root_.size() + 1); }
-
-void Store::load() {
-  if (!is_kind(manifest(), S_IFREG)) {
+void Store::load(const Directory& directory) {
+  std::optional<File> file;
+  try {
+    file = directory.find_file(kManifest);
+  } catch (const NotOrdinaryFile&) {
     throw std::runtime_error("it is not an ordinary file");
   }
-  const auto json = nlohmann::json::parse(read_whole_file(manifest()));
-  if (json.at("schema") != 1) {
-    throw std::runtime_error("it was written by a newer ndk-integrate");
+  if (!file) {
+    return;  // an undo has just removed it
   }
-  for (const auto& [path, file] : json.at("files").items()) {
-    const std::string mode = file.at("mode");
-    check_entry(path, file.at("original"), mode, file.at("results"));
-    const Entry entry{file.at("original"), from_octal(mode), file.at("results"),
-                      file.at("placeholders"),
-                      file.value("installations", std::set<std::string>{})};
-    // Neither where a run was killed before it noted a result: the file has not been touched.
-    if (!entry.results.empty() || !entry.installations.empty()) {
-      contents_.files[path] = entry;
-    }
+  if (const std::string why = tree_.why_not_kept_by_us(file->name(), file->status());
+      !why.empty()) {
+    throw std::runtime_error(why);
   }
-  // Missing where an older program wrote it.
-  const Json installations = json.value("installations", Json::object());
-  for (const auto& [version, one] : installations.items()) {
-    contents_.installations[version] = {version,
-                                        optional_text(one.at("ndk")),
-                                        optional_text(one.at("release")),
-                                        one.at("component"),
-                                        one.at("time"),
-                                        one.at("finished")};
-  }
+  manifest_ = parse_manifest(file->read());
 }
 
-void Store::save(const Contents& contents) {
-  auto installations = Json::object();
-  for (const auto& [version, one] : contents.installations) {
-    installations[version] = {{"ndk", json_of(one.ndk)},
-                              {"release", json_of(one.release)},
-                              {"component", one.component},
-                              {"time", one.time},
-                              {"finished", one.is_finished}};
+// Under another name first, so that the file is whole whenever it is there.
+void Store::write(const Directory& into, const std::string& name, const std::string& bytes,
+                  const std::string& what, bool is_handed_over) const {
+  lock_->require_held();
+  const std::string fresh = name + kFresh;
+  into.remove_file(fresh);
+  const File file = into.make_file(fresh, what);
+  try {
+    file.write(bytes, what);
+    if (is_handed_over) {
+      tree_.hand_over(file);
+    }
+    file.flush();
+    into.rename(fresh, into, name);
+  } catch (...) {
+    unlinkat(into.number(), fresh.c_str(), 0);  // where it is still there
+    throw;
   }
-  auto files = Json::object();
-  for (const auto& [path, entry] : contents.files) {
-    files[path] = {{"original", entry.original},
-                   {"mode", octal(entry.mode)},
-                   {"results", entry.results},
-                   {"placeholders", entry.placeholders},
-                   {"installations", entry.installations}};
-  }
-  const nlohmann::ordered_json json{
-      {"schema", 1}, {"installations", installations}, {"files", files}};
-  const std::string fresh = manifest() + ".new";
+  into.flush();
+}
+
+void Store::save(const Manifest& manifest) {
   is_certain_ = false;
-  write_file(fresh, json.dump(1) + "\n", kReadable, manifest());
-  flush_to_disk(fresh);
-  replace_file(fresh, manifest());
+  write(kept(), kManifest, text_of(manifest), kept().name_of(kManifest), true);
   is_certain_ = true;
-  contents_ = contents;
+  manifest_ = manifest;
 }
 
 std::vector<std::string> Store::known_files(const std::string& version) const {
   std::vector<std::string> files;
-  for (const auto& [path, entry] : contents_.files) {
+  for (const auto& [path, entry] : manifest_.files) {
     if (entry.installations.empty() || entry.installations.count(version) != 0) {
-      files.push_back(root_ + "/" + path);
+      files.push_back(tree_.root() + "/" + path);
     }
   }
   return files;
 }
 
+std::vector<std::string> Store::all_files() const {
+  std::vector<std::string> files;
+  for (const auto& [path, entry] : manifest_.files) {
+    files.push_back(tree_.root() + "/" + path);
+  }
+  return files;
+}
+
+const Manifest::Entry& Store::entry(const std::string& path) const {
+  return manifest_.files.at(tree_.relative(path));
+}
+
 bool Store::is_shared(const std::string& path, const std::string& version) const {
-  const std::set<std::string>& installations = contents_.files.at(relative(path)).installations;
+  const std::set<std::string>& installations = entry(path).installations;
   return installations.size() > installations.count(version);
 }
 
 std::optional<InstallationRecord> Store::installation(const std::string& version) const {
-  const auto found = contents_.installations.find(version);
-  return found == contents_.installations.end() ? std::nullopt : std::optional(found->second);
+  const auto found = manifest_.installations.find(version);
+  return found == manifest_.installations.end() ? std::nullopt : std::optional(found->second);
 }
 
-Store::State Store::state(const std::string& path) const {
-  const auto found = contents_.files.find(relative(path));
-  if (found == contents_.files.end()) {
+bool Store::knows(const std::string& path, const std::string& bytes) const {
+  const std::string hash = sha256(bytes);
+  return hash == entry(path).original || entry(path).results.count(hash) != 0;
+}
+
+Store::State Store::state(const std::string& path, const Found& found) const {
+  if (manifest_.files.count(tree_.relative(path)) == 0) {
     return State::kUnknown;
   }
-  if (!is_ordinary_file(path)) {
-    return State::kMissing;
+  if (found.kind != Found::Kind::kOrdinary) {
+    return found.kind == Found::Kind::kMissing ? State::kMissing : State::kNotAFile;
   }
-  const Entry& entry = found->second;
-  const std::string bytes = read_whole_file(path);
-  const std::string hash = sha256(bytes);
-  if (hash == entry.original) {
+  const Manifest::Entry& known = entry(path);
+  const std::string hash = sha256(found.bytes);
+  if (hash == known.original) {
     return State::kOriginal;
   }
-  if (entry.results.count(hash) != 0) {
+  if (known.results.count(hash) != 0) {
     return State::kResult;
   }
-  const bool never_changed_here = entry.results.empty();
-  return never_changed_here || holds_one_of(bytes, entry.placeholders) ? State::kReinstalled
-                                                                       : State::kEdited;
+  if (known.results.empty()) {
+    return State::kReinstalled;
+  }
+  const std::optional<std::string> original = kept_original(path);
+  return original && is_reinstalled(found.bytes, *original, known.placeholders, known.filled)
+             ? State::kReinstalled
+             : State::kEdited;
 }
 
-std::string Store::why_edited(const std::string& path) const {
-  if (state(path) != State::kEdited) {
+std::string Store::why_edited(const std::string& path, const Found& found) const {
+  if (state(path, found) != State::kEdited) {
     return "";
   }
   return path +
          " was changed by someone else since ndk-integrate wrote it, so it is left as it is, and so "
          "is everything else; to give that change up, put its original there: cat " +
-         kept_as(path) + " > " + path;
+         kept_as(path) + " > " + path + ", or undo with --force " + path +
+         ", which keeps the change beside it";
 }
 
-void Store::refuse_edited(const std::string& path) const {
-  if (const std::string why = why_edited(path); !why.empty()) {
-    throw std::runtime_error(why);
+// The bytes of the original that is kept; nothing when they are missing or damaged.
+std::optional<std::string> Store::kept_original(const std::string& path) const {
+  const Found kept = originals_ ? look_at(*originals_, entry(path).original) : Found{};
+  if (kept.kind != Found::Kind::kOrdinary || sha256(kept.bytes) != entry(path).original) {
+    return std::nullopt;
   }
+  return kept.bytes;
 }
 
-Store::Original Store::original(const std::string& path) const {
-  const State known_as = state(path);
-  if (known_as != State::kResult && known_as != State::kMissing) {
-    return {read_whole_file(path), mode_of(path)};
+Store::Original Store::original(const std::string& path, const Found& found) const {
+  const State known_as = state(path, found);
+  if (known_as == State::kUnknown || known_as == State::kOriginal ||
+      known_as == State::kReinstalled) {
+    const struct stat status = found.file->status();
+    return {found.bytes, status.st_mode & kPermissions, tree_.is_secret_of_root(status)};
   }
-  const Entry& entry = contents_.files.at(relative(path));
-  std::string bytes = read_whole_file(kept_as(path));
-  if (sha256(bytes) != entry.original) {
+  std::optional<std::string> bytes = kept_original(path);
+  if (!bytes) {
     throw std::runtime_error("the original of " + path + " that is kept as " + kept_as(path) +
-                             " is damaged; reinstall the compiler package");
+                             " is missing or damaged; reinstall the compiler package");
   }
-  return {std::move(bytes), entry.mode};
+  return {std::move(*bytes), entry(path).mode, false};
 }
+
+std::string Store::original_hash(const std::string& path) const { return entry(path).original; }
 
 std::string Store::kept_as(const std::string& path) const {
-  return originals() + "/" + contents_.files.at(relative(path)).original;
+  return directory() + "/" + kOriginals + "/" + entry(path).original;
+}
+
+Directory Store::made_originals() {
+  if (!originals_) {
+    const bool is_new = kept().make_directory(kOriginals);
+    originals_ = find_kept_directory(tree_, kept(), kOriginals);
+    if (!originals_) {
+      throw std::runtime_error("someone else removed " + kept().name_of(kOriginals) + " just now");
+    }
+    if (is_new && originals_->status().st_uid == geteuid()) {
+      tree_.hand_over(*originals_);
+    }
+  }
+  return *originals_;
 }
 
 void Store::keep(const std::string& path, const Original& original) {
   const std::string hash = sha256(original.bytes);
-  Contents next = contents_;
-  Entry& entry = next.files[relative(path)];
-  if (entry.original == hash && entry.mode == original.mode) {
+  Manifest next = manifest_;
+  Manifest::Entry& kept_entry = next.files[tree_.relative(path)];
+  if (kept_entry.original == hash && kept_entry.mode == original.mode) {
     return;
   }
-  if (entry.original == hash) {
-    entry.mode = original.mode;  // reinstalled with the same bytes
+  if (kept_entry.original == hash) {
+    kept_entry.mode = original.mode;  // reinstalled with the same bytes
   } else {
-    entry = {hash, original.mode, {}, {}, entry.installations};
-    if (!is_taken(manifest())) {
+    const std::set<std::string> installations = kept_entry.installations;
+    kept_entry = {};
+    kept_entry.original = hash;
+    kept_entry.mode = original.mode;
+    kept_entry.installations = installations;
+    if (!kept().status_of(kManifest)) {
       save({});  // so that there are never originals without a manifest
     }
-    make_directory(originals(), kUsual);
-    const std::string kept = originals() + "/" + hash;
-    write_file(kept + ".new", original.bytes, kSecret, path);
-    flush_to_disk(kept + ".new");
-    replace_file(kept + ".new", kept);
+    write(made_originals(), hash, original.bytes, path, !original.is_secret_of_root);
   }
   save(next);
 }
 
 void Store::reopen(const std::string& version) {
-  Contents next = contents_;
+  Manifest next = manifest_;
   const auto found = next.installations.find(version);
   if (found != next.installations.end() && found->second.is_finished) {
     found->second.is_finished = false;
@@ -285,98 +252,100 @@ void Store::reopen(const std::string& version) {
 }
 
 void Store::note(const InstallationRecord& record, const std::vector<Result>& results) {
-  Contents next = contents_;
+  Manifest next = manifest_;
   next.installations[record.version] = record;
   for (const Result& result : results) {
-    const std::string path = relative(result.path);
-    const std::string hash = sha256(result.bytes);
-    Entry& entry = next.files.at(path);
-    noted_[path] = hash;
-    entry.results.insert(hash);
-    entry.placeholders.insert(result.placeholders.begin(), result.placeholders.end());
-    entry.installations.insert(record.version);
+    const std::string path = tree_.relative(result.path);
+    Manifest::Entry& known = next.files.at(path);
+    noted_[path] = sha256(result.bytes);
+    known.results.insert(noted_[path]);
+    known.placeholders.insert(result.placeholders.begin(), result.placeholders.end());
+    const std::set<std::string> filled = filled_lines(result.original, result.bytes);
+    known.filled.insert(filled.begin(), filled.end());
+    known.installations.insert(record.version);
   }
   save(next);
 }
 
-void Store::settle(const InstallationRecord& record) {
+void Store::settle(const InstallationRecord& record, const std::set<std::string>& changed_since) {
   if (noted_.empty()) {
     return;
   }
-  Contents next = contents_;
+  Manifest next = manifest_;
   next.installations[record.version] = record;
   for (const auto& [path, hash] : noted_) {
-    next.files.at(path).results = {hash};
+    if (changed_since.count(tree_.directory().name_of(path)) == 0) {
+      next.files.at(path).results = {hash};
+    }
   }
   save(next);
 }
 
 void Store::forget(const std::string& version, const std::set<std::string>& all_but) {
-  Contents next = contents_;
+  lock_->require_held();
+  Manifest next = manifest_;
   next.installations.erase(version);
-  for (const std::string& path : known_files(version)) {
-    if (all_but.count(path) == 0) {
-      Entry& entry = next.files.at(relative(path));
-      entry.installations.erase(version);
-      if (entry.installations.empty()) {
-        next.files.erase(relative(path));
+  for (const std::string& file : known_files(version)) {
+    if (all_but.count(file) == 0) {
+      const std::string path = tree_.relative(file);
+      Manifest::Entry& known = next.files.at(path);
+      known.installations.erase(version);
+      if (known.installations.empty()) {
+        next.files.erase(path);
       }
     }
   }
   if (next.files.empty()) {
     // A rename, because a full disk would forbid to write an empty manifest.
-    replace_file(manifest(), old_manifest());
-    contents_ = {};
+    is_certain_ = false;
+    kept().rename(kManifest, kept(), kOldManifest);
+    kept().flush();
+    is_certain_ = true;
+    manifest_ = {};
   } else {
     save(next);
   }
 }
 
 // The manifest goes last, so that there are never originals without one.
-void Store::clean() const {
-  fs::remove_all(staging_directory());
-  fs::remove(manifest() + ".new");
-  fs::remove(directory() + "/lock");  // an older program's
-  const std::string last = is_taken(old_manifest()) ? old_manifest() : manifest();
-  if (!is_certain_ || !is_taken(last)) {
+void Store::clean() {
+  kept().remove_file(std::string(kManifest) + kFresh);
+  kept().remove_file("lock");  // an older program's
+  const bool is_undone = kept().status_of(kOldManifest).has_value();
+  const std::string last = is_undone ? kOldManifest : kManifest;
+  if (!is_certain_ || (!is_undone && !kept().status_of(kManifest))) {
+    return;
+  }
+  remove_unneeded_originals();
+  if (manifest_.files.empty()) {
+    // It stays when somebody else keeps things there.
+    kept().remove_directory(kOriginals);
+    if (!kept().status_of(kOriginals)) {
+      originals_.reset();
+      kept().flush();
+      kept().remove_file(last);
+    }
+  } else if (is_undone) {
+    kept().remove_file(kOldManifest);
+  }
+  kept().flush();
+}
+
+void Store::remove_unneeded_originals() const {
+  if (!originals_) {
     return;
   }
   std::set<std::string> needed;
-  for (const auto& [path, entry] : contents_.files) {
-    needed.insert(entry.original);
+  for (const auto& [path, known] : manifest_.files) {
+    needed.insert(known.original);
   }
-  std::error_code none;
-  const std::string fresh = ".new";
-  for (fs::directory_iterator original(originals(), none), end; original != end; ++original) {
-    const std::string name = original->path().filename().string();
-    const bool is_fresh = name.size() > fresh.size() &&
-                          name.compare(name.size() - fresh.size(), fresh.size(), fresh) == 0;
-    const std::string hash = is_fresh ? name.substr(0, name.size() - fresh.size()) : name;
-    if (is_hash(hash) && (is_fresh || needed.count(hash) == 0)) {
-      fs::remove(original->path());
+  for (const std::string& name : originals_->entries()) {
+    const std::string fresh = without_fresh(name);
+    if (is_hash(fresh) || (is_hash(name) && needed.count(name) == 0)) {
+      originals_->remove_file(name);
     }
   }
-  if (needed.empty()) {
-    fs::remove(originals(), none);  // stays when somebody else keeps things there
-    if (!is_taken(originals())) {
-      flush_to_disk(directory());
-      remove_file(last);
-    }
-  }
-  flush_to_disk(directory());
-}
-
-StagingDirectory::StagingDirectory(const Store& store) : store_(store) {
-  store_.clean();
-  make_directory(name(), kOwnerOnly);
-}
-
-StagingDirectory::~StagingDirectory() {
-  try {
-    store_.clean();
-  } catch (const std::exception& failure) {
-    add_to_log("ERROR: cannot clean up " + store_.directory() + ": " + failure.what());
-  }
+  originals_->flush();
 }
 
 }  // namespace ndk_integrate

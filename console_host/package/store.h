@@ -7,15 +7,17 @@
 //                      "installations":{VERSION:{"ndk":DIR|null,"release":TEXT|null,
 //                        "component":TEXT,"time":"2026-11-21T20:09:34Z","finished":true}...},
 //                      "files":{PATH:{"original":HASH,"mode":"644","results":[HASH...],
-//                        "placeholders":[TEXT...],"installations":[VERSION...]}...}}
+//                        "placeholders":[TEXT...],"filled":[HASH...],
+//                        "installations":[VERSION...]}...}}
 //                     each PATH is relative to the compiler's directory, each HASH a SHA-256 in
-//                     hexadecimal, each VERSION a compiler's full one
+//                     hexadecimal, of a file's bytes or, in "filled", of a line that was filled in,
+//                     each VERSION a compiler's full one
 //   manifest.undone   the manifest after an undo, until the originals are removed
 //   originals/HASH    the bytes of an original
-//   staged/           copies that are being worked on; thrown away by the next run
+//   staged-RANDOM/    copies that are being worked on (staging.h)
 //
 // A file is changed in this order, each step on the disk before the next: its original is kept, the
-// manifest names the original, the manifest names the result, the result is renamed into its place.
+// manifest names the original, the manifest names the result, the result changes places with the file.
 // So whenever the program is killed, the file is whole and is either its original or a result that
 // the manifest knows.
 #ifndef CONSOLE_HOST_PACKAGE_STORE_H
@@ -29,17 +31,12 @@
 #include <string>
 #include <vector>
 
-namespace ndk_integrate {
+#include "console_host/base/directory.h"
+#include "console_host/package/compiler_tree.h"
+#include "console_host/package/lock.h"
+#include "console_host/package/manifest.h"
 
-// What is kept of one installation.
-struct InstallationRecord {
-  std::string version;                 // the compiler's full one
-  std::optional<std::string> ndk;      // the NDK's directory; none where integration is disabled
-  std::optional<std::string> release;  // the NDK's, such as "r11c"
-  std::string component;
-  std::string time;          // when it began, in UTC: "2026-11-21T20:09:34Z"
-  bool is_finished = false;  // false when it was cut short, or its script failed
-};
+namespace ndk_integrate {
 
 class Store {
  public:
@@ -48,32 +45,34 @@ class Store {
     kUnknown,      // nothing is known of it: it is its own original
     kOriginal,     // it is the original that is kept
     kResult,       // it is what was put in the original's place
-    kReinstalled,  // it is neither, but nobody's edit: it holds placeholders, or was never changed
+    kReinstalled,  // it is neither, but nobody's edit: it is a template again, or was never changed
                    // here
     kEdited,       // it is neither: somebody else changed it
+    kNotAFile,     // it is a link, a pipe or the like
     kMissing,      // it is not there
   };
 
   // A file's original.
   struct Original {
     std::string bytes;
-    mode_t mode;
+    mode_t mode = 0;
+    bool is_secret_of_root = false;
   };
 
-  // The directory in which things are kept of the compiler in `root`.
-  static std::string directory_in(const std::string& root) { return root + "/.ndk-integrate"; }
+  // The name in a compiler's directory of the one in which things are kept.
+  static constexpr const char* kDirectory = ".ndk-integrate";
+  static std::string directory_in(const std::string& root) { return root + "/" + kDirectory; }
 
-  // What is kept of the compiler in `root`, an absolute path without a "/" at its end. Reads the
-  // manifest, changes nothing. Throws std::runtime_error when the manifest is damaged.
-  explicit Store(std::string root);
+  // What is kept of the compiler in `tree`. Reads the manifest, changes nothing. Throws
+  // std::runtime_error when what is kept is damaged or not to be trusted. With a `lock` on it, the
+  // functions below that write may be called.
+  explicit Store(const CompilerTree& tree, const Lock* lock = nullptr);
 
-  const std::string& root() const { return root_; }
-  std::string directory() const { return directory_in(root_); }
-  std::string staging_directory() const { return directory() + "/staged"; }
+  const CompilerTree& tree() const { return tree_; }
+  std::string directory() const { return directory_in(tree_.root()); }
 
-  // True when `path` is below the compiler's directory. Those are the paths that the functions
-  // below take.
-  bool covers(const std::string& path) const;
+  // The open directory in which things are kept. Only with a lock.
+  const Directory& kept() const { return lock_->directory(); }
 
   // The files of which an original is kept for the compiler's version `version`.
   std::vector<std::string> known_files(const std::string& version) const;
@@ -84,17 +83,22 @@ class Store {
   // What is kept of the installation of `version`.
   std::optional<InstallationRecord> installation(const std::string& version) const;
 
-  State state(const std::string& path) const;
+  // What `path` is; `found` is what was found there.
+  State state(const std::string& path) const { return state(path, tree_.look(path)); }
+  State state(const std::string& path, const Found& found) const;
 
   // What to say and do where somebody else changed the file; "" where nobody did.
-  std::string why_edited(const std::string& path) const;
-
-  // Throws std::runtime_error with that text where somebody else changed the file.
-  void refuse_edited(const std::string& path) const;
+  std::string why_edited(const std::string& path) const {
+    return why_edited(path, tree_.look(path));
+  }
+  std::string why_edited(const std::string& path, const Found& found) const;
 
   // The file's original: the one kept, or the file itself. Throws std::runtime_error when the kept one
   // is damaged or missing.
-  Original original(const std::string& path) const;
+  Original original(const std::string& path, const Found& found) const;
+
+  // The hash of the known file's original.
+  std::string original_hash(const std::string& path) const;
 
   // Keeps `original` as the file's original.
   void keep(const std::string& path, const Original& original);
@@ -107,6 +111,7 @@ class Store {
   struct Result {
     std::string path;
     std::string bytes;
+    std::string original;                // the bytes that it was made from
     std::set<std::string> placeholders;  // what was replaced in it
   };
 
@@ -114,58 +119,44 @@ class Store {
   // places.
   void note(const InstallationRecord& record, const std::vector<Result>& results);
 
-  // Says that the results noted last are in their places, and ends a run: earlier ones are
-  // forgotten.
-  void settle(const InstallationRecord& record);
+  // Says that the results noted last are in their places, and ends a run: earlier ones are forgotten,
+  // but not those of the files `changed_since`.
+  void settle(const InstallationRecord& record, const std::set<std::string>& changed_since);
 
   // Forgets the installation of `version`, and the originals of its files but for these, which stay
   // its own.
   void forget(const std::string& version, const std::set<std::string>& all_but);
 
-  // Removes staged copies, and originals that no file has.
-  void clean() const;
+  // Removes originals that no file has, and what a run that was cut short left.
+  void clean();
+
+  // True when `bytes` are the original or a result of the file `path`.
+  bool knows(const std::string& path, const std::string& bytes) const;
+
+  // All known files.
+  std::vector<std::string> all_files() const;
+
+  // False when it is not known what is on the disk, because writing the manifest failed.
+  bool is_certain() const { return is_certain_; }
 
  private:
-  struct Entry {
-    std::string original;
-    mode_t mode;
-    std::set<std::string> results;
-    std::set<std::string> placeholders;
-    std::set<std::string> installations;  // the versions; empty where an older program kept it
-  };
-
-  struct Contents {
-    std::map<std::string, InstallationRecord> installations;  // by version
-    std::map<std::string, Entry> files;                       // by path, relative to the root
-  };
-
-  std::string relative(const std::string& path) const;
   std::string kept_as(const std::string& path) const;  // where a known file's original is
-  std::string manifest() const { return directory() + "/manifest.json"; }
-  std::string old_manifest() const { return directory() + "/manifest.undone"; }
-  std::string originals() const { return directory() + "/originals"; }
-  void load();
-  void save(const Contents& contents);
+  const Manifest::Entry& entry(const std::string& path) const;
+  std::optional<std::string> kept_original(const std::string& path) const;
+  void open(const std::optional<Directory>& directory);
+  void load(const Directory& directory);
+  void save(const Manifest& manifest);
+  void write(const Directory& into, const std::string& name, const std::string& bytes,
+             const std::string& what, bool is_handed_over) const;
+  Directory made_originals();
+  void remove_unneeded_originals() const;
 
-  std::string root_;
-  Contents contents_;                         // as the manifest on the disk has them
+  const CompilerTree& tree_;
+  const Lock* lock_;
+  std::optional<Directory> originals_;
+  Manifest manifest_;                         // as it is on the disk
   std::map<std::string, std::string> noted_;  // the hashes of the results noted last, by path
-  bool is_certain_ = true;  // false when that is not known, because writing the manifest failed
-};
-
-// The staging directory of a store: empty to begin with, and gone with this object. What a killed
-// run left behind goes too.
-class StagingDirectory {
- public:
-  explicit StagingDirectory(const Store& store);
-  ~StagingDirectory();
-  StagingDirectory(const StagingDirectory&) = delete;
-  StagingDirectory& operator=(const StagingDirectory&) = delete;
-
-  std::string name() const { return store_.staging_directory(); }
-
- private:
-  const Store& store_;
+  bool is_certain_ = true;
 };
 
 }  // namespace ndk_integrate

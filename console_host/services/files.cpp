@@ -2,8 +2,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <system_error>
 
-#include "console_host/base/durable_file.h"
 #include "console_host/base/files.h"
 #include "console_host/base/paths.h"
 #include "console_host/services/read_only.h"
@@ -56,10 +56,16 @@ int is_writable(std::string dir) {
 // One atomic rename. The new file takes the replaced file's mode, and its owner where that is
 // permitted.
 int file_move(std::string from, std::string to) {
-  ndk_integrate::take_over_mode_and_owner(from, to);
-  const bool done = std::rename(from.c_str(), to.c_str()) == 0;
-  if (!done) {
-    print_log("ERROR: cannot move %s to %s: %s", from.c_str(), to.c_str(), std::strerror(errno));
+  bool done = false;
+  try {
+    ndk_integrate::take_over_mode_and_owner(from, to);
+    done = std::rename(from.c_str(), to.c_str()) == 0;
+    if (!done) {
+      print_log("ERROR: cannot move %s to %s: %s", from.c_str(), to.c_str(), std::strerror(errno));
+    }
+  } catch (const std::system_error& failure) {
+    print_log("ERROR: cannot move %s to %s: %s", from.c_str(), to.c_str(),
+              failure.code().message().c_str());
   }
   if (ServiceObserver* observer = ndk_integrate::service_observer()) {
     observer->moved(to, done);
