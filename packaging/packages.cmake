@@ -90,4 +90,30 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${NDK_PACKAGE_plugin} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS ${NDK_PACKAGE_program})
 
+# --- RPM, experimental: made with the libraries of the distribution that builds it, with -DCMAKE_INSTALL_LIBDIR=lib64 for
+# where they go on one that uses RPM ---
+
+set(CPACK_RPM_COMPONENT_INSTALL ON)
+set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
+set(CPACK_RPM_PACKAGE_LICENSE "not chosen yet")
+set(CPACK_RPM_PACKAGE_RELOCATABLE OFF)
+foreach(component plugin program development)
+  string(TOUPPER ${component} upper)
+  set(CPACK_RPM_${upper}_PACKAGE_NAME ${NDK_PACKAGE_${component}})
+  # What the descriptions above begin with.
+  string(REGEX REPLACE "\n.*" "" CPACK_RPM_${upper}_PACKAGE_SUMMARY "${CPACK_COMPONENT_${upper}_DESCRIPTION}")
+  if(NOT component STREQUAL plugin)
+    set(CPACK_RPM_${upper}_PACKAGE_REQUIRES "${NDK_PACKAGE_plugin} = ${PROJECT_VERSION}")
+  endif()
+endforeach()
+set(CPACK_RPM_PLUGIN_POST_INSTALL_SCRIPT_FILE ${CMAKE_CURRENT_SOURCE_DIR}/rpm/ldconfig.sh)
+set(CPACK_RPM_PLUGIN_POST_UNINSTALL_SCRIPT_FILE ${CMAKE_CURRENT_SOURCE_DIR}/rpm/ldconfig.sh)
+set(CPACK_RPM_SPEC_MORE_DEFINE "%define use_source_date_epoch_as_buildtime 1
+%define clamp_mtime_to_source_date_epoch 1
+%define _buildhost localhost
+%define _build_id_links none")
+set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
+    /usr/include /usr/lib64/cmake /usr/lib64/pkgconfig /usr/share/doc /usr/share/lintian /usr/share/lintian/overrides
+    /usr/share/man /usr/share/man/man1)
+
 include(CPack)
