@@ -3,6 +3,7 @@ address, and an sshd each; and a controller, which runs Ansible. They live in na
 process, whose network has no way out, and end with it."""
 
 import contextlib
+import functools
 import hashlib
 import os
 import re
@@ -113,24 +114,34 @@ class Machine:
         left_out = ALWAYS_LEFT_OUT | LOGINS | set(left_out)
         tree = {}
         for above, dirs, files in os.walk(self.root):
-            inside = os.path.relpath(above, self.root).removeprefix(".")
+            inside = os.path.relpath(above, self.root) if above != self.root else ""
             names = [os.path.join(inside, name) for name in dirs + files]
             dirs[:] = [name for name in dirs if os.path.join(inside, name) not in left_out]
             for name in names:
                 if name not in left_out:
-                    tree[name] = entry_of(self.path(name))
+                    tree[name] = self._entry(name)
         return tree
 
+    def _entry(self, name):
+        status = os.lstat(self.path(name))
+        holds = None
+        if stat.S_ISLNK(status.st_mode):
+            holds = os.readlink(self.path(name))
+        elif stat.S_ISREG(status.st_mode):
+            is_own = os.path.lexists(os.path.join(self.directory, "upper", name))
+            holds = hash_of(self.path(name)) if is_own else hash_in_tree(os.path.join(self.tree, name))
+        return (oct(status.st_mode), status.st_uid, status.st_gid, holds)
 
-def entry_of(path):
-    status = os.lstat(path)
-    holds = None
-    if stat.S_ISLNK(status.st_mode):
-        holds = os.readlink(path)
-    elif stat.S_ISREG(status.st_mode):
-        with open(path, "rb") as file:
-            holds = hashlib.blake2b(file.read()).hexdigest()
-    return (oct(status.st_mode), status.st_uid, status.st_gid, holds)
+
+def hash_of(path):
+    with open(path, "rb") as file:
+        return hashlib.blake2b(file.read()).hexdigest()
+
+
+@functools.lru_cache(maxsize=None)
+def hash_in_tree(path):
+    """The same of a file in the trees that the machines' are copies of, which do not change."""
+    return hash_of(path)
 
 
 def differences(before, after):
