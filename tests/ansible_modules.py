@@ -3,6 +3,7 @@
 import glob
 import json
 import os
+import shutil
 import subprocess
 
 import yaml
@@ -38,10 +39,9 @@ OF_ANSIBLE = {
 
 
 def install_collection(directory):
-    """Puts the collection where Ansible finds it: below the directory, as a link to the sources."""
-    above = os.path.join(directory, "ansible_collections", "ndk_utils")
-    os.makedirs(above, exist_ok=True)
-    os.symlink(FLEET, os.path.join(above, "integrate"))
+    """Puts the collection where Ansible finds it, below the directory, for every user."""
+    to = os.path.join(directory, "ansible_collections", "ndk_utils", "integrate")
+    shutil.copytree(FLEET, to, ignore=shutil.ignore_patterns("__pycache__"))
     return directory
 
 

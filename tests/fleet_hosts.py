@@ -11,6 +11,7 @@ import shutil
 import signal
 import stat
 import subprocess
+import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 ENTER = os.path.join(ROOT, "scripts", "enter-machine")
@@ -32,12 +33,18 @@ def run(*command, **how):
     return done.stdout
 
 
+def read(path):
+    with open(path, encoding="utf-8") as file:
+        return file.read()
+
+
 class Machine:
     """A machine: a writable copy of a tree below `directory`, and what runs on it."""
 
     def __init__(self, name, number, tree, directory):
         self.name = name
         self.address = f"{NETWORK}{number}"
+        self.card = f"02:00:00:00:00:{number:02x}"  # the same after it was away
         self.tree = tree
         self.link = f"fleet{number}"
         self.directory = os.path.join(directory, name)
@@ -46,7 +53,8 @@ class Machine:
         upper, work = (os.path.join(self.directory, part) for part in ("upper", "work"))
         for part in (self.root, upper, work):
             os.makedirs(part)
-        options = f"lowerdir={tree},upperdir={upper},workdir={work}"
+        # With xino all of it looks as on one file system, as on a real machine.
+        options = f"lowerdir={tree},upperdir={upper},workdir={work},xino=on"
         run("mount", "-t", "overlay", "-o", options, "overlay", self.root)
 
     def path(self, name):
@@ -60,8 +68,7 @@ class Machine:
         os.chmod(path, mode)
 
     def read(self, name):
-        with open(self.path(name), encoding="utf-8") as file:
-            return file.read()
+        return read(self.path(name))
 
     def start(self, *command):
         """Runs the command as the machine's first process, and connects its network."""
@@ -75,17 +82,24 @@ class Machine:
             raise RuntimeError(f"{self.name} did not start")
         inside = self.first_process()
         run("ip", "link", "add", "name", self.link, "type", "veth", "peer", "name", "eth0",
-            "netns", inside)
+            "address", self.card, "netns", inside)
         run("ip", "link", "set", self.link, "master", "fleet", "up")
         address = f"ip address add {self.address}/24 dev eth0; ip link set eth0 up; ip link set lo up"
         run("nsenter", "--net", f"--target={inside}", "sh", "-euc", address)
         with contextlib.closing(self.process.stdin) as go:
             go.write(b"go\n")
 
+    def wait_until_listening(self, port):
+        listening = re.compile(rf":{port:04X} [0-9A-F]+:0000 0A ")
+        give_up = time.monotonic() + 60
+        while not listening.search(read(f"/proc/{self.first_process()}/net/tcp")):
+            if time.monotonic() > give_up or self.process.poll() is not None:
+                raise RuntimeError(f"{self.name} does not listen at port {port}")
+            time.sleep(0.02)
+
     def first_process(self):
         above = self.process.pid
-        with open(f"/proc/{above}/task/{above}/children", encoding="ascii") as file:
-            return file.read().split()[0]
+        return read(f"/proc/{above}/task/{above}/children").split()[0]
 
     def stop(self):
         """Ends everything on the machine at once, as a power failure does."""
@@ -101,12 +115,11 @@ class Machine:
 
     def bytes_so_far(self):
         """The bytes that went over its link, in both directions."""
-        with open("/proc/self/net/dev", encoding="ascii") as file:
-            for line in file:
-                name, _, numbers = line.partition(":")
-                if name.strip() == self.link:
-                    fields = numbers.split()
-                    return int(fields[0]) + int(fields[8])
+        for line in read("/proc/self/net/dev").splitlines():
+            name, _, numbers = line.partition(":")
+            if name.strip() == self.link:
+                fields = numbers.split()
+                return int(fields[0]) + int(fields[8])
         return 0
 
     def snapshot(self, left_out=()):
@@ -154,6 +167,7 @@ class Fleet:
     """The hosts and the controller. A context manager; `directory` becomes a file system in memory."""
 
     def __init__(self, directory, trees, controller_tree, count, prepare):
+        run("mount", "-t", "proc", "proc", "/proc")  # of these namespaces
         run("mount", "-t", "tmpfs", "-o", "mode=755", "tmpfs", directory)
         run("ip", "link", "set", "lo", "up")
         run("ip", "link", "add", "name", "fleet", "type", "bridge")
@@ -180,6 +194,7 @@ class Fleet:
     def start(self, host):
         os.makedirs(host.path("run/sshd"), exist_ok=True)
         host.start("/usr/sbin/sshd", "-D")
+        host.wait_until_listening(22)
 
     def _make_keys(self):
         ssh = self.controller.path("root/.ssh")

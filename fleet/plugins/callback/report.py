@@ -31,7 +31,7 @@ import os
 
 from ansible.plugins.callback import CallbackBase
 
-MODULE = "ndk_integration"
+INTEGRATION, FACTS = "ndk_integration", "ndk_facts"
 COLUMNS = ("host", "ndk", "release", "result")
 
 
@@ -59,6 +59,18 @@ class Machine:
         would = "would be " if is_check and told.get("changed") else ""
         self.tell(would + told["outcome"], told.get("msg", ""))
 
+    def take_facts(self, found):
+        """Takes what is known of the NDKs there."""
+        self.ndk = found["ndk"]
+        for candidate in found["candidates"]:
+            if candidate["path"] == self.ndk:
+                self.release = candidate["release"]
+        if self.ndk:
+            self.tell("found", "")
+        else:
+            reasons = ["{path}: {message}".format(**each) for each in found["candidates"]]
+            self.tell("no-ndk", "; ".join(reasons) or "no directory was looked at")
+
     def as_dict(self):
         return {
             "host": self.host,
@@ -71,7 +83,7 @@ class Machine:
         }
 
     def row(self):
-        is_well = self.is_verified or self.result in ("integrated", "undone", "nothing-to-undo")
+        is_well = self.result in ("verified", "integrated", "undone", "nothing-to-undo", "found")
         why = "" if is_well else ": " + " ".join(self.message.split())
         return (self.host, self.ndk or "-", self.release or "-", self.result + why)
 
@@ -97,8 +109,12 @@ class CallbackModule(CallbackBase):
         machine = self._machine(result)
         told = result._result
         machine.has_changed = machine.has_changed or bool(told.get("changed"))
-        if self._is_ours(result) and "outcome" in told:
+        if is_of(INTEGRATION, result) and "outcome" in told:
             machine.take(told, self.is_check)
+        elif is_of(FACTS, result):
+            machine.take_facts(told["ansible_facts"]["ndk_integrate"])
+        elif self.is_check and told.get("changed") and machine.result == "nothing done":
+            machine.tell("would be set up", "what the integration needs is not there yet")
 
     def v2_runner_on_skipped(self, result):
         self._machine(result)
@@ -109,19 +125,19 @@ class CallbackModule(CallbackBase):
         if ignore_errors:
             return
         machine.has_changed = machine.has_changed or bool(told.get("changed"))
-        if self._is_ours(result):
+        if is_of(INTEGRATION, result):
             machine.ndk = told.get("ndk")
             machine.release = told.get("release")
         machine.is_verified = False
         message = told.get("msg") or told.get("stderr") or "no message"
-        machine.tell("failed", "{0}: {1}".format(result._task.get_name(), message))
+        machine.tell("failed", "{0}: {1}".format(result._task.name, message))
 
     def v2_runner_on_unreachable(self, result):
         machine = self._machine(result)
         machine.is_verified = False
         machine.tell(
             "unreachable",
-            "{0}: {1}".format(result._task.get_name(), result._result.get("msg", "no message")),
+            "{0}: {1}".format(result._task.name, result._result.get("msg", "no message")),
         )
 
     def v2_playbook_on_stats(self, stats):
@@ -141,9 +157,9 @@ class CallbackModule(CallbackBase):
             machine.tell("nothing done", "no step came to the integration")
         return machine
 
-    @staticmethod
-    def _is_ours(result):
-        return result._task.action.split(".")[-1] == MODULE
+
+def is_of(module, result):
+    return result._task.action.split(".")[-1] == module
 
 
 def table(rows):

@@ -64,23 +64,23 @@ notes:
 EXAMPLES = r"""
 - name: Integrate the compiler
   ndk_utils.integrate.ndk_integration:
-    installation: /etc/ndk-integrate/installation.toml
+    installation: /etc/ndk-integrate.toml
 
 - name: Direct it to another NDK
   ndk_utils.integrate.ndk_integration:
-    installation: /etc/ndk-integrate/installation.toml
+    installation: /etc/ndk-integrate.toml
     ndk: /opt/android-ndk-r12b
     set:
       NDK_SUPPORTED_VERSIONS: [r11c, r12b]
 
 - name: Prove that the NDK builds with it
   ndk_utils.integrate.ndk_integration:
-    installation: /etc/ndk-integrate/installation.toml
+    installation: /etc/ndk-integrate.toml
     state: verified
 
 - name: Take it back
   ndk_utils.integrate.ndk_integration:
-    installation: /etc/ndk-integrate/installation.toml
+    installation: /etc/ndk-integrate.toml
     state: absent
 """
 
