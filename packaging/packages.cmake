@@ -22,7 +22,8 @@ install(
   DESTINATION ${NDK_DOC}/${NDK_PACKAGE_program}
   COMPONENT program EXCLUDE_FROM_ALL)
 install(
-  FILES ${PROJECT_SOURCE_DIR}/docs/writing-a-host.md
+  FILES ${PROJECT_SOURCE_DIR}/docs/writing-a-host.md ${PROJECT_SOURCE_DIR}/docs/packaging-a-compiler.md
+        ${PROJECT_SOURCE_DIR}/docs/versioning.md
   DESTINATION ${NDK_DOC}/${NDK_PACKAGE_development}
   COMPONENT development EXCLUDE_FROM_ALL)
 install(
@@ -44,7 +45,7 @@ set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ
                                                 WORLD_EXECUTE)
 set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_SOURCE_DIR}/cpack_project_config.cmake)
-set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/compress_documents.cmake)
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/finish_trees.cmake)
 
 set(CPACK_COMPONENT_PLUGIN_DESCRIPTION
     "plug-in that ties a compiler into an Android NDK
@@ -113,7 +114,7 @@ set(CPACK_RPM_SPEC_MORE_DEFINE "%define use_source_date_epoch_as_buildtime 1
 %define _buildhost localhost
 %define _build_id_links none")
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
-    /usr/include /usr/lib64/cmake /usr/lib64/pkgconfig /usr/share/doc /usr/share/lintian /usr/share/lintian/overrides
+    /usr/include /usr/lib64/cmake /usr/lib64/pkgconfig /usr/share/doc
     /usr/share/man /usr/share/man/man1)
 
 include(CPack)

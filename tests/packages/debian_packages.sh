@@ -7,68 +7,19 @@
 set -eu
 packages=$1
 examples=$2
-export DEBIAN_FRONTEND=noninteractive LC_ALL=C
+# shellcheck source=tests/packages/expectations.sh
+. "$(dirname "$0")/expectations.sh"
+export DEBIAN_FRONTEND=noninteractive
 
-compiler=/usr/lib/nox-ndk-compiler
-ndk=/opt/android-ndk-r11c
-toolchains=$ndk/build/core/toolchains
-work=$(mktemp -d)
+
+echo force-unsafe-io >/etc/dpkg/dpkg.cfg.d/no-flushes # this machine does not outlive the test
 
 # --- What is expected ---
-
-cases=0
-all_kills=0
-case_name=
-
-# begin NAME: a case; everything until the next one belongs to it.
-begin() {
-  case_name=$1
-  cases=$((cases + 1))
-  printf -- '--- %s\n' "$1"
-}
-
-fail() {
-  printf 'FAILED: %s: %s\n' "$case_name" "$1"
-  exit 1
-}
-
-# expect WHAT EXPECTED FOUND
-expect() {
-  [ "$2" = "$3" ] || fail "$1: expected '$2', found '$3'"
-}
-
-# expect_failure COMMAND...
-expect_failure() {
-  if "$@"; then
-    fail "did not fail: $*"
-  fi
-}
 
 # state PACKAGE: how dpkg sees it, as "ii 1.0.0"; nothing if it does not know it.
 state() {
   # shellcheck disable=SC2016 # dpkg's variables
   dpkg-query -W -f '${db:Status-Abbrev}${Version}' "$1" 2>/dev/null || true
-}
-
-# tree: every file of the machine but those that dpkg and apt keep for themselves.
-tree() {
-  find / -xdev \( -path /tmp -o -path /root -o -path /var/lib/dpkg -o -path /var/lib/apt -o -path /var/cache -o \
-    -path /var/log -o -path /etc/ld.so.cache -o -path /run \) -prune -o \( -type f -exec md5sum {} + \) -o -print | sort
-}
-
-# expect_nothing_left: the machine is as it was when $work/tree was written.
-expect_nothing_left() {
-  tree >"$work/tree.now"
-  diff "$work/tree" "$work/tree.now" || fail 'something is left behind'
-}
-
-new_ndk() {
-  rm -rf "$ndk"
-  cp -a "$examples/ndk/android-ndk-r11c" "$ndk"
-}
-
-expect_untouched_ndk() {
-  diff -r "$examples/ndk/android-ndk-r11c" "$ndk" || fail 'the NDK is not as it was'
 }
 
 # expect_whole: what dpkg installed is as it was shipped, and nothing half-made lies about.
@@ -81,22 +32,14 @@ expect_whole() {
 expect_integrated() {
   expect 'state' "ii $1-1" "$(state nox-ndk-compiler)"
   expect_whole
-  expect 'toolchains' "x86-4.9 x86-nox$1 x86_64-4.9 x86_64-nox$1" "$(cd "$toolchains" && echo *)"
-  expect 'the environment' "$ndk" "$(sh -c '. "$1"; echo "$ANDROID_NDK"' sh $compiler/compilers_*/linux/bin/compilervars_arch.sh)"
-  ndk-integrate verify -q --no-build /usr/share/nox-ndk-compiler/installation.toml >"$work/verify" ||
-    fail "verify: $(cat "$work/verify")"
+  expect_toolchains "$1"
 }
 
 # expect_without_ndk VERSION: the package is installed, and its environment scripts name no NDK.
 expect_without_ndk() {
   expect 'state' "ii $1-1" "$(state nox-ndk-compiler)"
   expect_whole
-  expect 'the environment' 'none' "$(sh -c '. "$1"; echo "${ANDROID_NDK-none}"' sh $compiler/compilers_*/linux/bin/compilervars_arch.sh)"
-}
-
-expect_gone() {
-  expect 'files of the compiler' '' "$(ls -d "$compiler" /usr/share/nox-ndk-compiler 2>/dev/null || true)"
-  expect_untouched_ndk
+  expect 'the environment' '' "$(named_ndk)"
 }
 
 # --- Acts ---
@@ -251,17 +194,17 @@ failing_scripts() {
 
   begin 'the removal script fails'
   apt install "$old"
-  printf '#!/bin/sh\nexit 1\n' >$compiler/android/ndk_removal.sh
+  printf '#!/bin/sh\nexit 1\n' >"$compiler/android/ndk_removal.sh"
   apt remove nox-ndk-compiler
   expect 'state' 'rc 5.0.3.42-1' "$(state nox-ndk-compiler)"
-  expect 'files of the compiler' '' "$(ls -d $compiler 2>/dev/null)"
+  expect 'files of the compiler' '' "$(ls -d "$compiler" 2>/dev/null)"
   [ -d "$toolchains/x86-nox5.0.3.42" ] || fail 'the NDK was to be left as it is'
   new_ndk
   purge_compiler
 
   begin 'a file that was filled in is edited'
   apt install "$old"
-  vars=$(echo $compiler/compilers_*/linux/bin/compilervars_arch.sh)
+  vars=$(echo "$compiler"/compilers_*/linux/bin/compilervars_arch.sh)
   cp "$vars" "$work/vars"
   echo '# mine' >>"$vars"
   expect_failure apt remove nox-ndk-compiler
@@ -326,7 +269,7 @@ sweep() {
     purge_compiler
   done
   [ "$kills" -gt 5 ] || fail "only $kills kills"
-  all_kills=$((all_kills + kills))
+  printf 'told: %s kills\n' "$kills"
   $check
   purge_compiler
   expect_nothing_left
@@ -371,7 +314,4 @@ life_of_a_package
 no_ndk
 failing_scripts
 kills
-rm -rf "$ndk"
-apt purge libndk-utils1n ndk-integrate
-rm -rf "$work"
-printf 'told: %s cases, %s kills\n' "$cases" "$all_kills"
+end_cases
