@@ -73,7 +73,6 @@ class Modules:
                 "ANSIBLE_LOCAL_TEMP": os.path.join(home, "local"),
                 "ANSIBLE_REMOTE_TEMP": os.path.join(home, "remote"),
                 "ANSIBLE_COLLECTIONS_PATH": self.collections,
-                "ANSIBLE_COLLECTIONS_PATHS": self.collections,
                 "ANSIBLE_PYTHON_INTERPRETER": "/usr/bin/python3",
                 "ANSIBLE_NOCOLOR": "1",
             },

@@ -16,11 +16,12 @@ import time
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 ENTER = os.path.join(ROOT, "scripts", "enter-machine")
 NETWORK = "192.0.2."  # which nobody has: it is there for examples
-CONTROLLER_NUMBER = 1
 
-# What logins, packages and programs at work leave behind, whatever they do.
-ALWAYS_LEFT_OUT = {"dev", "proc", "sys", "run", "tmp", "outside", "root/.ansible", "home/builder/.ansible"}
-LOGINS = {"var/log/lastlog", "var/log/wtmp", "var/log/btmp", "var/log/faillog"}
+# What does not count: what is no file, what a login notes, and where Ansible works.
+LEFT_OUT = {
+    "dev", "proc", "sys", "run", "tmp", "outside", "root/.ansible", "home/builder/.ansible",
+    "var/log/lastlog", "var/log/wtmp", "var/log/btmp", "var/log/faillog",
+}
 
 
 def run(*command, **how):
@@ -74,8 +75,9 @@ class Machine:
         """Runs the command as the machine's first process, and connects its network."""
         self.process = subprocess.Popen(
             ["unshare", "--net", "--uts", "--ipc", "--pid", "--fork", "--kill-child", "sh", "-euc",
-             'hostname "$1"; echo 1 >/proc/sys/net/ipv6/conf/all/disable_ipv6; echo ready; read -r go\n'
-             'shift; exec "$@" </dev/null', "sh", self.name, ENTER, self.root, "", *command],
+             'hostname "$1"; echo 1 >/proc/sys/net/ipv6/conf/all/disable_ipv6\n'
+             'echo ready; read -r go; shift; exec "$@" </dev/null',
+             "sh", self.name, ENTER, self.root, "", *command],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
         )
         if self.process.stdout.readline() != b"ready\n":
@@ -84,8 +86,9 @@ class Machine:
         run("ip", "link", "add", "name", self.link, "type", "veth", "peer", "name", "eth0",
             "address", self.card, "netns", inside)
         run("ip", "link", "set", self.link, "master", "fleet", "up")
-        address = f"ip address add {self.address}/24 dev eth0; ip link set eth0 up; ip link set lo up"
-        run("nsenter", "--net", f"--target={inside}", "sh", "-euc", address)
+        address = f"address add {self.address}/24 dev eth0"
+        for settings in (address, "link set eth0 up", "link set lo up"):
+            run("nsenter", "--net", f"--target={inside}", "ip", *settings.split())
         with contextlib.closing(self.process.stdin) as go:
             go.write(b"go\n")
 
@@ -122,16 +125,15 @@ class Machine:
                 return int(fields[0]) + int(fields[8])
         return 0
 
-    def snapshot(self, left_out=()):
+    def snapshot(self):
         """Everything on it: of each name its kind, mode and owner, and what it holds."""
-        left_out = ALWAYS_LEFT_OUT | LOGINS | set(left_out)
         tree = {}
         for above, dirs, files in os.walk(self.root):
             inside = os.path.relpath(above, self.root) if above != self.root else ""
             names = [os.path.join(inside, name) for name in dirs + files]
-            dirs[:] = [name for name in dirs if os.path.join(inside, name) not in left_out]
+            dirs[:] = [name for name in dirs if os.path.join(inside, name) not in LEFT_OUT]
             for name in names:
-                if name not in left_out:
+                if name not in LEFT_OUT:
                     tree[name] = self._entry(name)
         return tree
 
@@ -141,8 +143,10 @@ class Machine:
         if stat.S_ISLNK(status.st_mode):
             holds = os.readlink(self.path(name))
         elif stat.S_ISREG(status.st_mode):
-            is_own = os.path.lexists(os.path.join(self.directory, "upper", name))
-            holds = hash_of(self.path(name)) if is_own else hash_in_tree(os.path.join(self.tree, name))
+            if os.path.lexists(os.path.join(self.directory, "upper", name)):
+                holds = hash_of(self.path(name))
+            else:
+                holds = hash_in_tree(os.path.join(self.tree, name))
         return (oct(status.st_mode), status.st_uid, status.st_gid, holds)
 
 
@@ -164,7 +168,7 @@ def differences(before, after):
 
 
 class Fleet:
-    """The hosts and the controller. A context manager; `directory` becomes a file system in memory."""
+    """The hosts and the controller. `directory` becomes a file system in memory."""
 
     def __init__(self, directory, trees, controller_tree, count, prepare):
         run("mount", "-t", "proc", "proc", "/proc")  # of these namespaces
@@ -172,11 +176,11 @@ class Fleet:
         run("ip", "link", "set", "lo", "up")
         run("ip", "link", "add", "name", "fleet", "type", "bridge")
         run("ip", "link", "set", "fleet", "up")
+        self.controller = Machine("controller", 1, controller_tree, directory)
         self.hosts = [
-            Machine(f"host{index + 1}", CONTROLLER_NUMBER + 1 + index, trees[index % len(trees)], directory)
+            Machine(f"host{index + 1}", index + 2, trees[index % len(trees)], directory)
             for index in range(count)
         ]
-        self.controller = Machine("controller", CONTROLLER_NUMBER, controller_tree, directory)
         self._make_keys()
         for host in self.hosts:
             prepare(host)
@@ -216,8 +220,7 @@ class Fleet:
         inside = self.controller.first_process()
         settings = [f"{name}={value}" for name, value in (variables or {}).items()]
         return subprocess.run(
-            ["nsenter", f"--target={inside}", "--mount", "--net", "--uts", "--ipc", "--pid", "--root",
-             f"--wd={self.controller.root}", "env", "-i", f"--chdir={directory}",
+            ["nsenter", f"--target={inside}", "--all", "env", "-i", f"--chdir={directory}",
              "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", "HOME=/root",
              "LC_ALL=C.UTF-8", *settings, *command],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,

@@ -28,9 +28,7 @@ class Answer:
 def ask(module, command, *options):
     """Runs `ndk-integrate command options --json`. Ends the module where the program cannot be run,
     does not understand the options or the installation file, or cannot load its plug-in."""
-    program = module.params["executable"]
-    if "/" not in program:
-        program = module.get_bin_path(program, required=True)
+    program = module.get_bin_path(module.params["executable"], required=True)
     code, output, complaints = module.run_command(
         [program, command, *options, "--json"], environ_update={"LC_ALL": "C"}
     )
