@@ -1,9 +1,9 @@
 # shellcheck shell=sh
 # For scripts that work on fresh minimal installations of Debian, each in a chroot of its own. Read with
 # `. scripts/machines.sh` from the repository's root, after $setup_group was set to what scripts/setup is to install. It
-# takes the script's arguments, [--yes] [SUITE...], and leaves the suites: bookworm and trixie unless others are named. It
-# runs the script once more, as root in namespaces of its own; only there it returns, and gives $machine, the functions
-# below and those of scripts/steps.sh.
+# takes the script's arguments, [--yes] [SUITE...], and leaves the suites: bookworm and trixie unless others are named. (A
+# script that takes something else sets $arguments to what a user is told of it.) It runs the script once more, as root in
+# namespaces of its own; only there it returns, and gives $machine, the functions below and those of scripts/steps.sh.
 # What debootstrap made and the packages that were downloaded are kept for the next run, in
 # ${XDG_CACHE_HOME:-$HOME/.cache}/ndk_utils/distributions. Everything else goes away at the end, even if this is killed:
 # the processes and mounts with their namespaces, the files by a process that waits for that.
@@ -17,8 +17,8 @@ while [ $# -gt 0 ]; do
     -y | --yes) yes=--yes ;;
     --cache=*) cache=${1#*=} ;; # these two are this script's own
     --in-namespaces) inside=yes ;;
-    -* | *[!a-z]* | '')
-      echo "usage: $script [--yes] [SUITE...]" >&2
+    -* | *[!a-z0-9]* | '')
+      echo "usage: $script [--yes] ${arguments:-[SUITE...]}" >&2
       exit 2
       ;;
     *) break ;;
@@ -139,39 +139,11 @@ configure_apt() {
   done
 }
 
-# on_machine SUITE COMMAND...: runs a command as root on the machine, in a mount namespace of its own. The machine's root
-# becomes the root of that namespace: a chroot alone may not make user namespaces, which a test does.
+# on_machine SUITE COMMAND...: runs a command as root on the machine.
 on_machine() {
   suite=$1
   shift
-  # shellcheck disable=SC2016 # expanded by those shells
-  unshare --mount sh -euc '
-    machine=$1 packages=$2
-    shift 2
-    mount --bind "$machine" "$machine"
-    cd "$machine"
-    mount -t proc proc proc
-    mount -t sysfs -o ro sysfs sys
-    mount -t tmpfs -o mode=1777 tmp tmp
-    mount -t tmpfs -o mode=755 dev dev
-    mkdir dev/pts dev/shm
-    mount -t devpts -o newinstance,ptmxmode=666,mode=620 devpts dev/pts
-    mount -t tmpfs -o mode=1777 shm dev/shm
-    for device in null zero full random urandom tty; do
-      : >"dev/$device"
-      mount --bind "/dev/$device" "dev/$device"
-    done
-    ln -s pts/ptmx dev/ptmx
-    ln -s /proc/self/fd dev/fd
-    for stream in 0:stdin 1:stdout 2:stderr; do
-      ln -s "/proc/self/fd/${stream%:*}" "dev/${stream#*:}"
-    done
-    mount --bind "$packages" var/cache/apt/archives
-    mkdir -p outside
-    pivot_root . outside
-    exec chroot . sh -euc "umount -l /outside; rmdir /outside; cd /root; exec \"\$@\"" sh "$@"
-  ' sh "$machine" "$cache/packages-$suite" \
-    env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root TERM=dumb CI="${CI-}" "$@"
+  scripts/enter-machine "$machine" "$cache/packages-$suite" "$@"
 }
 
 # copy_sources DIRECTORY: the sources as an archive holds them.

@@ -165,6 +165,14 @@ class CommandLine(EndToEndTest):
         self.assertEqual(world.install(here).code, 0)
         self.assertEqual(world.undo(here).changes, undone())
 
+    def test_contents_in_dry_run(self):
+        world = self.installed_world()
+        now = {file: world.read(file) for file in TEMPLATES}
+        files = world.undo("--dry-run", "--json").json()["files"]
+        for when, contents in [("before", now), ("after", ORIGINALS)]:
+            told = {file["path"]: file[when] for file in files}
+            self.assertEqual(told, {f"WORLD/{file}": text for file, text in contents.items()})
+
     def test_dry_run(self):
         world = self.installed_world()
         world.write(VARS_CSH, ORIGINALS[VARS_CSH])

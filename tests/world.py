@@ -361,10 +361,15 @@ class Outcome:
             return None
 
     def readable(self):
-        """The same, with an object that takes one line of its own shown in many."""
+        """The same, with an object that takes one line of its own shown in many, without what the
+        files of a dry run hold: that is long, and their diffs tell it."""
         same = copy.copy(self)
-        if self.is_json and self.json():
-            same.out = pretty(self.json())
+        told = self.json() if self.is_json else None
+        if told:
+            for file in told.get("files") or []:
+                file.pop("before", None)
+                file.pop("after", None)
+            same.out = pretty(told)
         return same
 
 

@@ -39,7 +39,9 @@ struct UndoneFile {
 
   std::string path;
   Result result;
-  std::string kept_as{};  // where a change by somebody else is kept that gave way
+  std::string kept_as{};                // where a change by somebody else is kept that gave way
+  std::optional<std::string> before{};  // what it holds; none where it is not an ordinary file
+  std::optional<std::string> after{};   // what it will hold
 };
 
 struct Undo {
@@ -119,16 +121,23 @@ std::string why_not_put_back(const Store& store, const std::string& file, const 
 void plan_file(const Store& store, const std::string& file, const std::string& version,
                Undo& report) {
   const Found found = store.tree().look(file);
-  const UndoneFile::Result result = result_of(store, file, found, version);
-  if (result != UndoneFile::Result::kShared) {
+  UndoneFile planned{file, result_of(store, file, found, version)};
+  if (found.file) {
+    planned.before = found.bytes;
+  }
+  planned.after = planned.before;
+  if (planned.result != UndoneFile::Result::kShared) {
     const std::string why = why_not_put_back(store, file, found);
     if (!why.empty() && report.forced.count(file) == 0) {
       throw std::runtime_error(why);
     }
-    store.original(file, found);
+    const std::string original = store.original(file, found).bytes;
+    if (planned.result == UndoneFile::Result::kRestored) {
+      planned.after = original;
+    }
   }
-  report.files.push_back({file, result});
-  report.changed = report.changed || result == UndoneFile::Result::kRestored;
+  report.files.push_back(planned);
+  report.changed = report.changed || planned.result == UndoneFile::Result::kRestored;
 }
 
 void require_known(const std::set<std::string>& forced, const std::vector<std::string>& known) {
@@ -384,6 +393,10 @@ void tell_programs(const Undo& report) {
     files.push_back({{"path", file.path}, {"result", word_of(file.result)}});
     if (!file.kept_as.empty()) {
       files.back()["kept_as"] = file.kept_as;
+    }
+    if (report.is_dry_run) {
+      files.back()["before"] = optional_text(file.before);
+      files.back()["after"] = optional_text(file.after);
     }
   }
   say_json({{"schema", 1},
