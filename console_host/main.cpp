@@ -178,13 +178,10 @@ ExitCode run_release(const Options& options) {
 }
 
 ExitCode run_check_host(const Options& options) {
-  if (!options.host_program.program) {
-    return run_command(options, [&] { return run_host_check(options.host_check, options.log); });
-  }
-  if (options.quiet) {
-    be_quiet();
-  }
-  return check_host_program(options.host_program, options.plugin);
+  return run_command(options, [&] {
+    return options.host_program.program ? check_host_program(options.host_program, options.plugin)
+                                        : run_host_check(options.host_check, options.log);
+  });
 }
 
 using Action = std::function<ExitCode()>;

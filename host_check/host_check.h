@@ -17,7 +17,8 @@
 // Session variables and the working directory are put back; files are made in TMPDIR (or /tmp) only
 // and are removed. Notes are not counted.
 // Nothing is printed but through the host's services. Where the environment variable HOST_CHECK_LOG
-// names the file of the host's log, the check looks there for its own lines. It throws nothing, whatever the host's services throw.
+// names the file of the host's log, the check looks there for its own lines. It throws nothing,
+// whatever the host's services throw.
 extern "C" int check_host(session_t* session);
 
 #endif

@@ -1,14 +1,56 @@
 // Ties an installed compiler into an NDK: fills in the compiler's templates and runs its
 // integration script.
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <fstream>
 #include <ios>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ndk_utils/ndk_utils.h"
+
+namespace {
+
+// A new file that takes each text in one write. A std::filebuf that is flushed after each line does
+// so too, but then patching takes an eighth longer.
+class UnbufferedFile {
+ public:
+  explicit UnbufferedFile(const std::string& name)
+      : number_(::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_LARGEFILE, 0666)) {}
+  ~UnbufferedFile() { close(); }
+  UnbufferedFile(const UnbufferedFile&) = delete;
+  UnbufferedFile& operator=(const UnbufferedFile&) = delete;
+
+  bool is_open() const { return number_ >= 0; }
+
+  // False when not all of it could be written.
+  bool write(std::string_view text) const {
+    while (!text.empty()) {
+      const ssize_t size = ::write(number_, text.data(), text.size());
+      if (size < 0 && errno != EINTR) {
+        return false;
+      }
+      text.remove_prefix(size < 0 ? 0 : static_cast<std::size_t>(size));
+    }
+    return true;
+  }
+
+  void close() {
+    if (is_open()) {
+      ::close(number_);
+    }
+    number_ = -1;
+  }
+
+ private:
+  int number_;
+};
+
+}  // namespace
 
 void patch_text_file(const std::string& file, const std::string& from, const std::string& to) {
   std::vector<char> read_ahead(std::size_t{64} * 1024);
@@ -20,8 +62,8 @@ void patch_text_file(const std::string& file, const std::string& from, const std
     return;
   }
   const std::string copy = file + ".tmp";
-  std::filebuf out;  // without the stream around it, which costs as much a line as all else here
-  if (out.open(copy, std::ios::out | std::ios::binary | std::ios::trunc) == nullptr) {
+  UnbufferedFile out(copy);
+  if (!out.is_open()) {
     error("patch_text_file: cannot open output stream of file %s", copy.c_str());
     return;
   }
@@ -37,8 +79,7 @@ void patch_text_file(const std::string& file, const std::string& from, const std
     std::getline(in, line);
     patched.clear();
     patched.append(replaceAllSubstrings(line, from, to)).push_back('\n');
-    const auto size = static_cast<std::streamsize>(patched.size());
-    failed = failed || out.sputn(patched.data(), size) != size || out.pubsync() != 0;
+    failed = failed || !out.write(patched);
   }
   in.close();
   out.close();

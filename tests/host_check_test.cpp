@@ -330,10 +330,11 @@ TEST(HostCheck, NoTemporaryDirectory) {
 }
 
 TEST(HostCheck, Exports) {
-  const ShellResult nm = shell("nm -D --defined-only '" HOST_CHECK_LIBRARY "' | cut -c 18-");
+  const ShellResult nm =
+      shell("nm -D --defined-only -P '" HOST_CHECK_LIBRARY "' | cut -d ' ' -f 1,2");
 
   EXPECT_EQ(nm.exit_status, 0) << "nm is part of binutils";
-  EXPECT_EQ(nm.output, "T check_host\n");
+  EXPECT_EQ(nm.output, "check_host T\n");
 }
 
 }  // namespace

@@ -34,7 +34,12 @@ struct ElfCloser {
 };
 using ElfHandle = std::unique_ptr<Elf, ElfCloser>;
 
-constexpr std::size_t kMostSymbols = 10'000'000;  // more is damage, not a program
+// More is damage, not a program.
+constexpr std::size_t kMostSymbols = 10'000'000;
+constexpr std::size_t kMostLibraries = 1000;
+constexpr std::size_t kMostDirectories = 1000;
+constexpr std::size_t kLongestName =
+    1000;  // of a symbol or a library; of a longer one the beginning
 
 // Reads one file. What the loader uses is found as the loader finds it, through the dynamic
 // segment; only the full symbol table is looked up in the section headers, which may be missing.
@@ -150,13 +155,15 @@ class Reader {
     return gelf_fsize(elf_.get(), type, 1, EV_CURRENT);
   }
 
-  // The text that begins at `offset` of the table of names; "" when it is not in there.
-  static std::string text_in(const Elf_Data* names, std::uint64_t offset) {
+  // The text that begins at `offset` of the table of names, at most `longest` bytes of it; "" when
+  // it is not in there.
+  static std::string text_in(const Elf_Data* names, std::uint64_t offset,
+                             std::size_t longest = kLongestName) {
     if (names == nullptr || names->d_buf == nullptr || offset >= names->d_size) {
       return "";
     }
     const char* begin = static_cast<const char*>(names->d_buf) + offset;
-    return {begin, strnlen(begin, names->d_size - offset)};
+    return {begin, strnlen(begin, std::min(names->d_size - offset, longest))};
   }
 
   void read_dynamic_section() {
@@ -169,25 +176,27 @@ class Reader {
       refuse_as_damaged();
     }
     result_.is_dynamic = true;
-    std::vector<GElf_Dyn> entries;
+    std::vector<std::uint64_t> needed;
     GElf_Dyn entry{};
     for (int i = 0; gelf_getdyn(const_cast<Elf_Data*>(data), i, &entry) != nullptr; ++i) {
       if (entry.d_tag == DT_NULL) {
         break;
       }
-      entries.push_back(entry);
       tags_[entry.d_tag] = entry.d_un.d_val;
+      if (entry.d_tag == DT_NEEDED) {
+        needed.push_back(entry.d_un.d_val);
+      }
+    }
+    if (needed.size() > kMostLibraries) {
+      refuse_as_damaged();
     }
     names_ = at(tag(DT_STRTAB), tag(DT_STRSZ), ELF_T_BYTE);
-    for (const GElf_Dyn& named : entries) {
-      const std::string text = text_in(names_, named.d_un.d_val);
-      if (named.d_tag == DT_NEEDED) {
-        result_.needed.push_back(text);
-      } else if (named.d_tag == DT_RPATH && tags_.count(DT_RUNPATH) == 0) {
-        result_.rpath = directories(text);
-      } else if (named.d_tag == DT_RUNPATH) {
-        result_.runpath = directories(text);
-      }
+    for (const std::uint64_t name : needed) {
+      result_.needed.push_back(text_in(names_, name));
+    }
+    result_.runpath = directories(DT_RUNPATH);
+    if (tags_.count(DT_RUNPATH) == 0) {
+      result_.rpath = directories(DT_RPATH);
     }
     if ((tag(DT_FLAGS_1) & DF_1_PIE) != 0) {
       result_.is_program = true;
@@ -199,11 +208,16 @@ class Reader {
     return found == tags_.end() ? 0 : found->second;
   }
 
-  std::vector<std::string> directories(const std::string& list) const {
-    const std::string origin = fs::weakly_canonical(result_.file).parent_path().string();
+  // The directories of the list that `name` tells, DT_RPATH or DT_RUNPATH.
+  std::vector<std::string> directories(std::int64_t name) const {
     std::vector<std::string> result;
-    std::istringstream in(list);
-    for (std::string directory; std::getline(in, directory, ':');) {
+    if (tags_.count(name) == 0) {
+      return result;
+    }
+    const std::string origin = fs::weakly_canonical(result_.file).parent_path().string();
+    std::istringstream in(text_in(names_, tag(name), SIZE_MAX));
+    for (std::string directory;
+         result.size() < kMostDirectories && std::getline(in, directory, ':');) {
       for (const auto& [token, value] :
            std::map<std::string, std::string>{{"$ORIGIN", origin},
                                               {"${ORIGIN}", origin},
@@ -314,6 +328,7 @@ class Reader {
     if (table == nullptr) {
       return;
     }
+    is_relocated_.resize(result_.dynamic_symbols.size());
     for (int i = 0;; ++i) {
       GElf_Rela with{};
       GElf_Rel without{};
@@ -322,26 +337,29 @@ class Reader {
         return;
       }
       const std::size_t symbol = GELF_R_SYM(with_addends ? with.r_info : without.r_info);
-      if (symbol != 0 && symbol < result_.dynamic_symbols.size()) {
+      if (symbol != 0 && symbol < is_relocated_.size() && !is_relocated_[symbol]) {
+        is_relocated_[symbol] = true;
         result_.relocated_names.push_back(result_.dynamic_symbols[symbol].name);
       }
     }
   }
 
+  // A file has at most one.
   void read_symbol_table() {
     Elf_Scn* section = nullptr;
-    while ((section = elf_nextscn(elf_.get(), section)) != nullptr) {
-      GElf_Shdr header{};
-      if (gelf_getshdr(section, &header) == nullptr || header.sh_type != SHT_SYMTAB) {
-        continue;
+    GElf_Shdr header{};
+    do {
+      section = elf_nextscn(elf_.get(), section);
+      if (section == nullptr) {
+        return;
       }
-      Elf_Data* table = elf_getdata(section, nullptr);
-      GElf_Sym entry{};
-      for (int i = 0; table != nullptr && gelf_getsym(table, i, &entry) != nullptr; ++i) {
-        const char* name = elf_strptr(elf_.get(), header.sh_link, entry.st_name);
-        result_.all_symbols.push_back(symbol_of(entry, name == nullptr ? "" : name));
-      }
-      result_.has_symbol_table = true;
+    } while (gelf_getshdr(section, &header) == nullptr || header.sh_type != SHT_SYMTAB);
+    result_.has_symbol_table = true;
+    Elf_Data* table = elf_getdata(section, nullptr);
+    const Elf_Data* names = elf_getdata(elf_getscn(elf_.get(), header.sh_link), nullptr);
+    GElf_Sym entry{};
+    for (int i = 0; table != nullptr && gelf_getsym(table, i, &entry) != nullptr; ++i) {
+      result_.all_symbols.push_back(symbol_of(entry, text_in(names, entry.st_name)));
     }
   }
 
@@ -353,6 +371,7 @@ class Reader {
   std::optional<GElf_Phdr> dynamic_;
   std::map<std::int64_t, std::uint64_t> tags_;
   const Elf_Data* names_ = nullptr;
+  std::vector<bool> is_relocated_;
 };
 
 // The directories of the loader's configuration `file` and of those that it includes.
@@ -401,7 +420,7 @@ std::vector<std::string> search_path(const ElfFile& program, const ElfFile& libr
     }
   }
   directories.insert(directories.end(), library.runpath.begin(), library.runpath.end());
-  const std::vector<std::string> usual = usual_library_directories();
+  static const std::vector<std::string> usual = usual_library_directories();
   directories.insert(directories.end(), usual.begin(), usual.end());
   return directories;
 }

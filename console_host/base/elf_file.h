@@ -15,7 +15,7 @@ class NotElfError : public std::runtime_error {
 };
 
 struct ElfSymbol {
-  std::string name;         // as the compiler mangled it
+  std::string name;         // as the compiler mangled it; at most 1000 bytes
   bool defined = false;     // in this file
   bool required = false;    // not defined, and not weak
   bool versioned = false;   // with a version of its own, or required of another library
@@ -37,7 +37,7 @@ struct ElfFile {
 
   std::vector<ElfSymbol> dynamic_symbols;  // what the loader sees
   std::vector<ElfSymbol> all_symbols;      // the full table
-  // The names that relocations refer to, in the order in which the loader meets them.
+  // The names that relocations refer to, each once, in the order in which the loader meets them.
   std::vector<std::string> relocated_names;
   std::vector<std::string> needed;   // the libraries that it is linked with, by name
   std::vector<std::string> rpath;    // where these are looked for, before and

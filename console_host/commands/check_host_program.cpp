@@ -1,5 +1,6 @@
 #include "console_host/commands/check_host_program.h"
 
+#include <algorithm>
 #include <set>
 
 #include "console_host/base/elf_file.h"
@@ -12,7 +13,7 @@ namespace ndk_integrate {
 
 namespace {
 
-// How a state is called in JSON, what it means, and what to do about it.
+// How a state is called in JSON, what it means, and what to do about it whatever the plug-in is.
 struct StateTexts {
   const char* name;
   const char* meaning;
@@ -34,20 +35,17 @@ StateTexts texts_of(Export state) {
       return {"not-exported", "there, but not in the dynamic table",
               "link the host with -rdynamic, or with a dynamic list that names the function"};
     case Export::kHidden:
-      return {"hidden", "there, but with hidden visibility",
-              "compile the function without -fvisibility=hidden and not as static, or give it "
-              "__attribute__((visibility(\"default\"))), and link with -rdynamic"};
+      return {
+          "hidden", "there, but with hidden visibility, or local",
+          "compile the function without -fvisibility=hidden and not as static, or give it "
+          "__attribute__((visibility(\"default\"))); keep it out of --exclude-libs and of what a "
+          "version script calls local; and link with -rdynamic"};
     case Export::kOldStrings:
-      return {"old-string-layout", "there, but with the old string layout",
-              "build the host with -D_GLIBCXX_USE_CXX11_ABI=1, or take the plug-in that was built "
-              "with 0"};
+      return {"old-string-layout", "there, but with the old string layout", ""};
     case Export::kPresentStrings:
-      return {"present-string-layout", "there, but with the present string layout",
-              "build the host with -D_GLIBCXX_USE_CXX11_ABI=0, or take the plug-in that was built "
-              "with 1"};
+      return {"present-string-layout", "there, but with the present string layout", ""};
     case Export::kLibcxx:
-      return {"libcxx", "there, but with the strings of libc++",
-              "build the host with libstdc++, or take the plug-in that was built with libc++"};
+      return {"libcxx", "there, but with the strings of libc++", ""};
     case Export::kOtherParameters:
       return {"other-parameters", "there, but with other parameters or C linkage",
               "include host/host.h where the function is defined, and define what it declares"};
@@ -55,9 +53,35 @@ StateTexts texts_of(Export state) {
   return {"", "", ""};
 }
 
+// What a file is built with that has these strings; "" where `state` tells of none.
+std::string build_of(Export state) {
+  switch (state) {
+    case Export::kOldStrings:
+      return "libstdc++ and -D_GLIBCXX_USE_CXX11_ABI=0";
+    case Export::kPresentStrings:
+      return "libstdc++ and -D_GLIBCXX_USE_CXX11_ABI=1";
+    case Export::kLibcxx:
+      return "libc++ (clang++ -stdlib=libc++)";
+    default:
+      return "";
+  }
+}
+
+std::string remedy_for(Export state, Export plugin_strings) {
+  return build_of(state).empty()
+             ? texts_of(state).remedy
+             : "build the host with " + build_of(plugin_strings) +
+                   ", or take the plug-in that was built with " + build_of(state);
+}
+
 ElfFile read_program(const std::string& file) {
   try {
-    return read_elf_file(file);
+    ElfFile program = read_elf_file(file);
+    if (!program.is_program) {
+      throw NotElfError(
+          file + ": a shared library, not a program; name the program that is linked with it");
+    }
+    return program;
   } catch (const NotElfError& error) {
     throw UsageError(error.what());
   }
@@ -69,7 +93,14 @@ ElfFile read_plugin(const std::string& file) {
     throw PluginError("cannot find the plug-in " + found + "; name it with --plugin");
   }
   try {
-    return read_elf_file(found);
+    ElfFile plugin = read_elf_file(found);
+    const auto& symbols = plugin.dynamic_symbols;
+    if (std::none_of(symbols.begin(), symbols.end(), [](const ElfSymbol& symbol) {
+          return symbol.defined && symbol.name == "detect_ndk";
+        })) {
+      throw PluginError("cannot use the plug-in " + found + ": it has no function detect_ndk");
+    }
+    return plugin;
   } catch (const NotElfError& error) {
     throw PluginError(std::string("cannot read the plug-in ") + error.what());
   }
@@ -89,18 +120,13 @@ std::vector<std::string> remarks(const ElfFile& program, const ElfFile& plugin,
         "the program is linked statically, so nothing that it has is exported; link it "
         "dynamically");
   }
-  if (!program.is_program) {
-    remarks.emplace_back(
-        "a shared library, not a program: what it exports is found only where the program is "
-        "linked with it or loads it with RTLD_GLOBAL");
-  }
   for (const std::string& library : result.not_found) {
     remarks.push_back("not looked at: the program's library " + library +
                       ", which is not where the loader looks, or is for another machine");
   }
   std::set<std::string> remedies;
   for (const ContractFunction& function : result.functions) {
-    const std::string remedy = texts_of(function.state).remedy;
+    const std::string remedy = remedy_for(function.state, result.plugin_strings);
     if (!remedy.empty() && remedies.insert(remedy).second) {
       remarks.push_back(std::string("where a function is ") + texts_of(function.state).meaning +
                         ": " + remedy);

@@ -18,8 +18,13 @@ namespace {
 enum class Strings { kOld, kPresent, kLibcxx };
 
 // `symbol` as people write it, whatever the string layout: "path(std::string)". As it is, where it
-// is no name of C++.
+// is not a name of C++, or is longer than any of the contract: a few hundred bytes can stand for
+// more text than there is memory.
 std::string plain_name(const std::string& symbol) {
+  constexpr std::size_t kLongest = 128;
+  if (symbol.size() > kLongest) {
+    return symbol;
+  }
   int status = 0;
   const std::unique_ptr<char, void (*)(void*)> demangled(
       abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, &status), std::free);
@@ -35,6 +40,11 @@ std::string plain_name(const std::string& symbol) {
 
 std::string without_parameters(const std::string& plain) {
   return plain.substr(0, plain.find('('));
+}
+
+// The name that a function gets where it is static: "_ZL4path..." for "_Z4path...".
+std::string as_static(const std::string& symbol) {
+  return symbol.rfind("_Z", 0) == 0 ? "_ZL" + symbol.substr(2) : symbol;
 }
 
 // The layout that `symbol` tells by itself; where its parameters hold no string, libc++'s name is
@@ -59,6 +69,17 @@ Export state_of(Strings strings) {
     default:
       return Export::kOldStrings;
   }
+}
+
+// The layout of a file that has these symbols.
+Strings strings_of(const std::set<std::string>& symbols) {
+  for (const Strings layout : {Strings::kLibcxx, Strings::kPresent}) {
+    if (std::any_of(symbols.begin(), symbols.end(),
+                    [&](const std::string& symbol) { return strings_of(symbol) == layout; })) {
+      return layout;
+    }
+  }
+  return Strings::kOld;
 }
 
 // The names of host/host.h, without parameters.
@@ -148,7 +169,8 @@ class Judge {
     const auto [begin, end] = plain_.equal_range(function.name);
     for (auto it = begin; it != end; ++it) {
       const Candidate& candidate = it->second;
-      if (candidate.symbol->name != function.symbol) {
+      if (candidate.symbol->name != function.symbol &&
+          candidate.symbol->name != as_static(function.symbol)) {
         continue;
       }
       if (candidate.in_dynamic_table && loader_finds(*candidate.symbol)) {
@@ -226,6 +248,7 @@ HostProgram judge_host_program(const ElfFile& program, const ElfFile& plugin) {
       contract.insert(symbol.name);
     }
   }
+  result.plugin_strings = state_of(strings_of(contract));
   const Judge judge(program, libraries, contract);
   for (const std::string& symbol : contract) {
     result.functions.push_back(judge.judge(symbol));

@@ -14,7 +14,7 @@ enum class Export {
   kMissing,
   kMissingOrNotExported,  // a stripped program, of which only what it exports can be seen
   kNotExported,           // there, but not in the dynamic table
-  kHidden,                // there, but with hidden visibility, or static
+  kHidden,                // there, but with hidden visibility, static or made local by the linker
   kOldStrings,            // there, but with the other string layout: the old one,
   kPresentStrings,        // the present one
   kLibcxx,                // or libc++'s
@@ -30,8 +30,9 @@ struct ContractFunction {
 };
 
 struct HostProgram {
-  std::vector<ContractFunction> functions;  // those that the plug-in needs, sorted by name
-  std::vector<std::string> not_found;       // libraries of the program that could not be looked at
+  std::vector<ContractFunction> functions;          // those that the plug-in needs, sorted by name
+  Export plugin_strings = Export::kPresentStrings;  // the layout that the plug-in has
+  std::vector<std::string> not_found;  // libraries of the program that could not be looked at
   std::string dlopen_error;  // what follows when the program loads the plug-in; "" when it loads
 };
 
