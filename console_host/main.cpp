@@ -60,23 +60,37 @@ ExitCode fail(const std::string& what, ExitCode code) {
   return code;
 }
 
-// What is told of the exception that is being handled, and the exit code that goes with it.
-ExitCode fail_with_current_exception(bool json) {
-  const std::string what = describe_current_exception();
-  ExitCode code = kNotDone;
-  const char* outcome = "failed";
+// The outcome of a run that an exception ended.
+const char* word_of(ExitCode code) {
+  switch (code) {
+    case kWrongUsage:
+      return "wrong-usage";
+    case kNoPlugin:
+      return "no-plugin";
+    default:
+      return "failed";
+  }
+}
+
+// The exit code that goes with the exception that is being handled.
+ExitCode code_of_current_exception() {
   try {
     throw;
   } catch (const UsageError&) {
-    code = kWrongUsage;
-    outcome = "wrong-usage";
+    return kWrongUsage;
   } catch (const PluginError&) {
-    code = kNoPlugin;
-    outcome = "no-plugin";
+    return kNoPlugin;
   } catch (...) {
+    return kNotDone;
   }
+}
+
+// Tells of the exception that is being handled, and returns the exit code that goes with it.
+ExitCode fail_with_current_exception(bool json) {
+  const std::string what = describe_current_exception();
+  const ExitCode code = code_of_current_exception();
   if (json) {
-    say_json({{"schema", 1}, {"outcome", outcome}, {"changed", false}, {"message", what}});
+    say_json({{"schema", 1}, {"outcome", word_of(code)}, {"changed", false}, {"message", what}});
   }
   return fail((code == kNotDone ? "not done: " : "") + what, code);
 }

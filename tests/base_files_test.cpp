@@ -6,15 +6,22 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
+#include <system_error>
+#include <vector>
 
 #include "console_host/base/directory.h"
 #include "console_host/base/file.h"
+#include "console_host/base/files.h"
 #include "console_host/base/paths.h"
 #include "console_host/base/system_call.h"
+#include "console_host/package/compiler_tree.h"
+#include "console_host/package/lock.h"
 #include "console_host/package/manifest.h"
 #include "console_host/package/quoting.h"
 #include "console_host/package/reinstalled.h"
+#include "console_host/package/store.h"
 #include "tests/temporary_directory.h"
 
 namespace ndk_integrate {
@@ -74,6 +81,17 @@ TEST_F(Beneath, SiblingWithTheSameBeginning) {
   EXPECT_FALSE(is_below(top.path() + "/root", top.path() + "/root"));
 }
 
+TEST_F(Beneath, WhatCannotBeToldIsNotMissing) {
+  const std::string name(300, 'a');  // longer than the system takes
+  EXPECT_THROW(root.status_of(name), std::system_error);
+  EXPECT_THROW(root.find_file(name), std::system_error);
+  EXPECT_THROW(root.find_directory(name), std::system_error);
+  EXPECT_THROW(root.remove_file(name), std::system_error);
+  EXPECT_THROW(root.remove_directory(name), std::system_error);
+  EXPECT_THROW(root.exchange(name, root, name), std::system_error);
+  EXPECT_THROW(find_status(root.name_of(name)), std::system_error);
+}
+
 TEST_F(Beneath, NewFilesAndDirectoriesAreTheOwners) {
   const mode_t before = umask(0777);  // which takes every bit away where none is set
   root.make_file("new", "new").write("text\n", "new");
@@ -103,6 +121,47 @@ TEST_F(Beneath, Exchanged) {
   }
   EXPECT_EQ(root.find_file("one")->read(), "text\n");
   EXPECT_EQ(in.find_file("file")->read(), "1");
+}
+
+// A file of which the system gives a page at a time.
+TEST(Reading, GoesOnToTheEnd) { EXPECT_GT(read_whole_file("/proc/self/smaps").size(), 10000U); }
+
+// --- The store ---
+
+// An original is kept, and then the manifest cannot be written or put away.
+class Uncertain : public testing::Test {
+ protected:
+  Uncertain() { store.keep(file, {"text\n", 0644, false}); }
+
+  std::size_t originals() const {
+    const fs::directory_iterator entries(store.directory() + "/originals");
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+  }
+
+  TemporaryDirectory top;
+  std::string file = top.path() + "/file";
+  CompilerTree tree{top.path()};
+  Lock lock{tree, Store::kDirectory};
+  Store store{tree, &lock};
+};
+
+TEST_F(Uncertain, ManifestNotWritten) {
+  const std::string in_the_way = store.directory() + "/manifest.json.new";
+  fs::create_directory(in_the_way);
+  EXPECT_THROW(store.keep(file + "2", {"other text\n", 0644, false}), std::runtime_error);
+  fs::remove(in_the_way);
+  EXPECT_EQ(store.all_files(), std::vector<std::string>{file});
+  EXPECT_FALSE(store.is_certain());
+  store.clean();
+  EXPECT_EQ(originals(), 2U);
+}
+
+TEST_F(Uncertain, ManifestNotPutAway) {
+  fs::create_directories(store.directory() + "/manifest.undone/in the way");
+  EXPECT_THROW(store.forget("1", {}), std::runtime_error);
+  EXPECT_FALSE(store.is_certain());
+  store.clean();
+  EXPECT_EQ(originals(), 1U);
 }
 
 // --- Reinstalled or edited ---

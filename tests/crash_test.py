@@ -140,7 +140,7 @@ def kill_at(world, command, call):
 
 
 def cut_short(world, tree, last):
-    """The tree that was left if the last call, a write, was killed half-way; None if it is no
+    """The tree that was left if the last call, a write, was killed half-way; None if it is not a
     write to a file of this world."""
     if last is None or last.name not in ("write", "writev") or last.written() < 2:
         return None
@@ -338,6 +338,8 @@ class DurabilityTest(StraceTest):
         if name == MANIFEST:
             for template in TEMPLATES:
                 self.assertTrue(disk.is_settled(template), f"{template} before {name}")
+        if name == STORE + "/manifest.undone":
+            self.assertTrue(disk.is_settled(STORE + "/originals"), f"originals before {name}")
         if os.path.dirname(name) == STORE + "/originals":
             self.assertTrue(disk.is_settled(MANIFEST), name)
             manifest = disk.bytes_on_disk(MANIFEST) or b""

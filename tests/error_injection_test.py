@@ -12,8 +12,8 @@ import sys
 import unittest
 
 from world import (
-    DISABLED, KEPT_ORIGINALS, NO_LEAK_SEARCH, ORIGINALS, OTHER_NDK, SETUP_64, STORE, TEMPLATES, VARS_SH,
-    World, small_tree,
+    ANDROID, CC, DISABLED, KEPT_ORIGINALS, NO_LEAK_SEARCH, ORIGINALS, OTHER_NDK, SETUP_64, STORE, TEMPLATES, VARS_SH,
+    World, script, small_tree,
 )
 
 ALL = "--all" in sys.argv
@@ -21,13 +21,14 @@ SAMPLE = 30  # calls in each scenario
 SEED = int(os.environ.get("SEED", random.randrange(1 << 32)))
 ERRORS = {"fstat": "EIO", "newfstatat": "EIO", "read": "EIO", "pread64": "EIO", "openat": "EMFILE"}
 # What fails for a program that is being loaded, or ends, is the loader's to tell; memory and signals
-# are no files.
+# are not files.
 NOT_OURS = {
     "execve", "brk", "mmap", "munmap", "mprotect", "arch_prctl", "set_tid_address", "set_robust_list",
     "rseq", "prlimit64", "exit_group", "rt_sigaction", "rt_sigprocmask", "rt_sigreturn", "futex",
     "clone3", "vfork", "clone", "wait4", "waitid", "poll", "madvise", "sigaltstack", "gettid", "getpid",
 }
 TO = "other ndk"
+REMOVAL = ANDROID + "/ndk_removal.sh"
 # What is done before, and what is then tried: (command, options).
 SCENARIOS = {
     "install": ([], ("install",)),
@@ -110,6 +111,8 @@ class Errors(unittest.TestCase):
             self.check_whole(world, before, after)
             if done.returncode != 0:
                 self.assertNotEqual(said, "", "it fails silently")
+                left = [path for path in world.snapshot() if re.search(r"/staged|/commit-|\.new$", path)]
+                self.assertEqual(left, [], said)
             claimed = '"changed":true' in said
             if "--dry-run" in injection.command:
                 self.assertEqual(after, before)
@@ -143,6 +146,29 @@ class Errors(unittest.TestCase):
 for _name in SCENARIOS:
     setattr(Errors, "test_" + re.sub(r"\W", "_", _name),
             lambda self, scenario=_name: self.check(scenario))
+
+
+class FlushErrors(unittest.TestCase):
+    """What could not be flushed is not said to be done, but for what is thrown away."""
+
+    def test_each(self):
+        for command in ["install", "undo"]:
+            number, is_last = 0, False
+            while not is_last:
+                number += 1
+                with self.subTest(command, number=number), World(small_tree()) as world:
+                    if command == "undo":
+                        world.install()
+                    trace = os.path.join(world.top, "trace")
+                    done = world.start(
+                        command, world.path("installation.toml"), "-v", env=NO_LEAK_SEARCH,
+                        before=strace(trace, "-e", "trace=fsync", "-e",
+                                      f"inject=fsync:error=EIO:when={number}"))
+                    with open(trace, encoding="utf-8") as file:
+                        is_last = file.read().count("fsync(") < number
+                    if not is_last and done.returncode == 0:
+                        self.assertIn(b"ERROR: cannot clean up", done.stderr)
+            self.assertGreater(number, 10)
 
 
 class InterruptedCalls(unittest.TestCase):
@@ -203,6 +229,18 @@ class ReadErrors(unittest.TestCase):
             done, err = self.failing_read(world, world.path("installation.toml"), "install")
             self.assertEqual(done.returncode, 2)
             self.assertIn("cannot read WORLD/installation.toml: Input/output error", err)
+
+    def test_what_is_there_is_not_missing(self):
+        # A look that fails says nothing of the NDK, the removal script or the compiler.
+        for command, name, calls in [("undo", "ndk", "newfstatat"), ("undo", REMOVAL, "newfstatat"),
+                                     ("install", CC, "newfstatat,openat")]:
+            with self.subTest(command, name=name), World(small_tree(**{REMOVAL: script("")})) as world:
+                world.install()
+                before = world.snapshot()
+                done, err = self.failing_read(world, world.path(name), command, 1, calls)
+                self.assertEqual(done.returncode, 1, err)
+                self.assertRegex(err, f"cannot (look at|open the directory) WORLD/{name}: Input/output error")
+                self.assertEqual(world.snapshot(), before)
 
     def test_properties_of_ndk(self):
         with World(small_tree()) as world:

@@ -347,6 +347,15 @@ class Pinning(AnswersTest):
         found = self.search(world, "--locked", lock, dirs="c")
         self.assertEqual((found["code"], found["nearest"]), (1, "WORLD/c"))
 
+    def test_lock_after_a_kill(self):
+        # It left its copy, and had the same process number.
+        world = self.world(ndk(R21E, "a"))
+        lock = world.path("ndk.lock")
+        killed = ["sh", "-c", 'echo half > "$0.new-$$"; exec "$@"', lock]
+        self.assertEqual(self.search(world, "--lock", lock, dirs="a", before=killed)["code"], 0)
+        self.assertEqual(json.loads(world.bytes("ndk.lock"))["release"], "r21e")
+        self.assertEqual(sorted(os.listdir(world.dir)), ["a", "ndk.lock"])
+
     def test_bad_lock(self):
         world = self.world({**ndk(name="a"), "x": "{}", "y": "no\n", "d/": ""})
         for file in ["gone", "x", "y", "d"]:

@@ -7,10 +7,10 @@ import stat
 import subprocess
 import unittest
 
-from hooked import run
+from hooked import NO_OPENAT2, run
 from world import (
-    CC, COMPONENT, KEPT_ORIGINALS, MANIFEST, ORIGINALS, PIPE, SETUP_64, STORE, TEMPLATES, VARS_CSH,
-    VARS_SH, World, filled, installation, small_tree,
+    CC, COMPONENT, KEPT_ORIGINALS, LINUX, MANIFEST, ORIGINALS, PIPE, SETUP_64, STORE, TEMPLATES,
+    VARS_CSH, VARS_SH, World, filled, installation, small_tree,
 )
 
 
@@ -23,9 +23,9 @@ class HostileInput(unittest.TestCase):
             self.assertEqual(run(world, "install").code, 0)
         return world
 
-    def assert_refused(self, world, command, word, code=1, options=()):
+    def assert_refused(self, world, command, word, code=1, **how):
         before = world.snapshot()
-        outcome = run(world, command, options=options)
+        outcome = run(world, command, **how)
         self.assertEqual(outcome.code, code, outcome)
         self.assertIn(word, outcome.err)
         self.assertEqual(world.snapshot(), before)
@@ -131,10 +131,14 @@ class OddFiles(HostileInput):
 
     def test_linked_directory_inside(self):
         world = self.world()
-        bin_dir = os.path.dirname(world.path(VARS_SH))
-        os.rename(bin_dir, bin_dir + ".there")
-        os.symlink("bin.there", bin_dir)
-        self.assert_refused(world, "install", "is a link or lies behind one")
+        for linked in [os.path.dirname(VARS_SH), LINUX]:
+            path = world.path(linked)
+            os.rename(path, path + ".there")
+            os.symlink(path + ".there", path)
+            for strace in [[], NO_OPENAT2]:
+                self.assert_refused(world, "install", "is a link or lies behind one", strace=strace)
+            os.remove(path)
+            os.rename(path + ".there", path)
 
     def test_link_to_the_root(self):
         world = self.world(toml=installation(VORN_INSTALL_DIR='"linked"'))
@@ -144,6 +148,13 @@ class OddFiles(HostileInput):
 
 
 class Modes(HostileInput):
+    def test_store_that_others_may_enter(self):
+        # As an older program made it.
+        world = self.world(installed=True)
+        world.chmod(STORE, 0o755)
+        self.assertEqual(run(world, "install").code, 0)
+        self.assertEqual(world.snapshot()[STORE][0], 0o700)
+
     def test_umask_that_masks_the_owners_bits(self):
         for umask in ["0777", "0700", "0277"]:
             for user in ["", "nobody"]:
@@ -174,6 +185,12 @@ class Modes(HostileInput):
 
 
 class ShellNames(HostileInput):
+    def test_name_that_cannot_be_recorded(self):
+        world = self.world()
+        name = os.fsencode(world.path("ndk")) + b"\xff"
+        os.rename(world.path("ndk"), name)
+        self.assert_refused(world, "install", "is not UTF-8", options=["--ndk", name])
+
     def test_quotes_and_exclamation_marks_in_real_shells(self):
         for name in ["plain", "it's", "a!b", "a b"]:
             for quote in ["'", '"']:

@@ -4,14 +4,15 @@ import os
 import unittest
 
 from end_to_end import EndToEndTest
+from examples import ExampleWorld
 from messages import (
-    ALL_IN_PLACE, BLANK, LOG_NOT_WHOLE, LOG_OF_CHOICE, MISLEADING, TEMPLATE_MISSING, Install,
+    ALL_IN_PLACE, BLANK, LOG_NOT_WHOLE, LOG_OF_CHOICE, MISLEADING, TEMPLATE_MISSING, Install, bad_ndk,
     begin_of_run, cannot_open_log, disabled, log, log_of_good_ndk, log_of_install, log_of_ndk,
     log_of_script, log_of_search, stands_against, told_log,
 )
 from world import (
-    COMPONENT, DISABLED, KEPT, SCRIPT, TEMPLATES, VARS_CSH, VARS_SH, example_world, filled,
-    installation, small_tree, without,
+    COMPONENT, DISABLED, KEPT, SCRIPT, TEMPLATES, VARS_CSH, VARS_SH, filled, installation,
+    small_tree, without,
 )
 
 TOOLCHAINS = ["x86_64-nox5.0.3.42", "x86-nox5.0.3.42"]
@@ -33,7 +34,7 @@ class ExampleInstallation(EndToEndTest):
     linux = "package/compiler/compilers_and_libraries_2005.3.42/linux"
 
     def test_outcome(self):
-        world = self.enterContext(example_world(self.name))
+        world = self.enterContext(ExampleWorld(self.name))
         toml = world.read("installation.toml")
         for old, new, quoted, quoted_new in self.moves:
             os.rename(world.path(old), world.path(new))
@@ -139,14 +140,19 @@ class IntegrationDisabled(EndToEndTest):
     def test_no_usable_ndk(self):
         off = {"NDK_INTEGRATION_ENABLED": '"no"'}
         other = {"ndk/source.properties": "Pkg.Revision = 21.4.7075529\n"}
-        for case, tree in {
-            "none found": small_tree(installation(NDK_DEFAULT_SEARCH_PATH_LINUX=None, **off)),
-            "preset": {**small_tree(with_ndk(**off)), **other},
-        }.items():
+        none = small_tree(installation(NDK_DEFAULT_SEARCH_PATH_LINUX=None, **off))
+        preset = {**small_tree(with_ndk(**off)), **other}
+        not_asked = bad_ndk("r21e (21.4.7075529) is not among r11b, r11c")
+        not_there = bad_ndk("no such directory", "TOP/none")
+        for case, tree, options, warnings in [
+            ("none found", none, [], []),
+            ("preset", preset, [], [not_asked]),
+            ("--ndk", none, ["--ndk", "none"], [not_there]),
+        ]:
             with self.subTest(case):
                 changed = filled("", first=True)
-                outcomes = [self.world(tree).install(*form) for form in [[], ["--json"]]]
-                self.assert_told(disabled(ndk=""), *outcomes, changed=changed)
+                outcomes = [self.world(tree).install(*options, *form) for form in [[], ["--json"]]]
+                self.assert_told(disabled(ndk="", warnings=warnings), *outcomes, changed=changed)
 
     def test_no_script(self):
         world = self.world(without(small_tree(), SCRIPT))

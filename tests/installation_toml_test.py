@@ -340,7 +340,7 @@ class Directories(EndToEndTest):
 
 
 class SparseInstallation(EndToEndTest):
-    """What is left out reads as "": such a file is no error, but it asks for nothing."""
+    """What is left out reads as "": such a file is not an error, but it asks for nothing."""
 
     def test_nothing_selected(self):
         empty = "[[component]]\n" + "".join(f"{key} = ''\n" for key in NEEDED_KEYS)

@@ -433,7 +433,15 @@ class Undo(Told):
     def _message(self):
         if self.failed or self.outcome == "nothing-to-undo":
             return self.failed or NOTHING_RECORDED
-        return f"{PUT_BACK}; {NOT_TAKEN_OUT.format(self.ndk)}" if self.ndk else PUT_BACK
+        results = list(self.files.values())
+        reasons = {"directory gone": "gone", "used by another version": "shared"}
+        left = {why: results.count(one) for why, one in reasons.items() if one in results}
+        back = PUT_BACK
+        if left:
+            whys = ", ".join(f"{why}: {count}" for why, count in left.items())
+            count = len(results) - sum(left.values())
+            back = f"{count} of {len(results)} files of the compiler are put back ({whys})"
+        return f"{back}; {NOT_TAKEN_OUT.format(self.ndk)}" if self.ndk else back
 
     def result(self):
         done = "dry run, nothing is changed; after an undo" if self.dry else "done"

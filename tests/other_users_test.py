@@ -1,6 +1,7 @@
 """Root at work in a tree that belongs to a user, who does what he can to be let in; and what one user
 may do to another's tree. Runs only where it can be root."""
 
+import hashlib
 import json
 import os
 import shlex
@@ -43,6 +44,15 @@ class UsersTree(unittest.TestCase):
         world.roots = world.touched(roots)
         return world
 
+    def world_with_secret_template(self):
+        """One in which root has filled in a template that only root may read."""
+        world = self.world()
+        world.write(VARS_SH, SECRET)
+        world.chmod(VARS_SH, 0o600)
+        os.chown(world.path(VARS_SH), 0, 0)
+        self.assertEqual(self.run_as(world, "install").code, 0)
+        return world
+
     def run_as(self, world, command, *hooks, user=0, options=()):
         if user:
             os.chown(world.path("ndk"), user, user)
@@ -57,7 +67,8 @@ class UsersTree(unittest.TestCase):
                 path = os.path.join(above, name)
                 status = os.lstat(path)
                 self.assertEqual(status.st_mode & 0o6000, 0, path)
-                if stat.S_ISREG(status.st_mode) and status.st_uid == NOBODY:
+                is_users = status.st_uid == NOBODY or status.st_mode & 0o077
+                if stat.S_ISREG(status.st_mode) and is_users:
                     with open(path, "rb") as file:
                         self.assertNotIn(b"a secret", file.read(), path)
 
@@ -93,11 +104,7 @@ class RootThenUser(UsersTree):
 
     def test_secret_template_of_roots(self):
         # It stays root's, in every copy.
-        world = self.world()
-        world.write(VARS_SH, SECRET)
-        world.chmod(VARS_SH, 0o600)
-        os.chown(world.path(VARS_SH), 0, 0)
-        self.assertEqual(self.run_as(world, "install").code, 0)
+        world = self.world_with_secret_template()
         self.assert_let_out(world)
         self.assertEqual(self.run_as(world, "undo").code, 0)
         self.assert_let_out(world)
@@ -146,6 +153,49 @@ class UsersManifest(UsersTree):
                         world.write(f"{CC}/{path.split('/')[0]}", link)
                     self.run_as(world, command)
                     self.assert_let_out(world)
+
+    def test_secret_original_of_roots(self):
+        # It stays root's where the file is gone, and where the user's own is said to be the result.
+        for is_forged in [False, True]:
+            for command in ["undo", "install"]:
+                with self.subTest(command, is_forged=is_forged):
+                    world = self.world_with_secret_template()
+                    os.remove(world.path(VARS_SH))
+                    if is_forged:
+                        world.write(VARS_SH, "mine\n")
+                        os.chown(world.path(VARS_SH), NOBODY, NOBODY)
+                        self.forge(world, VARS_SH[len(CC) + 1 :], "644",
+                                   hashlib.sha256(b"mine\n").hexdigest())
+                    self.run_as(world, command)
+                    self.assert_let_out(world)
+                    if command == "undo":
+                        self.assertEqual(world.read(VARS_SH), SECRET)
+
+    def test_set_uid_of_another_user(self):
+        # A user at work in another's tree, too, makes nothing that runs as himself.
+        world = self.world(installed=True)
+        os.remove(world.path(VARS_SH))
+        self.forge(world, "bin")
+        for above, dirs, files in os.walk(world.path(CC)):
+            for name in [".", *dirs, *files]:
+                path = os.path.join(above, name)
+                os.lchown(path, STRANGER, STRANGER)
+                os.chmod(path, os.stat(path).st_mode | 0o077)
+        outcome = self.run_as(world, "undo", user=NOBODY)
+        self.assertEqual(outcome.code, 0, outcome)
+        self.assertEqual(os.stat(world.path(CC + "/bin")).st_mode & 0o7777, 0o755)
+
+    def test_force_of_a_strangers_file(self):
+        # He does not get the original that takes its place.
+        for owner in [NOBODY, 0]:
+            world = self.world(installed=True)
+            for above, dirs, files in os.walk(world.path(CC)):
+                for name in [".", *dirs, *files]:
+                    os.lchown(os.path.join(above, name), owner, owner)
+            os.chown(world.path(VARS_SH), STRANGER, STRANGER)
+            outcome = self.run_as(world, "undo", options=["--force", world.path(VARS_SH)])
+            self.assertEqual(outcome.code, 0, outcome)
+            self.assertEqual(os.stat(world.path(VARS_SH)).st_uid, owner)
 
     def test_set_uid_in_own_tree(self):
         world = self.world(installed=True)
@@ -209,6 +259,17 @@ class Swaps(UsersTree):
                 f"ln -s {world.secret} $d/000000.tmp; ln -s {world.secret} $d/000001.tmp")
         self.run_as(world, "install", f"renameat 3 before {as_user(swap)}")
         self.assert_let_out(world)
+
+    def test_directory_of_originals(self):
+        # Swapped for the staging directory, which must not be given away: links would wait there.
+        for number in range(2, 12):
+            world = self.world()
+            store = world.path(STORE)
+            swap = f"d=$(echo {store}/staged-*); mv {store}/originals {store}/x; mv $d {store}/originals"
+            links = f"ln -s {world.secret} {store}/originals/000000.tmp || true"
+            self.run_as(world, "install", f"mkdirat 4 after {as_user(swap)}",
+                        f"fsync {number} before {as_user(links)}")
+            self.assert_let_out(world)
 
     def test_template(self):
         # At each moment at which a file is opened.

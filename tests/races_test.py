@@ -2,6 +2,7 @@
 edit is lost, and none is claimed to be ours."""
 
 import os
+import re
 import shlex
 import unittest
 
@@ -71,6 +72,13 @@ class Edits(Races):
                         self.assert_comes_back(world, file)
                         self.assertEqual(world.read(file + ".edited"), MINE)
 
+    def test_before_the_first_exchange(self):
+        # Of the second file, when both have their copies: neither is put in its place.
+        world = self.world()
+        outcome = run(world, "install", f"rename 10 after {edit_in(world, SETUP_32)}")
+        self.assert_stopped(outcome, f"WORLD/{SETUP_32} was changed by someone else just now")
+        self.assert_original(world, SETUP_32)
+
     def test_before_exchange_of_undo(self):
         for by_rename in [False, True]:
             with self.subTest(by_rename=by_rename):
@@ -87,7 +95,7 @@ class Edits(Races):
         world = self.world()
         with open(world.path(VARS_SH), "w", encoding="utf-8") as file:
             outcome = run(world, "install")
-            self.assert_stopped(outcome, f"WORLD/{VARS_SH} was changed by someone else just now")
+            self.assert_stopped(outcome, f"WORLD/{VARS_SH} is open for writing by someone else; it is left")
             file.write(MINE)
         self.assertEqual(world.read(VARS_SH), MINE)
 
@@ -198,6 +206,61 @@ class Edits(Races):
         self.assert_original(world)
 
 
+    def test_kept_and_named_when_more_goes_wrong(self):
+        # Without exchange another file comes in between; with it the directory cannot be flushed.
+        for strace, when, why in [
+            (NO_EXCHANGE, 6, "was changed by someone else just now"),
+            (["-e", "trace=fsync", "-e", "inject=fsync:error=EIO:when=10"], 99, "cannot flush"),
+        ]:
+            world = self.world(installed=True)
+            world.write(VARS_SH, MINE)
+            hook = EXCHANGE.format(when, "before", edit_in(world, VARS_SH, "later\n"))
+            force = f"--force={world.path(VARS_SH)}"
+            outcome = run(world, "undo", hook, strace=strace, options=[force])
+            self.assert_stopped(outcome, why, f"is kept as WORLD/{VARS_SH}.edited")
+            self.assertEqual(world.read(VARS_SH + ".edited"), MINE)
+
+
+class Flushes(Races):
+    def test_each_place_after_its_last_rename(self):
+        edit = EXCHANGE.format(1, "before", "{edit}")
+        force = "--force={file}"
+        for command, hooks, strace, options, code in [
+            ("install", [], [], [], 0),
+            ("undo", [], [], [], 0),  # of a file that is missing, too
+            ("install", [], NO_EXCHANGE[2:], [], 0),
+            ("undo", [], NO_EXCHANGE[2:], [force], 0),
+            ("undo", [], [], [force], 0),
+            ("install", [edit], [], [], 1),  # and back
+        ]:
+            with self.subTest(command, hooks=hooks, strace=strace, options=options):
+                world = self.world(installed=command == "undo")
+                if options:
+                    world.write(VARS_SH, MINE)
+                elif command == "undo":
+                    os.remove(world.path(VARS_SH))
+                trace = os.path.join(world.top, "trace")
+                calls = ["-o", trace, "-y", "-e", "trace=renameat,renameat2,linkat,fsync", *strace]
+                hooks = [hook.format(edit=edit_in(world, SETUP_64)) for hook in hooks]
+                options = [option.format(file=world.path(VARS_SH)) for option in options]
+                outcome = run(world, command, *hooks, strace=calls, options=options)
+                self.assertEqual(outcome.code, code, outcome)
+                self.assertEqual(self.unflushed(trace), set())
+
+    def unflushed(self, trace):
+        """The directories whose entries changed after they were last flushed; but what is in the
+        staging directory is thrown away."""
+        directories = set()
+        with open(trace, encoding="utf-8") as lines:
+            for line in lines:
+                names = re.findall(r"\d+<([^>]*)>", line)
+                if line.rstrip().endswith(" = 0") and "fsync(" in line:
+                    directories.discard(names[0])
+                elif line.rstrip().endswith(" = 0"):
+                    directories.update(name for name in names if "/staged-" not in name)
+        return directories
+
+
 class Lock(Races):
     def test_second_run_at_any_moment(self):
         world = self.world()
@@ -217,6 +280,19 @@ class Lock(Races):
         outcome = run(world, "install", f"flock 1 before rmdir {world.path(STORE)}")
         self.assertEqual(outcome.code, 0, outcome)
         self.assert_comes_back(world)
+
+    def test_made_by_one_and_locked_by_another(self):
+        # Who comes second leaves it to who is at work.
+        world = self.world()
+        store, held, gate = (world.path(name) for name in [STORE, "held", "gate"])
+        os.mkfifo(held)
+        os.mkfifo(gate)
+        other = f"flock {store} sh -c ': > {held}; cat {gate}' > /dev/null 2>&1 & : < {held}"
+        outcome = run(world, "install", f"flock 1 before {other}")
+        self.assert_stopped(outcome, "another ndk-integrate is at work", f"holds WORLD/{STORE}")
+        self.assertTrue(os.path.isdir(store))
+        with open(gate, "wb"):
+            pass
 
     def test_moved_away_while_one_is_at_work(self):
         world = self.world()

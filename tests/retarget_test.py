@@ -4,9 +4,10 @@ import os
 import unittest
 
 from end_to_end import EndToEndTest
+from examples import ExampleWorld
 from messages import NDK, Install, did_you_mean, said
 from world import (
-    ANDROID, DISABLED, LINUX, OTHER_NDK, SCRIPT, VARS_CSH, VARS_SH, changes, example_world, filled,
+    ANDROID, DISABLED, LINUX, OTHER_NDK, SCRIPT, VARS_CSH, VARS_SH, changes, filled,
     installation, script, small_tree,
 )
 
@@ -49,7 +50,7 @@ class Repeat(EndToEndTest):
                 self.assertEqual(world.tree(kept=False), fresh.tree(kept=False))
 
     def test_example(self):
-        world = self.enterContext(example_world())
+        world = self.enterContext(ExampleWorld())
         before = world.tree()
         world.install()
         once = world.tree()

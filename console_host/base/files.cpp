@@ -11,6 +11,17 @@
 
 namespace ndk_integrate {
 
+std::optional<struct stat> find_status(const std::string& name) {
+  struct stat status {};
+  if (stat(name.c_str(), &status) == 0) {
+    return status;
+  }
+  if (errno != ENOENT && errno != ENOTDIR) {
+    throw_system_error("look at " + name);
+  }
+  return std::nullopt;
+}
+
 bool is_ordinary_file(const std::string& name) {
   struct stat status {};
   return stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode);

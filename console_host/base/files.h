@@ -3,6 +3,8 @@
 #ifndef CONSOLE_HOST_BASE_FILES_H
 #define CONSOLE_HOST_BASE_FILES_H
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -10,6 +12,10 @@
 #include "console_host/base/file_descriptor.h"
 
 namespace ndk_integrate {
+
+// What `name` leads to; nothing where there is nothing. Throws std::system_error, naming it, when that
+// cannot be told; the functions below then say no.
+std::optional<struct stat> find_status(const std::string& name);
 
 // True when `name` leads to an ordinary file.
 bool is_ordinary_file(const std::string& name);

@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "console_host/base/errors.h"
+#include "console_host/base/escaping.h"
 #include "console_host/base/files.h"
 #include "console_host/base/interruption.h"
 #include "console_host/base/temporary_directory.h"
@@ -68,11 +69,13 @@ bool is_system_failure(const Judgement& judgement) {
          number != ENOTDIR;
 }
 
+std::string why_preset_is_bad(const Judgement& judgement) {
+  return "NDK_PATH is " + judgement.path + ", which cannot be used: " + judgement.message;
+}
+
 [[noreturn]] void stop_without_ndk(bool is_preset, const std::vector<Judgement>& judgements) {
   if (is_preset) {
-    const Judgement& judgement = judgements.front();
-    throw Stop(Report::Outcome::kNoNdk, false,
-               "NDK_PATH is " + judgement.path + ", which cannot be used: " + judgement.message);
+    throw Stop(Report::Outcome::kNoNdk, false, why_preset_is_bad(judgements.front()));
   }
   const bool is_failure = std::any_of(judgements.begin(), judgements.end(), is_system_failure);
   std::string what = "NDK_DEFAULT_SEARCH_PATH_LINUX names no directory";
@@ -118,6 +121,9 @@ void prepare(const Plugin& plugin, Session& session, Report& report) {
   } else if (is_integration_enabled(session)) {
     stop_without_ndk(is_preset, report.candidates);
   } else {
+    if (is_preset) {
+      report.warnings.push_back(why_preset_is_bad(report.candidates.front()));
+    }
     say("NDK: none, and none needed: integration is disabled");
   }
   select_component(session, report);
@@ -139,7 +145,7 @@ InstallationRecord record_of(const Compiler& compiler, const Session& session,
 }
 
 void refuse_missing_compiler(const Compiler& compiler) {
-  if (!is_directory(compiler.root)) {
+  if (!find_compiler_tree(compiler.root)) {
     throw std::runtime_error("the compiler package is not installed: there is no directory " +
                              compiler.root +
                              " (VORN_INSTALL_DIR followed by the component's subdir)");
@@ -209,6 +215,12 @@ void look_around(const Compiler& compiler, const Session& session, const Store& 
   if (is_integration_enabled(session)) {
     if (const auto surprise = shell_surprise(compiler.ndk)) {
       report.problems.push_back(*surprise);
+    }
+    if (utf8_text(compiler.ndk) != compiler.ndk) {
+      report.problems.push_back(
+          "the name of the NDK directory " + one_line(compiler.ndk) +
+          " is not UTF-8, and could not be recorded; make a link with a plain "
+          "name to it (ln -s) and give that with --ndk");
     }
     if (compiler.ndk.find(' ') != std::string::npos) {
       report.warnings.push_back("the path of the NDK, " + compiler.ndk +

@@ -127,6 +127,8 @@ Json json_of_files(const Report& report) {
         {"path", file.path}, {"placeholders", file.placeholders}, {"result", word_of(file.result)}};
     if (report.is_dry_run) {
       object["diff"] = diff_of(file);
+      object["before"] = file.is_staged ? Json(file.before) : Json(nullptr);
+      object["after"] = file.is_staged ? Json(file.after) : Json(nullptr);
     }
     files.push_back(object);
   }

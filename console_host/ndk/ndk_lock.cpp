@@ -50,6 +50,7 @@ void write_lock(const std::string& file, const NdkLock& lock) {
   const Directory directory(is_here ? "." : file.substr(0, slash + 1));
   const std::string entry = is_here ? file : file.substr(slash + 1);
   const std::string copy = entry + ".new-" + std::to_string(getpid());
+  directory.remove_file(copy);  // of one that was killed; in a container many have the same number
   const File made = directory.make_file(copy, file);
   try {
     made.write(json.dump(kIndent) + "\n", file);

@@ -122,22 +122,25 @@ bool CompilerTree::is_secret_of_root(const struct stat& status) const {
   return is_somebody_elses() && status.st_uid == 0 && (status.st_mode & S_IROTH) == 0;
 }
 
-void CompilerTree::dress(const File& file, const File& model, mode_t mode) const {
-  const struct stat status = model.status();
-  if (is_somebody_elses()) {
-    const uid_t owner = is_secret_of_root(status) ? status.st_uid : status_.st_uid;
-    file.set_owner(owner, status.st_gid);
+void CompilerTree::dress(const File& file, const File* model, mode_t mode, bool is_secret) const {
+  if (!is_safe_by_name()) {
     mode &= ~kRunAsOwnerOrGroup;
-  } else if (!file.set_owner_where_permitted(status.st_uid, status.st_gid)) {
-    mode &= ~kRunAsOwnerOrGroup;  // what ran as its owner must not run as somebody else
   }
-  file.take_over_attributes(model);
+  const bool stays_roots = model != nullptr && is_secret_of_root(model->status());
+  if (is_secret && !stays_roots) {
+    mode &= S_IRWXU;
+  } else if (model == nullptr) {
+    hand_over(file);
+  } else {
+    const struct stat status = model->status();
+    if (is_somebody_elses()) {
+      file.set_owner(stays_roots ? status.st_uid : status_.st_uid, status.st_gid);
+    } else if (!file.set_owner_where_permitted(status.st_uid, status.st_gid)) {
+      mode &= ~kRunAsOwnerOrGroup;  // what ran as its owner must not run as somebody else
+    }
+    file.take_over_attributes(*model);
+  }
   file.set_mode(mode);
-}
-
-void CompilerTree::dress(const File& file, mode_t mode) const {
-  hand_over(file);
-  file.set_mode(is_somebody_elses() ? mode & ~kRunAsOwnerOrGroup : mode);
 }
 
 }  // namespace ndk_integrate

@@ -81,12 +81,10 @@ class CompilerTree {
   bool is_secret_of_root(const struct stat& status) const;
 
   // Gives `file`, which is to take the place of `model`, the owner and attributes of it, and the
-  // permission bits `mode`. Where root works in somebody else's tree, it goes to the tree's owner, who
-  // may have written what it holds, and never runs as anybody else.
-  void dress(const File& file, const File& model, mode_t mode) const;
-
-  // The same where there is no model.
-  void dress(const File& file, mode_t mode) const;
+  // permission bits `mode`; a null `model` is none. Where root works in somebody else's tree, it goes
+  // to the tree's owner, who may have written what it holds; only what is root's secret, or is made
+  // of one (`is_secret`), stays root's. What may be somebody else's never runs as its owner.
+  void dress(const File& file, const File* model, mode_t mode, bool is_secret) const;
 
  private:
   bool has_business_here(uid_t id) const;

@@ -73,6 +73,9 @@ Lock::Lock(const CompilerTree& tree, std::string entry) : tree_(tree), entry_(st
   // For holders that have just ended, and those that removed the directory before it was locked.
   constexpr int kMostTries = 100;
   for (int tries = 1; !take(); ++tries) {
+    if (const std::string who = directory_ ? holder(directory_->status()) : ""; !who.empty()) {
+      throw std::runtime_error(at_work(who, *directory_));
+    }
     if (tries == kMostTries) {
       throw std::runtime_error(directory_ ? at_work("a process of another user", *directory_)
                                           : "cannot lock " + tree.directory().name_of(entry_) +
@@ -87,7 +90,7 @@ bool Lock::take() {
     return take_what_is_there();
   } catch (...) {
     if (is_new) {
-      leave();
+      leave();  // it was made for nothing
     }
     throw;
   }
@@ -101,14 +104,12 @@ bool Lock::take_what_is_there() {
   const int number = directory_->number();
   if (uninterrupted([&] { return flock(number, LOCK_EX | LOCK_NB); }) != 0) {
     if (errno == EWOULDBLOCK) {
-      if (const std::string who = holder(directory_->status()); !who.empty()) {
-        throw std::runtime_error(at_work(who, *directory_));
-      }
       return false;
     }
     throw_system_error("lock " + directory_->name());
   }
   if (!is_still_there()) {
+    directory_.reset();
     return false;
   }
   // A directory with nothing in it may have been made just now.
@@ -134,7 +135,7 @@ Lock::~Lock() { leave(); }
 
 void Lock::leave() const {
   try {
-    if (directory_ && is_still_there()) {
+    if (!directory_ || is_still_there()) {
       // Stays where something is kept there.
       tree_.directory().remove_directory(entry_);
     }

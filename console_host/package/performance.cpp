@@ -31,13 +31,14 @@ void Performance::run(const Plugin& plugin, Session& session) {
   store().settle(record_, changed_since_);
 }
 
-std::string Performance::starting_bytes(const std::string& path, const Found& found) {
+Store::Original Performance::original_of(const std::string& path, const Found& found) {
   if (const std::string edited = store().why_edited(path, found); !edited.empty()) {
     throw std::runtime_error(edited);
   }
-  const Store::Original original = store().original(path, found);
+  Store::Original original = store().original(path, found);
   store().keep(path, original);
-  return original.bytes;
+  require_own(staging());  // what was made for the tree's owner was not this
+  return original;
 }
 
 void Performance::refused(const std::string& /*path*/) { throw; }
@@ -110,7 +111,8 @@ void Performance::put_in_place(Copy& copy) {
 
 void Performance::put_in_place(const Copy& copy, const File& staged) {
   constexpr mode_t kPermissions = 07777;
-  store().tree().dress(staged, copy.model, copy.model.status().st_mode & kPermissions);
+  store().tree().dress(staged, &copy.model, copy.model.status().st_mode & kPermissions,
+                       copy.is_secret_of_root);
   const std::string entry = StagingDirectory::commit_name(store(), copy.path);
   staging().rename(copy.entry, staging(), entry);
   const bool changed_before = changed_;

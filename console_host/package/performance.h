@@ -37,7 +37,7 @@ class Performance : public StagedRun {
 
  private:
   void open_failed() override;
-  std::string starting_bytes(const std::string& path, const Found& found) override;
+  Store::Original original_of(const std::string& path, const Found& found) override;
   [[noreturn]] void refused(const std::string& path) override;
 
   void require_whole(const Copy& copy) const;

@@ -51,11 +51,11 @@ void Rehearsal::run(const Plugin& plugin, Session& session) {
   plugin.integrate_ndk(session.handle());
 }
 
-std::string Rehearsal::starting_bytes(const std::string& path, const Found& found) {
+Store::Original Rehearsal::original_of(const std::string& path, const Found& found) {
   if (const std::string edited = store().why_edited(path, found); !edited.empty()) {
     throw std::runtime_error(edited);
   }
-  return store().original(path, found).bytes;
+  return store().original(path, found);
 }
 
 void Rehearsal::refused(const std::string& path) { refusals_[path] = describe_current_exception(); }

@@ -31,7 +31,7 @@ class Rehearsal : public StagedRun {
   void ran(const std::string& /*command*/, const ProcessResult& /*result*/) override {}
 
  private:
-  std::string starting_bytes(const std::string& path, const Found& found) override;
+  Store::Original original_of(const std::string& path, const Found& found) override;
   std::string unwritable_directory_of(const std::string& path) const;
   void refused(const std::string& path) override;
 

@@ -45,12 +45,24 @@ std::string unwritable_directory(const std::string& ndk,
   return "";
 }
 
+// What `name` leads to. Throws std::runtime_error where that cannot be told, so that nothing is taken
+// for missing which is there.
+mode_t kind_of(const std::string& name) {
+  try {
+    const std::optional<struct stat> status = find_status(name);
+    return status ? status->st_mode & S_IFMT : 0;
+  } catch (const std::runtime_error& failure) {
+    throw std::runtime_error(failure.what() +
+                             std::string("; leave the NDK alone with --keep-ndk, or try again"));
+  }
+}
+
 }  // namespace
 
 Removal plan_removal(const Compiler& compiler, const std::string& ndk) {
   Removal removal;
   removal.ndk = ndk;
-  if (!is_directory(ndk)) {
+  if (kind_of(ndk) != S_IFDIR) {
     removal.why_left = "the NDK " + ndk + " is gone, so nothing is taken out of it";
     removal.is_warning = true;
     return removal;
@@ -65,7 +77,7 @@ Removal plan_removal(const Compiler& compiler, const std::string& ndk) {
     return removal;
   }
   const std::string script = compiler.toolchains + "/" + kScript;
-  if (!is_ordinary_file(script)) {
+  if (kind_of(script) != S_IFREG) {
     removal.why_left = std::string("the compiler package has no ") + kScript +
                        ", so what its integration script put into the NDK " + stays;
     return removal;

@@ -13,6 +13,10 @@ constexpr const char* kLeftAsItIs = "it is left as it is";
   throw std::runtime_error(place.name() + " was changed by someone else just now; " + where_it_is);
 }
 
+[[noreturn]] void throw_with_kept(const std::runtime_error& failure, const std::string& kept) {
+  throw std::runtime_error(failure.what() + ("; what was there before is kept as " + kept));
+}
+
 bool is_expected(const Replacement& replacement, const Found& found) {
   return replacement.expected ? found.holds(*replacement.expected)
                               : found.kind == Found::Kind::kMissing;
@@ -64,11 +68,10 @@ std::string what_is_wrong(const Replacement& replacement) {
     // First, because nobody can open it any more: what is written is written by now.
     const std::optional<File> came_out = replacement.staging.find_file(replacement.entry);
     const bool is_being_written = came_out && came_out->is_being_written();
-    if (!is_being_written &&
-        is_expected(replacement, look_at(replacement.staging, replacement.entry))) {
-      return "";
+    if (!is_expected(replacement, look_at(replacement.staging, replacement.entry))) {
+      return name + " was changed by someone else just now";
     }
-    return name + " was changed by someone else just now";
+    return is_being_written ? name + " is open for writing by someone else" : "";
   } catch (const NotOrdinaryFile&) {
     return name + " was changed by someone else just now";
   } catch (const std::system_error& failure) {
@@ -94,8 +97,12 @@ std::string look_then_rename(const Replacement& replacement) {
   std::string kept;
   if (gives_up) {
     kept = keep_beside(place.directory, place.entry, place);
-    if (!staging.move_unless_taken(entry, place.directory, place.entry)) {
-      throw_changed(place, kLeftAsItIs);
+    try {
+      if (!staging.move_unless_taken(entry, place.directory, place.entry)) {
+        throw_changed(place, kLeftAsItIs);
+      }
+    } catch (const std::runtime_error& failure) {
+      throw_with_kept(failure, kept);
     }
   } else {
     if (!is_expected(replacement, look_at(place.directory, place.entry))) {
@@ -145,8 +152,13 @@ std::string keep_beside(const Directory& staging, const std::string& entry, cons
   for (int number = 2; !staging.move_unless_taken(entry, place.directory, name); ++number) {
     name = place.entry + ".edited-" + std::to_string(number);
   }
-  place.directory.flush();
-  return place.directory.name_of(name);
+  const std::string kept = place.directory.name_of(name);
+  try {
+    place.directory.flush();
+  } catch (const std::runtime_error& failure) {
+    throw_with_kept(failure, kept);
+  }
+  return kept;
 }
 
 }  // namespace ndk_integrate

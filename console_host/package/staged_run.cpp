@@ -134,12 +134,20 @@ std::string StagedRun::stage(const std::string& path) {
 StagedRun::Copy& StagedRun::make_copy(const std::string& path, const Place& place, Found found) {
   const bool is_committed = std::any_of(copies_.begin(), copies_.end(),
                                         [&](const Copy& copy) { return copy.path == path; });
-  const std::string original = is_committed ? found.bytes : starting_bytes(path, found);
+  const Store::Original original =
+      is_committed ? Store::Original{found.bytes} : original_of(path, found);
   const std::string entry = numbered(copies_begun_++);
   const File copy = staging_.make_file(entry, path);
-  copy.write(original, path);
-  copies_.push_back(
-      {path, place, std::move(*found.file), entry, std::move(found.bytes), original, original, {}});
+  copy.write(original.bytes, path);
+  copies_.push_back({path,
+                     place,
+                     std::move(*found.file),
+                     entry,
+                     std::move(found.bytes),
+                     original.bytes,
+                     original.bytes,
+                     {},
+                     original.is_secret_of_root});
   return copies_.back();
 }
 

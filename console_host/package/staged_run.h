@@ -62,14 +62,14 @@ class StagedRun : public ServiceObserver {
     std::string original;  // the bytes that the copy started from
     std::string bytes;     // what the copy must hold
     std::set<std::string> placeholders;
+    bool is_secret_of_root = false;
     bool is_patched = false;
     bool is_whole = true;
     bool is_committed = false;
   };
 
-  // The bytes that the copy of the template `path`, which is `found`, starts from. May throw to refuse
-  // it.
-  virtual std::string starting_bytes(const std::string& path, const Found& found) = 0;
+  // What the copy of the template `path`, which is `found`, starts from. May throw to refuse it.
+  virtual Store::Original original_of(const std::string& path, const Found& found) = 0;
 
   // The template `path` was asked for and has no copy because of what is being thrown. Throws on,
   // or notes it, which lets the plug-in go on with a name that leads nowhere.

@@ -35,20 +35,41 @@ std::string random_name() {
          sha256(std::string(bytes.begin(), bytes.end())).substr(0, kDigits);
 }
 
+[[noreturn]] void throw_swapped(const Directory& directory) {
+  throw std::runtime_error("someone else put another directory at " + directory.name() +
+                           " just now");
+}
+
 }  // namespace
 
-void require_new(const Directory& directory) {
+void require_own(const Directory& directory) {
   constexpr mode_t kOthers = 0077;
   const struct stat status = directory.status();
-  if (status.st_uid != geteuid() || (status.st_mode & kOthers) != 0 ||
-      !directory.entries().empty()) {
-    throw std::runtime_error("someone else put another directory at " + directory.name() +
-                             " just now");
+  if (status.st_uid != geteuid() || (status.st_mode & kOthers) != 0) {
+    throw_swapped(directory);
+  }
+}
+
+void require_new(const Directory& directory) {
+  require_own(directory);
+  if (!directory.entries().empty()) {
+    throw_swapped(directory);
   }
 }
 
 StagingDirectory::StagingDirectory(Store& store) : store_(store) {
   clean();
+  try {
+    make();
+  } catch (...) {
+    clean_up();
+    throw;
+  }
+}
+
+StagingDirectory::~StagingDirectory() { clean_up(); }
+
+void StagingDirectory::make() {
   const std::string name = random_name();
   const bool is_made = store_.kept().make_directory(name);
   directory_ = is_made ? store_.kept().find_directory(name) : std::nullopt;
@@ -58,7 +79,7 @@ StagingDirectory::StagingDirectory(Store& store) : store_(store) {
   require_new(*directory_);
 }
 
-StagingDirectory::~StagingDirectory() {
+void StagingDirectory::clean_up() {
   try {
     clean();
   } catch (const std::exception& failure) {

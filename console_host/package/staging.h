@@ -11,8 +11,11 @@
 
 namespace ndk_integrate {
 
-// Throws std::runtime_error when `directory` is not one that the caller just made for himself only:
-// somebody put another in its place before it was opened.
+// Throws std::runtime_error when `directory` is not the caller's own, for himself only.
+void require_own(const Directory& directory);
+
+// The same when it is not one that the caller just made: somebody put another in its place before it
+// was opened.
 void require_new(const Directory& directory);
 
 // The staging directory of a run that commits: staged-RANDOM in the store, the caller's own, gone with
@@ -40,6 +43,8 @@ class StagingDirectory {
   static std::string commit_name(const Store& store, const std::string& path);
 
  private:
+  void make();
+  void clean_up();
   void clean();
   void clean(const std::string& staged);
   void empty(const Directory& staged);

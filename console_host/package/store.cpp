@@ -158,8 +158,8 @@ Store::State Store::state(const std::string& path, const Found& found) const {
   if (known.results.empty()) {
     return State::kReinstalled;
   }
-  const std::optional<std::string> original = kept_original(path);
-  return original && is_reinstalled(found.bytes, *original, known.placeholders, known.filled)
+  const std::optional<Original> original = kept_original(path);
+  return original && is_reinstalled(found.bytes, original->bytes, known.placeholders, known.filled)
              ? State::kReinstalled
              : State::kEdited;
 }
@@ -175,13 +175,16 @@ std::string Store::why_edited(const std::string& path, const Found& found) const
          ", which keeps the change beside it";
 }
 
-// The bytes of the original that is kept; nothing when they are missing or damaged.
-std::optional<std::string> Store::kept_original(const std::string& path) const {
+// The original that is kept; nothing when it is missing or damaged.
+std::optional<Store::Original> Store::kept_original(const std::string& path) const {
   const Found kept = originals_ ? look_at(*originals_, entry(path).original) : Found{};
   if (kept.kind != Found::Kind::kOrdinary || sha256(kept.bytes) != entry(path).original) {
     return std::nullopt;
   }
-  return kept.bytes;
+  // An older program left all to root where root worked for the tree's owner, also the directory.
+  const bool is_handed_over = originals_->status().st_uid != 0;
+  return Original{kept.bytes, entry(path).mode,
+                  is_handed_over && tree_.is_secret_of_root(kept.file->status())};
 }
 
 Store::Original Store::original(const std::string& path, const Found& found) const {
@@ -191,12 +194,12 @@ Store::Original Store::original(const std::string& path, const Found& found) con
     const struct stat status = found.file->status();
     return {found.bytes, status.st_mode & kPermissions, tree_.is_secret_of_root(status)};
   }
-  std::optional<std::string> bytes = kept_original(path);
-  if (!bytes) {
+  std::optional<Original> kept = kept_original(path);
+  if (!kept) {
     throw std::runtime_error("the original of " + path + " that is kept as " + kept_as(path) +
                              " is missing or damaged; reinstall the compiler package");
   }
-  return {std::move(*bytes), entry(path).mode, false};
+  return std::move(*kept);
 }
 
 std::string Store::original_hash(const std::string& path) const { return entry(path).original; }
@@ -345,7 +348,6 @@ void Store::remove_unneeded_originals() const {
       originals_->remove_file(name);
     }
   }
-  originals_->flush();
 }
 
 }  // namespace ndk_integrate

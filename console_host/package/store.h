@@ -142,7 +142,7 @@ class Store {
  private:
   std::string kept_as(const std::string& path) const;  // where a known file's original is
   const Manifest::Entry& entry(const std::string& path) const;
-  std::optional<std::string> kept_original(const std::string& path) const;
+  std::optional<Original> kept_original(const std::string& path) const;
   void open(const std::optional<Directory>& directory);
   void load(const Directory& directory);
   void save(const Manifest& manifest);

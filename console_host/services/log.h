@@ -27,7 +27,7 @@ bool log_is_complete();
 void add_to_log(std::string text);
 
 // While one of these lives, lines are held back. They are lost with it unless release() lets them
-// through: for runs of the plug-in that are no step of an installation.
+// through: for runs of the plug-in that are not a step of an installation.
 class HeldLog {
  public:
   HeldLog();
