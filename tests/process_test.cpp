@@ -106,6 +106,7 @@ TEST(Process, LeavesOthersThatItStarted) {
 // For a process of its own: runs a script that makes ready, and then sends this program `signal`, which
 // gives it `grace` to end in. Ends as the program does, or with 99 where something of it is left.
 void be_interrupted(int signal, const std::string& preparation, std::chrono::milliseconds grace) {
+  std::signal(signal, SIG_DFL);  // what runs the tests may ignore it
   ProcessOptions options;
   options.grace_period = grace;
   const std::string script =
@@ -143,6 +144,7 @@ TEST(Interruption, KillsWhatDoesNotEnd) {
 
 TEST(Interruption, StartsNothingMore) {
   const auto run_after_signal = [] {
+    std::signal(SIGTERM, SIG_DFL);
     const HeldSignals held;
     raise(SIGTERM);
     try {
