@@ -1,6 +1,7 @@
 // The program ndk-integrate: a small installer host for the command line. This file only parses the
 // command line and dispatches.
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -10,7 +11,10 @@
 #include <sstream>
 
 #include "console_host/base/errors.h"
+#include "console_host/base/interruption.h"
 #include "console_host/base/paths.h"
+#include "console_host/base/shell_words.h"
+#include "console_host/base/utc_time.h"
 #include "console_host/commands/check_host.h"
 #include "console_host/commands/check_host_program.h"
 #include "console_host/commands/find.h"
@@ -19,6 +23,7 @@
 #include "console_host/commands/release.h"
 #include "console_host/commands/status.h"
 #include "console_host/commands/undo.h"
+#include "console_host/commands/usage.h"
 #include "console_host/commands/verify.h"
 #include "console_host/ndk/plugin.h"
 #include "console_host/package/installation_file.h"
@@ -46,6 +51,7 @@ struct Options {
   CheckOptions check;
   std::string release;
   bool release_json = false;
+  std::string command_line;
   bool json = false;  // whether the command line asks for JSON, also where it is wrong otherwise
 };
 
@@ -54,23 +60,37 @@ ExitCode fail(const std::string& what, ExitCode code) {
   return code;
 }
 
-// What is told of the exception that is being handled, and the exit code that goes with it.
-ExitCode fail_with_current_exception(bool json) {
-  const std::string what = describe_current_exception();
-  ExitCode code = kNotDone;
-  const char* outcome = "failed";
+// The outcome of a run that an exception ended.
+const char* word_of(ExitCode code) {
+  switch (code) {
+    case kWrongUsage:
+      return "wrong-usage";
+    case kNoPlugin:
+      return "no-plugin";
+    default:
+      return "failed";
+  }
+}
+
+// The exit code that goes with the exception that is being handled.
+ExitCode code_of_current_exception() {
   try {
     throw;
   } catch (const UsageError&) {
-    code = kWrongUsage;
-    outcome = "wrong-usage";
+    return kWrongUsage;
   } catch (const PluginError&) {
-    code = kNoPlugin;
-    outcome = "no-plugin";
+    return kNoPlugin;
   } catch (...) {
+    return kNotDone;
   }
+}
+
+// Tells of the exception that is being handled, and returns the exit code that goes with it.
+ExitCode fail_with_current_exception(bool json) {
+  const std::string what = describe_current_exception();
+  const ExitCode code = code_of_current_exception();
   if (json) {
-    say_json({{"schema", 1}, {"outcome", outcome}, {"changed", false}, {"message", what}});
+    say_json({{"schema", 1}, {"outcome", word_of(code)}, {"changed", false}, {"message", what}});
   }
   return fail((code == kNotDone ? "not done: " : "") + what, code);
 }
@@ -89,6 +109,8 @@ ExitCode guarded(const Options& options, const std::function<ExitCode()>& comman
 ExitCode run_command(const Options& options, const std::function<ExitCode()>& command) {
   if (!options.log.empty()) {
     log_to_file(options.log);
+    log_begin_of_run(utc_time() + " ndk-integrate " NDK_INTEGRATE_VERSION ": " +
+                     options.command_line);
   }
   if (options.verbose) {
     log_to_standard_error();
@@ -124,6 +146,7 @@ Installation overridden_installation(const Options& options) {
     }
     override_session(installation, "NDK_PATH", *options.ndk);
   }
+  require_complete(installation);
   return installation;
 }
 
@@ -364,22 +387,13 @@ void describe_check_host(CLI::App& app, Options& options, Action& action) {
   check_host->callback([&] { action = [&] { return run_check_host(options); }; });
 }
 
-constexpr const char* kExitCodes =
-    "Exit codes: 0 done; 1 not done, the message says why; 2 wrong usage or a wrong file; 3 the "
-    "plug-in cannot be loaded; 4 nothing to do here: no NDK can be used, or no component asks for one.";
-
 // Prints the help that was asked for, or throws UsageError that tells what is wrong.
 ExitCode explain_usage(const CLI::App& app, const CLI::ParseError& parse_error) {
   std::stringstream wrong;
   if (app.exit(parse_error, std::cout, wrong) == 0) {
     return kDone;
   }
-  if (app.get_subcommands().empty() && !app.remaining().empty()) {
-    throw UsageError("unknown command '" + app.remaining().front() + "'; see ndk-integrate --help");
-  }
-  const std::vector<CLI::App*> command = app.get_subcommands();
-  throw UsageError(std::string(parse_error.what()) + "; see ndk-integrate " +
-                   (command.empty() ? "" : command.front()->get_name() + " ") + "--help");
+  throw UsageError(usage_problem(app, parse_error));
 }
 
 ExitCode run(int argc, char** argv, Options& options) {
@@ -387,7 +401,7 @@ ExitCode run(int argc, char** argv, Options& options) {
   CLI::App app("Runs the NDK integration of a compiler package without an installer.",
                "ndk-integrate");
   app.require_subcommand(1);
-  app.footer(kExitCodes);
+  app.formatter(std::make_shared<HelpFormatter>());
   describe_common_options(app, options);
   describe_find(app, options, action);
   describe_check(app, options, action);
@@ -415,6 +429,27 @@ void open_standard_streams() {
   }
 }
 
+// True for a pipe or the like that nobody reads from any more.
+bool has_no_reader(int output) {
+  pollfd asked{output, 0, 0};
+  return poll(&asked, 1, 0) == 1 && (asked.revents & (POLLERR | POLLHUP)) != 0;
+}
+
+// Ends the program: by the signal that asked it to end; where the reader of an output has gone away, by
+// the signal that says so, unless that was ignored when the program began; or with `result`.
+int end_program(ExitCode result, bool ignores_pipe_signal) {
+  std::cout.flush();
+  if (const int signal = interrupting_signal(); signal != 0) {
+    end_by_signal(signal);
+  }
+  const bool is_reader_gone =
+      (!std::cout && has_no_reader(STDOUT_FILENO)) || (!std::cerr && has_no_reader(STDERR_FILENO));
+  if (is_reader_gone && !ignores_pipe_signal) {
+    end_by_signal(SIGPIPE);
+  }
+  return std::cout ? result : fail("cannot write to standard output", kNotDone);
+}
+
 }  // namespace
 
 }  // namespace ndk_integrate
@@ -425,15 +460,19 @@ int main(int argc, char** argv) {
   open_standard_streams();
   // A full disk and a reader that goes away are told by the calls that write, not by a signal.
   std::signal(SIGXFSZ, SIG_IGN);
-  std::signal(SIGPIPE, SIG_IGN);
+  const bool ignores_pipe_signal = std::signal(SIGPIPE, SIG_IGN) == SIG_IGN;
   // Where it is ignored, the exit status of the script would be lost.
   std::signal(SIGCHLD, SIG_DFL);
   Options options;
-  options.json = std::find(argv, argv + argc, std::string("--json")) != argv + argc;
-  try {
-    const ExitCode result = run(argc, argv, options);
-    return std::cout.flush() ? result : fail("cannot write to standard output", kNotDone);
-  } catch (...) {
-    return fail_with_current_exception(options.json);
+  for (char** argument = argv; argument != argv + argc; ++argument) {
+    options.command_line += (argument == argv ? "" : " ") + shell_quoted(*argument);
   }
+  options.json = std::find(argv, argv + argc, std::string("--json")) != argv + argc;
+  ExitCode result = kNotDone;
+  try {
+    result = run(argc, argv, options);
+  } catch (...) {
+    result = fail_with_current_exception(options.json);
+  }
+  return end_program(result, ignores_pipe_signal);
 }

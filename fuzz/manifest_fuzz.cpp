@@ -1,5 +1,5 @@
-// Any bytes as a manifest: it is refused, or what is read of it leads nowhere outside, and is written
-// and read again as it was.
+// Any bytes as a manifest: it is refused, or what is read of it leads nowhere outside, and is
+// written and read again as it was.
 #include <cstdint>
 #include <cstdlib>
 #include <exception>

@@ -166,7 +166,8 @@ std::vector<std::string> splitString(const std::string& text, const std::string&
 std::string replaceAllSubstrings(const std::string& text, const std::string& from,
                                  const std::string& to);
 
-// The decimal number that `text` denotes. What a text that is no number gives is the host's choice.
+// The decimal number that `text` denotes. What a text that is not a number gives is the
+// host's choice.
 int strtoint(const std::string& text);
 
 // The decimal text of `value`.

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <system_error>
 
 #include "host_check/verdict.h"
@@ -93,11 +94,13 @@ namespace {
 [[noreturn]] void run_call(const std::function<std::string()>& call, int result) {
   const rlimit one_second{1, 1};
   setrlimit(RLIMIT_CPU, &one_second);
-  std::string text = "=";  // so that there is something to tell in any case
+  std::string text;
   try {
-    text += call();
+    text = "=" + call();
+  } catch (const std::exception& exception) {
+    text = std::string("!") + exception.what();
   } catch (...) {
-    text = "an exception came";
+    text = "!not a std::exception";
   }
   [[maybe_unused]] const auto written = write(result, text.data(), text.size());
   _exit(0);
@@ -128,7 +131,10 @@ std::optional<std::string> in_one_second(const std::function<std::string()>& cal
     return std::nullopt;
   }
   const std::string text(buffer.data(), static_cast<std::size_t>(size));
-  return text[0] == '=' ? text.substr(1) : text;
+  if (text[0] == '!') {
+    throw std::runtime_error(text.substr(1));
+  }
+  return text.substr(1);
 }
 
 Stay::Stay(const std::string& directory) : before_(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)) {

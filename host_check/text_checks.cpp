@@ -146,7 +146,7 @@ std::vector<Check> text_checks() {
          expect_number("-2725575", -2725575);
        }},
       {"strtoint-no-number",
-       "strtoint returns, whatever it gives, for text that is no number or a number too large.",
+       "strtoint returns, whatever it gives, for text that is not a number, or a number too large.",
        {},
        [](session_t* /*session*/) {
          for (const char* text : {"", " ", "abc", "-", "beta4", "0x", "99999999999999999999"}) {

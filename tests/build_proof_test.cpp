@@ -1,5 +1,5 @@
-// The parts of the console host that tell from what a build printed which compiler ran, and that end
-// a build which takes too long.
+// The parts of the console host that tell from what a build printed which compiler ran, and that
+// end a build which takes too long.
 #include <gtest/gtest.h>
 
 #include <filesystem>

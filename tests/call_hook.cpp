@@ -1,8 +1,8 @@
-// Loaded into ndk-integrate before the C library, this stops it at one system call and runs a command
-// there: so what a test lets happen "at this moment" happens at this moment, every time.
+// Loaded into ndk-integrate before the C library, this stops it at one system call and runs a
+// command there: so what a test lets happen "at this moment" happens at this moment, every time.
 //
-// Each line of CALL_HOOK is "NAME N before|after COMMAND": the Nth call of NAME, counted from 1. The
-// program is the command's parent process.
+// Each line of CALL_HOOK is "NAME N before|after COMMAND": the Nth call of NAME, counted from 1.
+// The program is the command's parent process.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>

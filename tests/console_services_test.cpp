@@ -269,8 +269,8 @@ TEST(IniDb, KeyTrimmedAlike) {
 }
 
 TEST(IniDb, OtherKeysAndSeparators) {
-  EXPECT_EQ(value_in("#Pkg.Revision = 11.2.4\n", "#Pkg.Revision"), "") << "a comment is no key";
-  EXPECT_EQ(value_in(" !Pkg.Revision = 11.2.4\n", "!Pkg.Revision"), "") << "a comment is no key";
+  EXPECT_EQ(value_in("#Pkg.Revision = 11.2.4\n", "#Pkg.Revision"), "") << "a comment is not a key";
+  EXPECT_EQ(value_in(" !Pkg.Revision = 11.2.4\n", "!Pkg.Revision"), "") << "a comment is not a key";
   EXPECT_EQ(value_in("a = 1: b\nc: d = 2\n", "c", ":"), "d = 2");
   EXPECT_EQ(value_in("k:ey := value\n", "k:ey", ":="), "value");
 }

@@ -140,7 +140,7 @@ def kill_at(world, command, call):
 
 
 def cut_short(world, tree, last):
-    """The tree that was left if the last call, a write, was killed half-way; None if it is no
+    """The tree that was left if the last call, a write, was killed half-way; None if it is not a
     write to a file of this world."""
     if last is None or last.name not in ("write", "writev") or last.written() < 2:
         return None

@@ -78,6 +78,22 @@ class DryRun(DryRunTest):
         report = Install.other_ndk(diffs=["", "", *changed], former_ndk=NDK)
         self.assert_dry(world, report, "--ndk", world.path("other ndk"))
 
+    def test_contents(self):
+        world = self.small_world()
+        files = self.dry_run(world, "--json").json()["files"]
+        for when, install in [("before", lambda: None), ("after", world.install)]:
+            install()
+            expected = {world.hidden(world.path(file)): world.read(file) for file in TEMPLATES}
+            self.assertEqual({file["path"]: file[when] for file in files}, expected)
+
+    def test_contents_of_refused_file(self):
+        world = self.world(without(small_tree(), VARS_SH))
+        files = self.dry_run(world, "--json").json()["files"]
+        self.assertEqual(
+            [file["path"] for file in files if file["before"] is None and file["after"] is None],
+            [world.hidden(world.path(VARS_SH))],
+        )
+
     def test_quiet(self):
         outcome = self.dry_run(self.small_world(), "-q")
         report = Install(diffs=diffs())

@@ -21,7 +21,7 @@ SAMPLE = 30  # calls in each scenario
 SEED = int(os.environ.get("SEED", random.randrange(1 << 32)))
 ERRORS = {"fstat": "EIO", "newfstatat": "EIO", "read": "EIO", "pread64": "EIO", "openat": "EMFILE"}
 # What fails for a program that is being loaded, or ends, is the loader's to tell; memory and signals
-# are no files.
+# are not files.
 NOT_OURS = {
     "execve", "brk", "mmap", "munmap", "mprotect", "arch_prctl", "set_tid_address", "set_robust_list",
     "rseq", "prlimit64", "exit_group", "rt_sigaction", "rt_sigprocmask", "rt_sigreturn", "futex",

@@ -21,6 +21,8 @@
 #include <vector>
 
 #include "host_check/checks.h"
+#include "host_check/scratch.h"
+#include "host_check/verdict.h"
 #include "tests/broken_hosts/good_host.h"
 #include "tests/temporary_directory.h"
 #include "tests/texts.h"
@@ -45,6 +47,7 @@ struct World {
   std::string broken;           // the point that the host breaks
   bool other_choices = false;   // GoodHost::other_choices
   bool components = true;       // whether the session has any
+  bool log_is_named = true;     // to the host check
   bool as_root = false;         // otherwise as an ordinary user, if need be
   std::string tmpdir = "/tmp";  // below the test's own directory
 };
@@ -82,6 +85,10 @@ std::string kept(const std::string& what, bool yes) {
   return what + (yes ? ": as before\n" : ": CHANGED\n");
 }
 
+std::ptrdiff_t open_descriptors() {
+  return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+}
+
 // The child's whole life: it ends here, without running what the test program has for its own end.
 [[noreturn]] void run_in_child(const World& world, const std::string& directory, CheckHost check) {
   setpgid(0, 0);
@@ -89,7 +96,9 @@ std::string kept(const std::string& what, bool yes) {
   std::ofstream end("end");
   const std::string tmpdir = directory + world.tmpdir;
   setenv("TMPDIR", tmpdir.c_str(), 1);
-  setenv("HOST_CHECK_LOG", (directory + "/log").c_str(), 1);
+  if (world.log_is_named) {
+    setenv("HOST_CHECK_LOG", (directory + "/log").c_str(), 1);
+  }
   if (!world.as_root) {
     become_ordinary_user();
   }
@@ -100,10 +109,12 @@ std::string kept(const std::string& what, bool yes) {
     host.components.clear();
   }
   const auto variables = set_variables(host);
+  const auto descriptors = open_descriptors();
   const int violations = check(&host.session);
 
   end << "returned " << violations << "\n"
       << kept("variables", set_variables(host) == variables)
+      << kept("descriptors", open_descriptors() == descriptors)
       << kept("working directory", fs::current_path() == directory)
       << kept("TMPDIR", !fs::exists(tmpdir) || fs::is_empty(tmpdir)) << std::flush;
   _exit(0);
@@ -135,7 +146,7 @@ Outcome run(const World& world) {
 }
 
 const std::string kNothingLeft =
-    "variables: as before\nworking directory: as before\nTMPDIR: as before\n";
+    "variables: as before\ndescriptors: as before\nworking directory: as before\nTMPDIR: as before\n";
 
 // What the checks of the log and of error() write themselves.
 const std::map<std::string, std::string> kTestLines{
@@ -182,8 +193,11 @@ struct Specimen {
   bool is_note() const { return violation.rfind("note: ", 0) == 0; }
   std::string verdict() const { return is_note() ? violation : "violated: " + violation; }
   std::string check() const { return point.substr(0, point.find(": ")); }
-  std::string test_name() const { return std::regex_replace(point, std::regex("\\W+"), "_"); }
 };
+
+std::string test_name(const std::string& point, std::size_t index) {
+  return std::regex_replace(point, std::regex("\\W+"), "_") + "_" + std::to_string(index);
+}
 
 void PrintTo(const Specimen& specimen, std::ostream* out) { *out << specimen.point; }
 
@@ -209,7 +223,16 @@ void expect_verdicts(const World& world, const std::map<std::string, std::string
 
 TEST(HostCheck, GoodHost) { expect_verdicts({}, {}); }
 
-// Where the contract leaves a choice, the other choice is as good.
+// Where the contract leaves a choice, any other is as good.
+class HostWithAnotherChoice : public testing::TestWithParam<std::string> {};
+
+TEST_P(HostWithAnotherChoice, IsGood) { expect_verdicts({GetParam()}, {}); }
+
+INSTANTIATE_TEST_SUITE_P(HostCheck, HostWithAnotherChoice,
+                         testing::ValuesIn(lines_of(content_of(SOURCE_DIR
+                                                               "/tests/broken_hosts/choices.txt"))),
+                         [](const auto& test) { return test_name(test.param, test.index); });
+
 TEST(HostCheck, GoodHostWithOtherChoices) {
   World world;
   world.other_choices = true;
@@ -225,7 +248,7 @@ TEST_P(BrokenHost, NamesThatPointAndNoOther) {
 }
 
 INSTANTIATE_TEST_SUITE_P(HostCheck, BrokenHost, testing::ValuesIn(specimens()),
-                         [](const auto& test) { return test.param.test_name(); });
+                         [](const auto& test) { return test_name(test.param.point, test.index); });
 
 TEST(HostCheck, BrokenHostForEachCheck) {
   Lines names;
@@ -269,6 +292,17 @@ TEST(HostCheck, NoComponents) {
   world.components = false;
   const std::string skipped = "skipped: the session has no components";
   expect_verdicts(world, {{"components-stable", skipped}, {"components-members", skipped}});
+}
+
+TEST(HostCheck, LogWithoutName) {
+  World world;
+  world.log_is_named = false;
+  expect_verdicts(world, {{"log-lines", "skipped: HOST_CHECK_LOG does not name the log's file"}});
+}
+
+// What the checks cannot write is not the host's fault.
+TEST(HostCheck, FullDisk) {
+  EXPECT_THROW(host_check::write_file("/dev/full", "text"), host_check::Skipped);
 }
 
 TEST(HostCheck, RootMayWriteAndReadEverywhere) {

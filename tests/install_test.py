@@ -4,14 +4,15 @@ import os
 import unittest
 
 from end_to_end import EndToEndTest
+from examples import ExampleWorld
 from messages import (
-    ALL_IN_PLACE, BLANK, LOG_NOT_WHOLE, LOG_OF_CHOICE, MISLEADING, TEMPLATE_MISSING, Install,
-    cannot_open_log, disabled, log, log_of_good_ndk, log_of_install, log_of_ndk, log_of_script,
-    log_of_search, stands_against,
+    ALL_IN_PLACE, BLANK, LOG_NOT_WHOLE, LOG_OF_CHOICE, MISLEADING, TEMPLATE_MISSING, Install, bad_ndk,
+    begin_of_run, cannot_open_log, disabled, log, log_of_good_ndk, log_of_install, log_of_ndk,
+    log_of_script, log_of_search, stands_against, told_log,
 )
 from world import (
-    COMPONENT, DISABLED, KEPT, SCRIPT, TEMPLATES, VARS_CSH, VARS_SH, example_world, filled,
-    installation, small_tree, without,
+    COMPONENT, DISABLED, KEPT, SCRIPT, TEMPLATES, VARS_CSH, VARS_SH, filled, installation,
+    small_tree, without,
 )
 
 TOOLCHAINS = ["x86_64-nox5.0.3.42", "x86-nox5.0.3.42"]
@@ -33,7 +34,7 @@ class ExampleInstallation(EndToEndTest):
     linux = "package/compiler/compilers_and_libraries_2005.3.42/linux"
 
     def test_outcome(self):
-        world = self.enterContext(example_world(self.name))
+        world = self.enterContext(ExampleWorld(self.name))
         toml = world.read("installation.toml")
         for old, new, quoted, quoted_new in self.moves:
             os.rename(world.path(old), world.path(new))
@@ -139,14 +140,19 @@ class IntegrationDisabled(EndToEndTest):
     def test_no_usable_ndk(self):
         off = {"NDK_INTEGRATION_ENABLED": '"no"'}
         other = {"ndk/source.properties": "Pkg.Revision = 21.4.7075529\n"}
-        for case, tree in {
-            "none found": small_tree(installation(NDK_DEFAULT_SEARCH_PATH_LINUX=None, **off)),
-            "preset": {**small_tree(with_ndk(**off)), **other},
-        }.items():
+        none = small_tree(installation(NDK_DEFAULT_SEARCH_PATH_LINUX=None, **off))
+        preset = {**small_tree(with_ndk(**off)), **other}
+        not_asked = bad_ndk("r21e (21.4.7075529) is not among r11b, r11c")
+        not_there = bad_ndk("no such directory", "TOP/none")
+        for case, tree, options, warnings in [
+            ("none found", none, [], []),
+            ("preset", preset, [], [not_asked]),
+            ("--ndk", none, ["--ndk", "none"], [not_there]),
+        ]:
             with self.subTest(case):
                 changed = filled("", first=True)
-                outcomes = [self.world(tree).install(*form) for form in [[], ["--json"]]]
-                self.assert_told(disabled(ndk=""), *outcomes, changed=changed)
+                outcomes = [self.world(tree).install(*options, *form) for form in [[], ["--json"]]]
+                self.assert_told(disabled(ndk="", warnings=warnings), *outcomes, changed=changed)
 
     def test_no_script(self):
         world = self.world(without(small_tree(), SCRIPT))
@@ -172,21 +178,30 @@ class InstallationLog(EndToEndTest):
             self.assert_installs(self.small_world(), "-v", *form, log=log_of_install())
 
     def test_in_a_file(self):
-        changed = {**filled(first=True), "install.log": "644 " + log_of_install()}
-        world = self.small_world()
-        outcome = world.run("install", "installation.toml", "--log", "install.log", cwd=world.dir)
-        self.assert_told(Install(), outcome, changed=changed)
-        world = self.small_world()
-        options = ["-v", "--log", world.path("install.log")]
-        outcome = world.run(*options, "install", world.path("installation.toml"))
-        self.assert_told(Install(), outcome, changed=changed, log=log_of_install())
+        options = ["installation.toml", "--log", "install.log"]
+        for before, log in [([], ""), (["-v"], log_of_install())]:
+            world = self.small_world()
+            outcome = world.run(*before, "install", *options, cwd=world.dir)
+            del outcome.changes["install.log"]
+            self.assert_told(Install(), outcome, changed=filled(first=True), log=log)
+            run = begin_of_run(" ".join(["PROGRAM", *before, "install", *options]))
+            self.assertMultiLineEqual(told_log(world), run + log_of_install())
+
+    def test_command_line(self):
+        world = self.world()
+        world.run("--log", "install.log", "check", "", "it's\n a %s", cwd=world.dir)
+        self.assertFalse(os.path.exists(world.path("install.log")))
+        world.run("--log", "install.log", "check", "it's\n a %s", cwd=world.dir)
+        run = begin_of_run(r"PROGRAM --log install.log check 'it'\''s\n a %s'")
+        self.assertEqual(told_log(world).splitlines(True)[0], run)
 
     def test_appended(self):
         world = self.world({**small_tree(), "install.log": "an older line\n"})
         world.install("--log", world.path("install.log"))
         world.install("--log", world.path("install.log"))
-        expected = "an older line\n" + log_of_install() + log_of_install()
-        self.assertMultiLineEqual(world.read("install.log"), expected)
+        run = begin_of_run("PROGRAM install WORLD/installation.toml --log WORLD/install.log")
+        expected = "an older line\n" + (run + log_of_install()) * 2
+        self.assertMultiLineEqual(told_log(world), expected)
 
     def test_several_candidates(self):
         toml = installation(NDK_DEFAULT_SEARCH_PATH_LINUX='["a", "b", "c", "ndk"]')

@@ -5,7 +5,7 @@ import unittest
 
 from end_to_end import EndToEndTest
 from messages import (
-    BLANK, NO_PACKAGE, Install, cannot_read_installation, not_selected, refused, said,
+    BLANK, NO_PACKAGE, Install, cannot_read_installation, did_you_mean, not_selected, refused, said,
 )
 from world import COMPONENT, DISABLED, component_with, filled, installation, small_tree, without
 
@@ -71,21 +71,40 @@ class WrongInstallation(EndToEndTest):
         session = f" in [session], expected one of {', '.join(VARIABLES)}"
         component = f" in a [[component]], expected one of {', '.join(NEEDED_KEYS + BOOLEANS)}"
         self.assert_wrong(*(
-            (toml, line, f"unknown key '{key}'{expected}")
-            for toml, line, key, expected in [
+            (toml, line, f"unknown key '{key}'{expected}{did_you_mean(*meant)}")
+            for toml, line, key, expected, *meant in [
                 (installation() + "\n[extra]\na = 1\n", 14, "extra", top),
-                ("[Session]\n", 1, "Session", top),
-                ("\n[[components]]\n", 2, "components", top),
+                ("[Session]\n", 1, "Session", top, "session"),
+                ("\n[[components]]\n", 2, "components", top, "component"),
                 ("a.b = 1\n", 1, "a", top),
                 ('"two\\nlines\\u001b" = 1\n', 1, r"two\nlines\x1b", top),
-                ("[session]\n\nndk_path = 'a'\n", 3, "ndk_path", session),
-                ("[session]\nNDK_PATH_STATUS = 'a'\n", 2, "NDK_PATH_STATUS", session),
-                ("[session]\n'NDK_PATH ' = 'a'\n", 2, "NDK_PATH ", session),
-                (f"{COMPONENT}Id = 'a'\n", 6, "Id", component),
+                ("[session]\n\nndk_path = 'a'\n", 3, "ndk_path", session, "NDK_PATH"),
+                ("[session]\nSTATUS = 'a'\n", 2, "STATUS", session),
+                ("[session]\n'NDK_PATH ' = 'a'\n", 2, "NDK_PATH ", session, "NDK_PATH"),
+                ("[session]\nVORN_INSTALDIR = 'a'\n", 2, "VORN_INSTALDIR", session,
+                 "VORN_INSTALL_DIR"),
+                (f"{COMPONENT}Id = 'a'\n", 6, "Id", component, "id"),
+                (COMPONENT.replace("package_number", "package_nr"), 4, "package_nr", component,
+                 "package_number"),
                 (f"{COMPONENT}\n{COMPONENT}size = 1\n", 12, "size", component),
                 (f"{COMPONENT}[component.more]\na = 1\n", 6, "more", component),
             ]
         ))
+
+    def test_missing_install_dir(self):
+        wanted = "VORN_INSTALL_DIR is missing in [session], expected the directory that the components "
+        wanted += "are installed below"
+        self.assert_wrong(
+            ("\n" + installation(VORN_INSTALL_DIR=None), 2, wanted),
+            ("\n" + COMPONENT, 1, wanted),
+        )
+        # No NDK is looked for before.
+        self.here.write("ndk/ndk-build", "")
+        self.assertEqual(self.run_with(installation(VORN_INSTALL_DIR=None)).code, 2)
+        for command in ["undo", "status", "verify"]:
+            outcome = self.here.run(command, self.here.path("installation.toml"))
+            err = said(f"WORLD/installation.toml:1: {wanted}")
+            self.assert_outcome(outcome, code=2, err=err, kept=True)
 
     def test_types_of_tables(self):
         session, component = "expected a table [session]", "expected tables [[component]]"
@@ -252,8 +271,10 @@ class Directories(EndToEndTest):
         '"ndk"': "WORLD/ndk",
         '"./ndk"': "WORLD/ndk",
         '"ndk/"': "WORLD/ndk/",
-        '"a b/../ndk"': "WORLD/a b/../ndk",
-        '"../ndk"': "WORLD/../ndk",
+        '"a b/../ndk"': "WORLD/ndk",
+        '"../ndk"': "TOP/ndk",
+        '"/../not there/./gone/..//ndk/"': "/not there/ndk",
+        '"/.."': "/",
         '"."': "WORLD",
         '"~/ndk"': "WORLD/~/ndk",
         '"/not there/ndk"': "/not there/ndk",
@@ -303,16 +324,23 @@ class Directories(EndToEndTest):
         dirs = {"NDK_DEFAULT_SEARCH_PATH_LINUX": '["../ndk"]', "VORN_INSTALL_DIR": '"../package"'}
         world = self.small_world(**{"settings/i.toml": installation(**dirs)})
         outcome = world.run("install", "settings/i.toml", cwd=world.dir)
-        here = "WORLD/settings/../"
-        changed = {
-            file: entry.replace("WORLD/", here) for file, entry in filled(first=True).items()
-        }
-        out = Install().out().replace("WORLD/", here)
-        self.assert_outcome(outcome, out=out, changed=changed)
+        self.assert_told(Install(), outcome, changed=filled(first=True))
+
+    def test_parent_of_the_working_directory(self):
+        for setting in ["..", "../../package/cc/.."]:
+            world = self.small_world(**{"package/here/": ""})
+            outcome = world.install(f"--set=VORN_INSTALL_DIR={setting}", cwd=world.path("package/here"))
+            self.assert_told(Install(), outcome, changed=filled(first=True))
+
+    def test_parent_behind_a_link(self):
+        # The link's target is in another directory than the link.
+        toml = installation(VORN_INSTALL_DIR='"links/to/../package"')
+        world = self.small_world(toml, **{"links/to": "-> ../ndk", "links/package/": ""})
+        self.assert_installs(world)
 
 
 class SparseInstallation(EndToEndTest):
-    """What is left out reads as "": such a file is no error, but it asks for nothing."""
+    """What is left out reads as "": such a file is not an error, but it asks for nothing."""
 
     def test_nothing_selected(self):
         empty = "[[component]]\n" + "".join(f"{key} = ''\n" for key in NEEDED_KEYS)
@@ -320,7 +348,6 @@ class SparseInstallation(EndToEndTest):
         for toml, report in [
             *((toml, none_needed) for toml in ["", "\n\n", "# nothing\n", "[session]\n"]),
             ("component = []\n", none_needed),
-            (COMPONENT, none_needed),
             (installation(NDK_COMPONENT_PATTERNS=None), not_selected("")),
             (installation(empty), not_selected()),
         ]:

@@ -7,12 +7,14 @@ import tempfile
 import unittest
 
 from end_to_end import EndToEndTest
+from examples import ExampleWorld
 from messages import Install, no_plugin
 from plugins import CXX
-from world import LIBRARY, example_world
+from world import LIBRARY
 
 BUILD_DIR = os.environ["BUILD_DIR"]
-HEADERS = ["host/host.h", "ndk_utils/ndk_utils.h"]
+HEADERS = ["host/host.h", "host_check/host_check.h", "ndk_utils/ndk_utils.h"]
+INCLUDE = "include/ndk_utils-1"
 
 
 class InstalledTree(EndToEndTest):
@@ -41,17 +43,22 @@ class InstalledTree(EndToEndTest):
             {
                 **libraries,
                 "bin/ndk-integrate": "program",
-                "include/host/host.h": "file",
-                "include/host_check/host_check.h": "file",
-                "include/ndk_utils/ndk_utils.h": "file",
+                **{f"{INCLUDE}/{header}": "file" for header in HEADERS},
+                "lib/cmake/ndk_utils-1/ndk_utilsConfig.cmake": "file",
+                "lib/cmake/ndk_utils-1/ndk_utilsConfigVersion.cmake": "file",
+                "lib/pkgconfig/ndk-utils-host.pc": "file",
+                "share/bash-completion/completions/ndk-integrate": "file",
+                "share/fish/vendor_completions.d/ndk-integrate.fish": "file",
                 "share/man/man1/ndk-integrate.1": "file",
                 "share/ndk-integrate/ndk-integrate.schema.json": "file",
+                "share/ndk_utils-1/exports.list": "file",
+                "share/zsh/site-functions/_ndk-integrate": "file",
             },
         )
 
     def test_headers(self):
         command = [CXX, "-std=c++17", "-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only"]
-        command += ["-I", os.path.join(self.prefix, "include"), "-x", "c++", "-"]
+        command += ["-I", os.path.join(self.prefix, INCLUDE), "-x", "c++", "-"]
         for header in HEADERS:
             with self.subTest(header):
                 done = subprocess.run(
@@ -66,7 +73,7 @@ class InstalledTree(EndToEndTest):
                 self.assertEqual((done.returncode, done.stdout), (0, ""))
 
     def install_example(self, prefix):
-        world = self.enterContext(example_world())
+        world = self.enterContext(ExampleWorld())
         return world, world.install(program=os.path.join(prefix, "bin/ndk-integrate"))
 
     def test_program(self):

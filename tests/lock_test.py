@@ -46,10 +46,10 @@ class LockTest(EndToEndTest):
         os.mkfifo(world.path("go"))
         return world
 
-    def start(self, world, command="install", before=(), env=None):
+    def start(self, world, command="install", before=(), env=None, more=()):
         """Starts the program; it and its script are gone after the test."""
         process = subprocess.Popen(
-            [*before, PROGRAM, command, world.path("installation.toml")],
+            [*before, PROGRAM, command, world.path("installation.toml"), *more],
             env={**os.environ, **(env or {})},
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,

@@ -2,8 +2,9 @@
 
 import dataclasses
 import hashlib
+import re
 
-from world import ANDROID, KEPT_ORIGINALS, MANIFEST, ORIGINALS, STORE, TEMPLATES
+from world import ANDROID, KEPT_ORIGINALS, MANIFEST, ORIGINALS, PROGRAM, STORE, TEMPLATES
 
 NOT_DONE = "ndk-integrate: not done: "
 DRY = "dry run, nothing is changed; after an installation"
@@ -183,12 +184,17 @@ def misunderstood(what, command=""):
     return said(f"{what}; see ndk-integrate {command}{' ' if command else ''}--help")
 
 
+def did_you_mean(name=None):
+    return f" (did you mean '{name}'?)" if name else ""
+
+
 def not_expected(argument, command=""):
-    return misunderstood(f"The following argument was not expected: {argument}", command)
+    what = "unknown option" if argument.startswith("-") else "unexpected argument"
+    return misunderstood(f"{what} '{argument}'", command)
 
 
 def value_missing(option, command=""):
-    return misunderstood(f"{option}: 1 required TEXT missing", command)
+    return misunderstood(f"{option} needs a value", command)
 
 
 def cannot_open_log(file, why="No such file or directory"):
@@ -308,7 +314,7 @@ class Install(Told):
         return f"{verb}: WORLD/{file} ({found} placeholder{'' if found == 1 else 's'})"
 
     def steps(self):
-        """All lines but those of the script's run and of the result."""
+        """All lines but that of the result."""
         lines = []
         if self.ndk:
             lines = [f"NDK: {self.ndk}", f"release: {self.release} ({self.revision})"]
@@ -317,9 +323,14 @@ class Install(Told):
         if self.component:
             what = f"{self.component} (version {self.version}, package number 42)"
             lines.append(f"component: {what}")
+        if self._ran():  # told while it runs
+            lines.append(f"script: {command(self.ndk)}")
+            lines += [f"script printed: {line}" for line in self._printed().splitlines()]
         lines += [self._file_line(file, found) for file, found in self.files.items()]
-        if self.enabled and self.files:
-            lines.append(f"{'script' if self.diffs is None else 'would run'}: {command(self.ndk)}")
+        if self._ran() and self.status:
+            lines.append(f"script exit status: {self.status}")
+        if self.enabled and self.files and self.diffs is not None:
+            lines.append(f"would run: {command(self.ndk)}")
         return "".join(line + "\n" for line in lines)
 
     def result(self):
@@ -328,13 +339,8 @@ class Install(Told):
         return f"{'done' if self.diffs is None else DRY}: {self._result()}\n"
 
     def out(self):
-        script = ""
-        if self._ran():
-            lines = self._printed().splitlines()
-            script = "".join(f"script printed: {line}\n" for line in lines)
-            script += f"script exit status: {self.status}\n" if self.status else ""
         diffs = "" if self.failed else "".join(self.diffs or [])
-        return self.steps() + script + diffs + self.result()
+        return self.steps() + diffs + self.result()
 
     def json(self):
         done = "integrated" if self.enabled else "disabled"
@@ -427,7 +433,15 @@ class Undo(Told):
     def _message(self):
         if self.failed or self.outcome == "nothing-to-undo":
             return self.failed or NOTHING_RECORDED
-        return f"{PUT_BACK}; {NOT_TAKEN_OUT.format(self.ndk)}" if self.ndk else PUT_BACK
+        results = list(self.files.values())
+        reasons = {"directory gone": "gone", "used by another version": "shared"}
+        left = {why: results.count(one) for why, one in reasons.items() if one in results}
+        back = PUT_BACK
+        if left:
+            whys = ", ".join(f"{why}: {count}" for why, count in left.items())
+            count = len(results) - sum(left.values())
+            back = f"{count} of {len(results)} files of the compiler are put back ({whys})"
+        return f"{back}; {NOT_TAKEN_OUT.format(self.ndk)}" if self.ndk else back
 
     def result(self):
         done = "dry run, nothing is changed; after an undo" if self.dry else "done"
@@ -463,6 +477,17 @@ def not_undone(message):
 
 
 # --- The log ---
+
+def begin_of_run(command):
+    """The line that a run begins with in the log."""
+    return f"TIME ndk-integrate 1.0.0: {command}\n"
+
+
+def told_log(world, name="install.log"):
+    """The log, without what differs from run to run."""
+    text = world.read(name).replace(PROGRAM, "PROGRAM")
+    return re.sub(r"(?m)^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ ", "TIME ", text)
+
 
 LOOKS_FOR_COMPONENT = "NDK_INTEGRATION: check_if_ndk_integration_files_are_to_be_installed()"
 LOG_OF_CHOICE = (

@@ -3,6 +3,7 @@ changed, no script runs. And what it warns of."""
 
 import json
 import os
+import shutil
 import unittest
 
 from end_to_end import EndToEndTest
@@ -254,9 +255,9 @@ class WrongUsage(EndToEndTest):
         wrong = f"unknown key 'X' in [session], expected one of {variables}"
         not_there = cannot("read", "none", "No such file or directory")
         for command, message in [
-            (["install"], "INSTALLATION.toml is required; see ndk-integrate install --help"),
+            (["install"], "INSTALLATION.toml is missing; see ndk-integrate install --help"),
             (["undo", "a", "--x"],
-             "The following argument was not expected: --x; see ndk-integrate undo --help"),
+             "unknown option '--x'; see ndk-integrate undo --help"),
             (["status", world.path("none")], not_there),
             (["install", world.path("installation.toml")], f"WORLD/installation.toml:2: {wrong}"),
             (["nonsense"], "unknown command 'nonsense'; see ndk-integrate --help"),
@@ -307,7 +308,28 @@ class Status(EndToEndTest):
         world.write(SETUP_32, ORIGINALS[SETUP_32])
         os.remove(world.path(VARS_SH))
         states = dict(zip(TEMPLATES, ["edited", "original", "missing", "result"]))
+        self.assert_status(world, "incomplete", states)
+        world.write(SETUP_32, ORIGINALS[SETUP_32] + "other edition\n")
+        world.write(VARS_SH, "mine\n")
+        states = dict(zip(TEMPLATES, ["edited", "reinstalled", "edited", "result"]))
+        out = self.assert_status(world, "incomplete", states)
+        self.assertEqual(
+            out.splitlines()[0],
+            "5.0.3.42 was installed, but it is not whole any more (files missing or not filled in: 1 of "
+            "4); install it again, where the compiler package is whole, or undo it",
+        )
+
+    def test_edited_files_are_installed(self):
+        world = self.installed_world()
+        world.append(SETUP_64, "mine\n")
+        states = dict(zip(TEMPLATES, ["edited", *["result"] * 3]))
         self.assert_status(world, "installed", states)
+
+    def test_compiler_that_was_removed(self):
+        world = self.installed_world()
+        for name in ANDROID, LINUX:
+            shutil.rmtree(world.path(name))
+        self.assert_status(world, "incomplete", dict.fromkeys(TEMPLATES, "missing"), ndk="WORLD/ndk")
 
     def test_script_that_failed(self):
         world = self.small_world(runs="exit 1")

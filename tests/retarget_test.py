@@ -4,9 +4,10 @@ import os
 import unittest
 
 from end_to_end import EndToEndTest
-from messages import NDK, Install, said
+from examples import ExampleWorld
+from messages import NDK, Install, did_you_mean, said
 from world import (
-    ANDROID, DISABLED, LINUX, OTHER_NDK, SCRIPT, VARS_CSH, VARS_SH, changes, example_world, filled,
+    ANDROID, DISABLED, LINUX, OTHER_NDK, SCRIPT, VARS_CSH, VARS_SH, changes, filled,
     installation, script, small_tree,
 )
 
@@ -49,7 +50,7 @@ class Repeat(EndToEndTest):
                 self.assertEqual(world.tree(kept=False), fresh.tree(kept=False))
 
     def test_example(self):
-        world = self.enterContext(example_world())
+        world = self.enterContext(ExampleWorld())
         before = world.tree()
         world.install()
         once = world.tree()
@@ -77,7 +78,7 @@ class NdkOption(EndToEndTest):
                 world = self.fresh_world(NDK_PATH='"ndk"')
                 self.assert_installs(world, *options, report=Install.other_ndk(), cwd=world.dir)
         world = self.fresh_world()
-        report = Install.other_ndk(ndk="WORLD/ndk/../other ndk")
+        report = Install.other_ndk(ndk="WORLD/other ndk")
         self.assert_installs(world, "--ndk", "../other ndk", report=report, cwd=world.path("ndk"))
 
     def test_before_the_file(self):
@@ -129,6 +130,7 @@ class SetOption(EndToEndTest):
         )
         names = ["NDK_PATH_STATUS", "ndk_path", "NDK_COMPILER_VERSION", ""]
         wrong = {f"{name}=x": f"unknown session variable '{name}', {expected}" for name in names}
+        wrong["ndk_path=x"] += did_you_mean("NDK_PATH")
         wrong.update({text: f"--set {text}: expected NAME=VALUE" for text in ["NDK_PATH", ""]})
         world = self.small_world()
         for setting, message in wrong.items():

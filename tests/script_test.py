@@ -97,11 +97,12 @@ class Output(EndToEndTest):
         self.assert_refused(world, stands_against(SCRIPT_MISSING), cwd=world.path("here"))
 
     def test_interpreter_missing(self):
-        # What only running it tells.
-        world = self.small_world(**{SCRIPT: "#!/not/there\n"})
-        printed = "/bin/sh: 1: ./ndk_integration.sh: not found\n"
-        report = Install(printed=printed, status=127, failed=script_failed(127))
-        self.assert_installs(world, report=report)
+        for line, shown in [("#!/not/there", "/not/there"), ("#! /bin/sh\r\n", "/bin/sh\\r")]:
+            world = self.small_world(**{SCRIPT: line})
+            why = f"the integration script ./ndk_integration.sh is for {shown}, which is missing or "
+            why += f"not executable in WORLD/{ANDROID}"
+            told = world.install()
+            self.assert_outcome(told, 1, stands_against(why).out(), not_done(why), kept=True)
 
 
 class ShellSurprises(EndToEndTest):

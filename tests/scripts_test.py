@@ -6,30 +6,20 @@ import pty
 import re
 import shutil
 import subprocess
-import tempfile
 import unittest
 
-ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-SCRIPTS = os.path.join(ROOT, "scripts")
+from world import ROOT, World, script
 
 
 class ScriptsTest(unittest.TestCase):
     def setUp(self):
-        top = tempfile.TemporaryDirectory(prefix="scripts_test.")
-        self.addCleanup(top.cleanup)
         # As a checkout may lie: the path holds a blank, and there is no git.
-        self.dir = os.path.join(top.name, "source tree")
-        shutil.copytree(SCRIPTS, os.path.join(self.dir, "scripts"))
+        world = self.enterContext(World(name="source tree"))
+        shutil.copytree(os.path.join(ROOT, "scripts"), world.path("scripts"))
+        self.dir, self.write = world.dir, world.write
 
-    def write(self, name, text):
-        path = os.path.join(self.dir, name)
-        os.makedirs(os.path.dirname(path), exist_ok=True)
-        with open(path, "w", encoding="utf-8") as file:
-            file.write(text)
-        return path
-
-    def program(self, name, script):
-        os.chmod(self.write(f"programs/{name}", f"#!/bin/sh\n{script}\n"), 0o755)
+    def program(self, name, text):
+        self.write(f"programs/{name}", script(text))
 
     def run_script(self, *command, **environment):
         """The exit code, and what was printed on either stream."""

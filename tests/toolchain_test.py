@@ -7,153 +7,42 @@ import os
 import shutil
 import subprocess
 import sys
-import tempfile
 import unittest
 
-EXAMPLES = os.path.join(os.path.dirname(os.path.abspath(__file__)), os.pardir, "examples")
-NOX = ["x86_64-nox5.0.3.42", "x86-nox5.0.3.42"]
-R10, R11, R11_BUNDLE, R21 = (
-    "android-ndk-r10e", "android-ndk-r11c", "ndk-bundle", "android-ndk-r21e"
+from examples import (
+    NEW_PLACE, NOX, OLD_PLACE, PATH, PLACES, R10, R11, R21, ExampleTest, ExampleWorld,
+    installed_lines,
 )
-OLD_PLACE, NEW_PLACE = "toolchains", "build/core/toolchains"
-PLACES = {R10: OLD_PLACE, R11: NEW_PLACE, R11_BUNDLE: NEW_PLACE, R21: NEW_PLACE}
-PLACEHOLDERS = {"{INSTALL_NOX_INSTALLDIR}", "{INSTALL_NOX_VERSION}"}
-ANDROID_MK = """\
-LOCAL_PATH := $(call my-dir)
-include $(CLEAR_VARS)
-LOCAL_MODULE := app
-LOCAL_SRC_FILES := one.c two.cpp
-include $(BUILD_SHARED_LIBRARY)
-"""
 
 
-def read(file):
-    with open(file, "rb") as stream:
-        return stream.read()
-
-
-def write(file, text):
-    os.makedirs(os.path.dirname(file), exist_ok=True)
-    with open(file, "w", encoding="utf-8") as stream:
-        stream.write(text)
-
-
-def tree_of(directory):
-    """Everything below a directory: a file's mode and bytes, None for a directory."""
-    tree = {}
-    for above, dirs, files in os.walk(directory):
-        tree.update({os.path.join(above, name): None for name in dirs})
-        for name in files:
-            file = os.path.join(above, name)
-            tree[file] = (os.lstat(file).st_mode, read(file))
-    return tree
-
-
-def kind_of(library):
-    """Of the sample NDKs' own compilers, which only pretend, it is empty."""
-    return f"ELF {library[18]}" if library else "empty"
-
-
-class Example:
-    """A copy of examples/, with an application to build."""
-
-    def __init__(self, test, name="example"):
-        top = tempfile.TemporaryDirectory(prefix="toolchain_test.")
-        test.addCleanup(top.cleanup)
-        self.top = os.path.realpath(top.name)
-        self.root = os.path.join(self.top, name)
-        shutil.copytree(EXAMPLES, self.root)
-        self.android = os.path.join(self.root, "package/compiler/android")
-        self.linux = os.path.join(self.root, "package/compiler/compilers_and_libraries_2005.3.42/linux")
-        self.app = os.path.join(self.top, "app")
-        write(self.app + "/jni/Android.mk", ANDROID_MK)
-        write(self.app + "/jni/one.c", "int one(int number) { return number + 1; }\n")
-        write(self.app + "/jni/two.cpp", 'extern "C" int one(int);\nint two() { return one(1); }\n')
-
-    def fill_in(self):
-        """Fills in the definitions, as an installer does."""
-        for name in NOX:
-            file = f"{self.android}/{name}/setup.mk"
-            text = read(file).decode()
-            for placeholder, value in zip(sorted(PLACEHOLDERS), [self.linux, "5.0.3.42"]):
-                text = text.replace(placeholder, value) + "\n"
-            write(file, text)
-        return self
-
-    def ndk(self, name=R11):
-        return os.path.join(self.root, "ndk", name)
-
-    def place(self, name=R11, place=None):
-        return os.path.join(self.ndk(name), place or PLACES[name])
-
-    def run(self, *command, cwd=None, **environment):
-        """The exit status and everything printed, with EXAMPLE for the directory of the examples."""
-        done = subprocess.run(
-            command,
-            cwd=cwd or self.top,
-            env={"PATH": os.environ["PATH"], "LC_ALL": "C", **environment},
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE,
-            stderr=subprocess.STDOUT,
-            text=True,
-            timeout=120,
-            check=False,
-        )
-        return done.returncode, done.stdout.replace(self.root, "EXAMPLE").replace(self.top, "TOP")
-
-    def integrate(self, name=R11, *arguments, script="./ndk_integration.sh", **environment):
-        return self.run(script, self.ndk(name), *arguments, cwd=self.android, **environment)
-
-    def remove(self, name=R11, **environment):
-        return self.integrate(name, script="./ndk_removal.sh", **environment)
-
-    def build(self, name=R11, *variables, **environment):
-        """Builds the application from scratch."""
-        for made in "obj", "libs":
-            shutil.rmtree(os.path.join(self.app, made), ignore_errors=True)
-        project = f"NDK_PROJECT_PATH={self.app}"
-        return self.run(self.ndk(name) + "/ndk-build", project, *variables, **environment)
-
-    def libraries(self):
-        """The libraries that a build left, as "x86_64: ELF 62": the ABI and the ELF's machine."""
-        return sorted(
-            f"{os.path.basename(os.path.dirname(file))}: " + kind_of(read(file))
-            for file in glob.glob(self.app + "/libs/*/libapp.so")
-        )
-
-
-class SampleNdk(unittest.TestCase):
-    maxDiff = None
-
+class SampleNdk(ExampleTest):
     def test_the_model_is_the_same_in_each(self):
+        world = self.example()
         for file in [
             "ndk-build",
             *(f"build/core/{name}.mk" for name in
               ["build-local", "build-shared-library", "clear-vars", "setup-abi"]),
         ]:
-            texts = {read(os.path.join(EXAMPLES, "ndk", ndk, file)) for ndk in PLACES}
+            texts = {world.bytes(f"{world.ndk(ndk)}/{file}") for ndk in PLACES}
             self.assertEqual(len(texts), 1, file)
 
     def test_builds_with_the_sample_compiler(self):
         x86_64, x86 = "x86_64: ELF 62", "x86: ELF 3"
-        example = Example(self).fill_in()
+        example = self.filled()
         for ndk in PLACES:
-            self.assertEqual(
-                example.integrate(ndk),
-                (0, "".join(f"installed EXAMPLE/ndk/{ndk}/{PLACES[ndk]}/{n}\n" for n in NOX)),
-            )
+            self.assertEqual(example.integrate(ndk), (0, installed_lines(ndk), ""))
             for name, library in zip(NOX, [x86_64, x86]):
                 with self.subTest(ndk=ndk, toolchain=name):
                     code, out = example.build(ndk, f"NDK_TOOLCHAIN={name}", "V=1")
                     self.assertEqual((code, example.libraries()), (0, [library]), out)
-                    bin_quoted = "'EXAMPLE/package/compiler/compilers_and_libraries_2005.3.42/linux/bin'"
+                    bin_quoted = "'WORLD/package/compiler/compilers_and_libraries_2005.3.42/linux/bin'"
                     target = f"-target {name.split('-')[0].replace('x86', 'i686', name == NOX[1])}-none-"
                     self.assertEqual(out.count(bin_quoted + "/noxcc "), 1, out)
                     self.assertEqual(out.count(bin_quoted + "/noxc++ "), 2, out)
                     self.assertEqual(out.count(target), 3 if ndk == R21 else 0, out)
 
     def test_everybodys_default_stays(self):
-        example = Example(self).fill_in()
+        example = self.filled()
         for ndk in PLACES:
             example.integrate(ndk)
             with self.subTest(ndk):
@@ -162,17 +51,16 @@ class SampleNdk(unittest.TestCase):
                 self.assertNotIn("nox", out)
 
     def test_backend(self):
-        example = Example(self).fill_in()
+        example = self.filled()
         example.integrate()
         backend = example.top + "/backend"
-        write(backend, '#!/bin/sh\necho "backend" "$@" >&2\nexec cc "$@"\n')
-        os.chmod(backend, 0o755)
+        example.write(backend, '#!/bin/sh\necho "backend" "$@" >&2\nexec cc "$@"\n')
         code, out = example.build(R11, f"NDK_TOOLCHAIN={NOX[0]}", NOX_BACKEND=backend)
         self.assertEqual((code, out.count("backend ")), (0, 3), out)
 
     def test_compiler_in_an_odd_directory(self):
-        example = Example(self)
-        os.rename(example.root + "/package", example.root + "/it's $an $(odd) # package")
+        example = self.example()
+        os.rename(example.path("package"), example.path("it's $an $(odd) # package"))
         example.android = example.android.replace("/package/", "/it's $an $(odd) # package/")
         example.linux = example.linux.replace("/package/", "/it's $an $(odd) # package/")
         example.fill_in().integrate()
@@ -203,7 +91,7 @@ class SampleNdk(unittest.TestCase):
             ("blank", in_a_blank, [mine], 1, "Android NDK: this NDK cannot build from a directory"),
         ]:
             with self.subTest(what):
-                example = Example(self).fill_in()
+                example = self.filled()
                 example.integrate()
                 ndk = arrange and arrange(example) or R11
                 code, out = example.build(ndk, *variables)
@@ -212,7 +100,7 @@ class SampleNdk(unittest.TestCase):
                 self.assertEqual("Android NDK: " in out, status != 0)
 
     def test_default_of_an_old_one_is_the_first_name(self):
-        example = Example(self).fill_in()
+        example = self.filled()
         example.integrate()
         example.integrate(R21)
         for ndk, name in [(R11, "x86_64-4.9"), (R21, "x86_64-clang")]:
@@ -221,29 +109,27 @@ class SampleNdk(unittest.TestCase):
             self.assertEqual((code, "/noxcc" in out), (0, ndk == R11), out)
 
     def test_abi_in_the_environment_does_not_count(self):
-        example = Example(self)
+        example = self.example()
         self.assertEqual(example.build(R11, APP_ABI="mips")[0], 0)
         self.assertEqual(example.build(R11, "APP_ABI=mips")[0], 2)
 
 
-class Scripts(unittest.TestCase):
-    maxDiff = None
-
+class Scripts(ExampleTest):
     def test_removal_leaves_the_ndk_as_it_was(self):
         for ndk in PLACES:
             with self.subTest(ndk):
-                example = Example(self).fill_in()
-                before = tree_of(example.ndk(ndk))
+                example = self.filled()
+                before = example.snapshot(example.ndk(ndk))
                 example.integrate(ndk)
-                self.assertNotEqual(tree_of(example.ndk(ndk)), before)
-                place = f"EXAMPLE/ndk/{ndk}/{PLACES[ndk]}"
+                self.assertNotEqual(example.snapshot(example.ndk(ndk)), before)
+                place = f"WORLD/ndk/{ndk}/{PLACES[ndk]}"
                 out = "".join(
                     f"removed {place}/{name}/{file}\n"
                     for name in NOX for file in ["config.mk", "setup.mk"]
                 )
-                self.assertEqual(example.remove(ndk), (0, out))
-                self.assertEqual(tree_of(example.ndk(ndk)), before)
-                self.assertEqual(example.remove(ndk), (0, ""))
+                self.assertEqual(example.remove(ndk), (0, out, ""))
+                self.assertEqual(example.snapshot(example.ndk(ndk)), before)
+                self.assertEqual(example.remove(ndk), (0, "", ""))
 
     def test_removal_leaves_what_was_changed(self):
         for file, stay in [
@@ -252,19 +138,18 @@ class Scripts(unittest.TestCase):
             ("notes", ["notes"]),
         ]:
             with self.subTest(file):
-                example = Example(self).fill_in()
+                example = self.filled()
                 example.integrate()
-                with open(f"{example.place()}/{NOX[0]}/{file}", "a", encoding="utf-8") as stream:
-                    stream.write("# mine\n")
-                code, out = example.remove()
-                self.assertEqual((code, "left " in out), (0, file != "notes"), out)
+                example.append(example.installed(file=file), "# mine\n")
+                code, *told = example.remove()
+                self.assertEqual((code, "left " in "".join(told)), (0, file != "notes"), told)
                 self.assertEqual(sorted(os.listdir(f"{example.place()}/{NOX[0]}")), stay)
                 self.assertFalse(os.path.exists(f"{example.place()}/{NOX[1]}"))
                 self.assertEqual(example.build()[0], 0)
 
     def test_removal_refuses(self):
         usage = "usage: ndk_removal.sh NDK_DIR"
-        example = Example(self)
+        example = self.example()
         for arguments, message in [
             ([], usage),
             (["ndk", "--force"], usage),
@@ -273,18 +158,18 @@ class Scripts(unittest.TestCase):
             (["no/ndk"], "'no/ndk' is not a directory; give the top directory of an Android NDK"),
         ]:
             self.assertEqual(
-                example.run("./ndk_removal.sh", *arguments, cwd=example.android),
-                (1, f"ndk_removal.sh: {message}\n"),
+                example.call("./ndk_removal.sh", *arguments, cwd=example.android),
+                (1, "", f"ndk_removal.sh: {message}\n"),
             )
 
     def test_removal_cannot_compare_with_a_template(self):
-        example = Example(self).fill_in()
+        example = self.filled()
         example.integrate()
-        shutil.copy(f"{EXAMPLES}/package/compiler/android/{NOX[1]}/setup.mk",
-                    f"{example.android}/{NOX[1]}")
-        code, out = example.remove()
+        template = self.example().definition(NOX[1])
+        shutil.copy(template, example.definition(NOX[1]))
+        code, _, err = example.remove()
         self.assertEqual(code, 1)
-        self.assertIn("holds placeholders, so what was put into", out)
+        self.assertIn("holds placeholders, so what was put into", err)
         self.assertEqual(example.build()[0], 0)
 
     def test_refuses_a_name_that_would_become_the_default(self):
@@ -292,20 +177,20 @@ class Scripts(unittest.TestCase):
             (R10, "x86_64-4.9", True), (R11, "x86_64-4.9", True), (R21, "x86_64-clang", False)
         ]:
             with self.subTest(ndk):
-                example = Example(self).fill_in()
+                example = self.filled()
                 place = example.place(ndk)
                 os.rename(f"{place}/{own}", f"{place}/x86_64-zz-clang")
-                before = tree_of(example.ndk(ndk))
-                code, out = example.integrate(ndk, "--force")
-                self.assertEqual((code, tree_of(example.ndk(ndk)) == before), (refused, refused))
+                before = example.snapshot(example.ndk(ndk))
+                code, _, err = example.integrate(ndk, "--force")
+                self.assertEqual((code, example.snapshot(example.ndk(ndk)) == before), (refused, refused))
                 self.assertEqual(
                     f"'{NOX[0]}' sorts before 'x86_64-zz-clang', so this NDK would take it as "
-                    "everybody's default for x86_64" in out,
+                    "everybody's default for x86_64" in err,
                     refused,
                 )
 
     def test_definitions_put_into_the_wrong_place_do_not_mislead(self):
-        example = Example(self).fill_in()
+        example = self.filled()
         for name in NOX:
             shutil.copytree(f"{example.android}/{name}", example.place(R10, NEW_PLACE) + "/" + name)
         example.integrate(R10)
@@ -325,7 +210,7 @@ kill -KILL 0
 CALLS = "rename,renameat,renameat2,unlink,unlinkat,rmdir,mkdir,mkdirat,write,copy_file_range,fchmod"
 
 
-class Killed(unittest.TestCase):
+class Killed(ExampleTest):
     """Kills a script at every call of every command that changes something in the NDK."""
 
     def shims(self, example):
@@ -337,19 +222,18 @@ class Killed(unittest.TestCase):
             raise RuntimeError(f"strace cannot kill here: {available.stderr.decode()}")
         calls = ",".join("?" + call for call in CALLS.split(","))
         for command in "mkdir", "cp", "mv", "rm", "rmdir":
-            text = SHIM.replace("REAL", shutil.which(command, path="/usr/bin:/bin"))
-            write(f"{example.top}/shims/{command}", text.replace("CALLS", calls))
-            os.chmod(f"{example.top}/shims/{command}", 0o755)
-        return example.top + "/shims:/usr/bin:/bin"
+            text = SHIM.replace("REAL", shutil.which(command, path=PATH))
+            example.write(f"{example.top}/shims/{command}", text.replace("CALLS", calls))
+        return f"{example.top}/shims:{PATH}"
 
     def sweep(self, before, script):
         """Kills `script` everywhere. Afterwards the NDK builds, and the script ends well."""
-        example = Example(self).fill_in()
+        example = self.filled()
         before(example)
         fresh = example.top + "/fresh"
         shutil.copytree(example.ndk(), fresh)
         self.assertEqual(script(example)[0], 0)
-        wanted = tree_of(example.ndk())
+        wanted = example.snapshot(example.ndk())
         path = self.shims(example)
         kills = 0
         for victim in itertools.count(1):
@@ -359,10 +243,7 @@ class Killed(unittest.TestCase):
                 for file in glob.glob(example.top + "/count*"):
                     os.remove(file)
                 where = {"COUNT": example.top + "/count", "VICTIM": str(victim), "CALL": str(call)}
-                code, out = script(
-                    example, PATH=path, **where, before=["setsid", "--wait"]
-                )
-                if code == 0:
+                if script(example, PATH=path, **where, before=["setsid", "--wait"])[0] == 0:
                     print(f"{kills} kills", file=sys.stderr)
                     self.assertGreater(kills, 10)
                     return
@@ -370,14 +251,14 @@ class Killed(unittest.TestCase):
                 code, out = example.build(R11, "-n")
                 self.assertEqual(code, 0, f"killed command {victim} at its call {call}\n{out}")
                 self.assertEqual(script(example)[0], 0)
-                self.assertEqual(tree_of(example.ndk()), wanted)
+                self.assertEqual(example.snapshot(example.ndk()), wanted)
                 if os.path.exists(example.top + "/count.survived"):
                     break  # it made fewer calls
 
     @staticmethod
     def script(name):
         def run(example, before=(), **environment):
-            return example.run(
+            return example.call(
                 *before, "sh", name, example.ndk(), *(["--force"] if "integ" in name else []),
                 cwd=example.android, **environment,
             )
@@ -390,13 +271,12 @@ class Killed(unittest.TestCase):
         def another(example):
             example.integrate()
             for file in "setup.mk", "config.mk":
-                with open(f"{example.place()}/{NOX[0]}/{file}", "a", encoding="utf-8") as stream:
-                    stream.write("# older\n")
+                example.append(example.installed(file=file), "# older\n")
 
         self.sweep(another, self.script("./ndk_integration.sh"))
 
     def test_removal(self):
-        self.sweep(Example.integrate, self.script("./ndk_removal.sh"))
+        self.sweep(ExampleWorld.integrate, self.script("./ndk_removal.sh"))
 
 
 if __name__ == "__main__":

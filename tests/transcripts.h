@@ -110,8 +110,8 @@ inline std::string begins_to_judge(Text ndk_path, Text dir, unsigned markers) {
          gets("NDK_SUPPORTED_VERSIONS") + looks_at(dir, markers);
 }
 
-// validate_ndk_path on a directory that is no NDK, on one that is not writable, and on one of which
-// `release` tells what the plug-in reads and compares.
+// validate_ndk_path on a directory that is not an NDK, on one that is not writable, and on one of
+// which `release` tells what the plug-in reads and compares.
 inline std::string judges_no_ndk(Text dir) {
   return begins_to_judge(dir, dir, kNone) + sets("NDK_PATH_STATUS", "nok");
 }

@@ -10,8 +10,8 @@ from messages import (
     not_expected, not_undone, said,
 )
 from world import (
-    DISABLED, LINUX, ORIGINALS, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, World,
-    filled, installation, restored, undone, without,
+    ANDROID, DISABLED, LINUX, ORIGINALS, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH,
+    World, filled, installation, restored, undone, without,
 )
 
 
@@ -147,6 +147,16 @@ class MissingFiles(UndoTest):
             os.rename(world.path("away"), world.path(LINUX + "/bin"))
             self.assert_undone(world, *form, report=back, changed=restored(VARS_SH, VARS_CSH))
 
+    def test_all_directories(self):
+        world = self.installed_world()
+        for name in ANDROID, LINUX:
+            shutil.rmtree(world.path(name))
+        for ndk in [NDK, ""]:
+            report = Undo(dict.fromkeys(TEMPLATES, "gone"), ndk=ndk)
+            self.assert_told(report, world.undo())
+            status = world.run("status", world.path("installation.toml"), "--json").json()
+            self.assertEqual(status["outcome"], "not-installed")
+
 
 class CommandLine(EndToEndTest):
     def test_set(self):
@@ -154,6 +164,14 @@ class CommandLine(EndToEndTest):
         here = f"--set=VORN_INSTALL_DIR={world.path('package')}"
         self.assertEqual(world.install(here).code, 0)
         self.assertEqual(world.undo(here).changes, undone())
+
+    def test_contents_in_dry_run(self):
+        world = self.installed_world()
+        now = {file: world.read(file) for file in TEMPLATES}
+        files = world.undo("--dry-run", "--json").json()["files"]
+        for when, contents in [("before", now), ("after", ORIGINALS)]:
+            told = {file["path"]: file[when] for file in files}
+            self.assertEqual(told, {f"WORLD/{file}": text for file, text in contents.items()})
 
     def test_dry_run(self):
         world = self.installed_world()

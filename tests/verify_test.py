@@ -6,28 +6,26 @@ import os
 import shutil
 import unittest
 
-import toolchain_test
-from toolchain_test import NEW_PLACE, NOX, OLD_PLACE, R10, R11, R21, read, tree_of, write
+from examples import NEW_PLACE, NOX, OLD_PLACE, PATH, R10, R11, R21, ExampleTest, ExampleWorld
+from world import DISABLED, PROGRAM
 
-PROGRAM = os.path.abspath(os.environ["NDK_INTEGRATE"])
-INSTALL_DIR = "package/compiler"
-DISABLED = "--set=NDK_INTEGRATION_ENABLED=no"
 LEFT_ASTRAY = {
     "NDK_TOOLCHAIN": "x", "APP_ABI": "mips", "APP_BUILD_SCRIPT": "/x", "NDK_PROJECT_PATH": "/x",
     "MAKEFLAGS": "n", "MAKELEVEL": "1", "MAKEFILES": "/x", "GNUMAKEFLAGS": "-n", "V": "0",
 }
 
 
-class Example(toolchain_test.Example):
+class VerifiedWorld(ExampleWorld):
     """A copy of examples/ with the program at hand."""
 
     def program(self, command, *arguments, **environment):
         """The exit code, and standard output and error in one."""
-        file = self.root + "/installation.toml"
-        return self.run(PROGRAM, command, file, *arguments, **environment)
+        file = self.path("installation.toml")
+        code, out, err = self.call(PROGRAM, command, file, *arguments, **environment)
+        return code, out + err
 
-    def install(self, *arguments, **environment):
-        code, out = self.program("install", *arguments, **environment)
+    def integrated(self, *arguments):
+        code, out = self.program("install", *arguments)
         assert code == 0, out
         return self
 
@@ -41,20 +39,20 @@ class Example(toolchain_test.Example):
         code, found = self.json("verify", *arguments, **environment)
         return code, {one["name"]: one["result"] for one in found["toolchains"]}
 
-    def put(self, name, text, toolchain=NOX[0], ndk=R11):
-        """Gives a definition another file, in the package and in the NDK."""
-        for dir in self.android, self.place(ndk):
-            write(f"{dir}/{toolchain}/{name}", text)
+    def put(self, name, text):
+        """Gives the first definition another file, in the package and in the NDK."""
+        for file in self.definition(file=name), self.installed(file=name):
+            self.write(file, text)
 
-    def setup(self, toolchain=NOX[0]):
-        return read(f"{self.android}/{toolchain}/setup.mk").decode()
+    def add_setup(self, text):
+        self.put("setup.mk", self.text(self.definition()) + text)
 
 
-class VerifyTest(unittest.TestCase):
-    maxDiff = None
+class VerifyTest(ExampleTest):
+    make_world = VerifiedWorld
 
-    def installed(self, *arguments, name="example"):
-        return Example(self, name).install(*arguments)
+    def installed(self, *arguments):
+        return self.example().integrated(*arguments)
 
 
 class Reasons(VerifyTest):
@@ -73,8 +71,8 @@ class Reasons(VerifyTest):
         shutil.move(f"{example.place()}/{NOX[0]}", example.place(place=OLD_PLACE))
         self.assert_reason(
             example, "not-placed",
-            f"there is no EXAMPLE/ndk/{R11}/{NEW_PLACE}/{NOX[0]}, where this NDK would read the "
-            f"definition; it is in EXAMPLE/ndk/{R11}/{OLD_PLACE}/{NOX[0]}, which this NDK does not read",
+            f"there is no WORLD/ndk/{R11}/{NEW_PLACE}/{NOX[0]}, where this NDK would read the "
+            f"definition; it is in WORLD/ndk/{R11}/{OLD_PLACE}/{NOX[0]}, which this NDK does not read",
         )
 
     def test_not_placed_in_an_old_ndk(self):
@@ -83,19 +81,19 @@ class Reasons(VerifyTest):
         shutil.copytree(f"{example.place(R10)}/{NOX[0]}", f"{example.place(R10, NEW_PLACE)}/{NOX[0]}")
         shutil.rmtree(f"{example.place(R10)}/{NOX[0]}")
         self.assert_reason(
-            example, "not-placed", f"it is in EXAMPLE/ndk/{R10}/{NEW_PLACE}/{NOX[0]}", ndk=R10
+            example, "not-placed", f"it is in WORLD/ndk/{R10}/{NEW_PLACE}/{NOX[0]}", ndk=R10
         )
 
     def test_no_config(self):
         example = self.installed()
-        os.remove(f"{example.place()}/{NOX[0]}/config.mk")
+        os.remove(example.installed(file="config.mk"))
         self.assert_reason(example, "no-config", "has no config.mk, without which this NDK does not")
 
     def test_no_config_in_the_package_either(self):
         example = self.installed()
-        os.remove(f"{example.place()}/{NOX[0]}/config.mk")
-        os.remove(f"{example.android}/{NOX[0]}/config.mk")
-        self.assert_reason(example, "no-config", "; the package has none either: EXAMPLE/package/")
+        for file in example.installed(file="config.mk"), example.definition(file="config.mk"):
+            os.remove(file)
+        self.assert_reason(example, "no-config", "; the package has none either: WORLD/package/")
 
     def test_no_abis(self):
         example = self.installed()
@@ -107,7 +105,7 @@ class Reasons(VerifyTest):
 
     def test_no_setup(self):
         example = self.installed()
-        os.remove(f"{example.place()}/{NOX[0]}/setup.mk")
+        os.remove(example.installed())
         self.assert_reason(
             example, "no-setup", "which breaks every build with this NDK", also="build-failed"
         )
@@ -116,8 +114,7 @@ class Reasons(VerifyTest):
         for file in "setup.mk", "config.mk":
             with self.subTest(file):
                 example = self.installed()
-                installed = f"{example.place()}/{NOX[0]}/{file}"
-                write(installed, read(installed).decode() + "# mine\n")
+                example.append(example.installed(file=file), "# mine\n")
                 self.assert_reason(example, "differs", f"/{file} is not what the package has in ")
 
     def test_takes_over_default(self):
@@ -139,8 +136,8 @@ class Reasons(VerifyTest):
 
     def test_build_failed(self):
         example = self.installed()
-        example.put("setup.mk", example.setup() + "$(foreach n,1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 "
-                    "16 17 18 19 20 21,$(info line $(n).))\n$(error no licence)\n")
+        example.add_setup("$(foreach n,1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21,"
+                          "$(info line $(n).))\n$(error no licence)\n")
         self.assert_reason(
             example, "build-failed",
             "ndk-build did not build a C module for x86_64: exit status 2\nline 3.\nline 4.\n",
@@ -148,15 +145,14 @@ class Reasons(VerifyTest):
 
     def test_build_failed_for_cxx_alone(self):
         example = self.installed()
-        example.put("setup.mk", example.setup() + "TARGET_CXX := false\nTARGET_STRIP := true\n")
+        example.add_setup("TARGET_CXX := false\nTARGET_STRIP := true\n")
         self.assert_reason(example, "build-failed", "ndk-build did not build a C")
 
     def test_build_leaves_no_library(self):
         example = self.installed()
-        example.put("setup.mk", example.setup() + "TARGET_STRIP := rm\n")
-        write(example.top + "/bin/rm", '#!/bin/sh\nshift\nexec /bin/rm "$@"\n')
-        os.chmod(example.top + "/bin/rm", 0o755)
-        code, found = example.json("verify", PATH=example.top + "/bin:" + os.environ["PATH"])
+        example.add_setup("TARGET_STRIP := rm\n")
+        example.write(example.top + "/bin/rm", '#!/bin/sh\nshift\nexec /bin/rm "$@"\n')
+        code, found = example.json("verify", PATH=f"{example.top}/bin:{PATH}")
         self.assertEqual(code, 1)
         self.assertIn("a C module for x86_64: it left no /", found["toolchains"][0]["message"])
 
@@ -167,12 +163,13 @@ class Reasons(VerifyTest):
                 example = self.installed()
                 if compiler == "beside":  # a directory whose name begins alike
                     shutil.copytree(example.linux, example.linux + ".old")
-                    setup = example.setup().replace("/linux\n", "/linux.old\n")
+                    setup = example.text(example.definition()).replace("/linux\n", "/linux.old\n")
+                    example.put("setup.mk", setup)
                 else:
                     own = f"$(NDK_ROOT)/{OLD_PLACE}/x86_64-4.9/prebuilt/linux-x86_64/bin"
                     gcc = own + "/x86_64-linux-android-gcc"
-                    setup = example.setup() + f"TARGET_CC := {gcc}\nTARGET_CXX := {gcc}\nTARGET_STRIP := :\n"
-                example.put("setup.mk", setup)
+                    compilers = f"TARGET_CC := {gcc}\nTARGET_CXX := {gcc}\n"
+                    example.add_setup(compilers + "TARGET_STRIP := :\n")
                 self.assert_reason(example, "other-compiler", message)
 
 
@@ -188,22 +185,22 @@ class Works(VerifyTest):
         self.assertEqual(code, 0)
         lines = [line.partition(" (")[0] for line in out.splitlines()]
         self.assertEqual(sorted(lines), sorted([
-            f"NDK: EXAMPLE/ndk/{R11}",
+            f"NDK: WORLD/ndk/{R11}",
             "release: r11c",
             *(f"{name}: building a {language} module for {name.split('-')[0]}"
               for name in NOX for language in ["C", "C++"]),
             *(f"{name}: works: C and C++ modules were built with it for {name.split('-')[0]}"
               for name in NOX),
-            f"done: 2 toolchains work in EXAMPLE/ndk/{R11}",
+            f"done: 2 toolchains work in WORLD/ndk/{R11}",
         ]))
 
     def test_json(self):
         example = self.installed()
         code, found = example.json("verify", "--no-build")
-        place = f"EXAMPLE/ndk/{R11}/{NEW_PLACE}"
+        place = f"WORLD/ndk/{R11}/{NEW_PLACE}"
         self.assertEqual((code, found), (0, {
             "schema": 1,
-            "ndk": f"EXAMPLE/ndk/{R11}",
+            "ndk": f"WORLD/ndk/{R11}",
             "release": "r11c",
             "toolchains": [
                 {"name": name, "arch": name.split("-")[0], "abis": [name.split("-")[0]],
@@ -213,36 +210,34 @@ class Works(VerifyTest):
         }))
 
     def test_in_each_sample(self):
-        example = Example(self).fill_in()
+        example = self.filled()
         for ndk, release in [(R10, "r10e"), (R11, "r11c"), (R21, "r21e"), ("ndk-bundle", None)]:
             with self.subTest(ndk):
-                before = tree_of(example.ndk(ndk))
+                before = example.snapshot(example.ndk(ndk))
                 example.integrate(ndk)
-                integrated = tree_of(example.ndk(ndk))
+                integrated = example.snapshot(example.ndk(ndk))
                 self.assert_works(example, "--ndk", example.ndk(ndk))
                 self.assertEqual(example.json("verify", "--ndk", example.ndk(ndk))[1]["release"], release)
-                self.assertEqual(tree_of(example.ndk(ndk)), integrated)
+                self.assertEqual(example.snapshot(example.ndk(ndk)), integrated)
                 example.remove(ndk)
-                self.assertEqual(tree_of(example.ndk(ndk)), before)
+                self.assertEqual(example.snapshot(example.ndk(ndk)), before)
 
     def test_compiler_in_an_odd_directory(self):
-        example = Example(self)
-        for old, new in [('"/compiler"', '"/it\'s a $(odd) # one"')]:
-            toml = read(example.root + "/installation.toml").decode()
-            write(example.root + "/installation.toml", toml.replace(old, new))
-        os.rename(example.root + "/package/compiler", example.root + "/package/it's a $(odd) # one")
-        self.assert_works(example.install())
+        example = self.example()
+        example.replace("installation.toml", '"/compiler"', '"/it\'s a $(odd) # one"')
+        os.rename(example.path("package/compiler"), example.path("package/it's a $(odd) # one"))
+        self.assert_works(example.integrated())
 
     def test_package_reached_through_a_link(self):
-        example = Example(self)
-        os.rename(example.root + "/package", example.root + "/real")
-        os.symlink("real", example.root + "/package")
-        self.assert_works(example.install())
+        example = self.example()
+        os.rename(example.path("package"), example.path("real"))
+        os.symlink("real", example.path("package"))
+        self.assert_works(example.integrated())
 
     def test_compiler_found_in_path(self):
         example = self.installed()
-        example.put("setup.mk", example.setup() + "TARGET_CC := noxcc\nTARGET_CXX := noxc++\n")
-        self.assert_works(example, PATH=f"{example.linux}/bin:{os.environ['PATH']}")
+        example.add_setup("TARGET_CC := noxcc\nTARGET_CXX := noxc++\n")
+        self.assert_works(example, PATH=f"{example.linux}/bin:{PATH}")
 
     def test_environment_that_would_lead_astray(self):
         self.assert_works(self.installed(), **LEFT_ASTRAY)
@@ -260,16 +255,16 @@ class Works(VerifyTest):
                 abi = name.split("-")[0]
                 project = f"{example.top}/kept/{name}/{abi}/{language}"
                 self.assertTrue(os.path.isfile(f"{project}/libs/{abi}/libproof.so"))
-                self.assertIn(b"/bin'/noxc", read(project + "/build.log"))
+                self.assertIn(b"/bin'/noxc", example.bytes(project + "/build.log"))
         self.assertEqual(example.program("verify", "--keep", "kept")[0], 2)
         self.assertEqual(example.program("verify", "--keep", "a blank")[0], 2)
 
     def test_nothing_installed(self):
-        example = Example(self)
+        example = self.example()
         empty = {"schema": 1, "ndk": None, "release": None, "toolchains": []}
         self.assertEqual(example.json("verify"), (4, empty))
         self.assertEqual(example.program("verify", "--ndk", example.ndk())[0], 4)
-        example.install(DISABLED)
+        example.integrated(DISABLED)
         self.assertEqual(example.json("verify"), (4, empty))
         self.assertEqual(example.results("--ndk", example.ndk()), (1, dict.fromkeys(NOX, "not-placed")))
 
@@ -277,32 +272,32 @@ class Works(VerifyTest):
         example = self.installed()
         for dir, message in [
             ("none", "there is no directory TOP/none"),
-            ("app", "TOP/app is not an NDK directory: it has no ndk-build"),
+            (example.path("package"), "WORLD/package is not an NDK directory: it has no ndk-build"),
         ]:
             code, out = example.program("verify", "--ndk", dir)
             self.assertEqual((code, out), (1, f"ndk-integrate: not done: {message}\n"))
 
     def test_installed_by_another_installer(self):
-        example = Example(self).fill_in()
+        example = self.filled()
         example.integrate()
         self.assert_works(example)
 
 
 class InstallVerify(VerifyTest):
     def test_works(self):
-        code, report = Example(self).json("install", "--verify")
+        code, report = self.example().json("install", "--verify")
         self.assertEqual((code, report["outcome"]), (0, "integrated"))
         self.assertEqual([one["result"] for one in report["verify"]["toolchains"]], ["works"] * 2)
 
     def test_fails(self):
-        example = Example(self)
+        example = self.example()
         script = example.android + "/ndk_integration.sh"
-        write(script, read(script).decode().replace("find_place ||", "place=$ndk/toolchains ||"))
+        example.replace(script, "find_place ||", "place=$ndk/toolchains ||")
         code, out = example.program("install", "--verify")
         self.assertEqual(code, 1)
         self.assertIn(
-            "not done: the compiler is integrated, but 2 of 2 toolchains do not work in EXAMPLE/ndk/"
-            f"{R11}; to take it back: ndk-integrate undo EXAMPLE/installation.toml\n", out
+            "not done: the compiler is integrated, but 2 of 2 toolchains do not work in WORLD/ndk/"
+            f"{R11}; to take it back: ndk-integrate undo WORLD/installation.toml\n", out
         )
         code, report = example.json("install", "--verify")
         self.assertEqual((code, report["outcome"]), (1, "failed"))
@@ -310,16 +305,11 @@ class InstallVerify(VerifyTest):
         self.assertEqual(example.json("install")[1]["verify"], None)
 
     def test_nothing_to_verify(self):
-        code, report = Example(self).json("install", "--verify", DISABLED)
+        code, report = self.example().json("install", "--verify", DISABLED)
         self.assertEqual((code, report["outcome"], report["verify"]), (0, "disabled", None))
 
     def test_no_dry_run(self):
-        self.assertEqual(Example(self).program("install", "--verify", "--dry-run")[0], 2)
-
-
-def files_of(root):
-    """The same without what the program itself keeps."""
-    return {name: file for name, file in tree_of(root).items() if "/.ndk-integrate/" not in name}
+        self.assertEqual(self.example().program("install", "--verify", "--dry-run")[0], 2)
 
 
 class TakingBack(VerifyTest):
@@ -328,17 +318,17 @@ class TakingBack(VerifyTest):
         return "--ndk=" + example.ndk("second")
 
     def test_whole_story(self):
-        example = Example(self)
+        example = self.example()
         second = self.second_ndk(example)
-        before = tree_of(example.root)
-        example.install("--verify")
+        before = example.snapshot()
+        example.integrated("--verify")
         self.assertEqual(example.build(R11, f"NDK_TOOLCHAIN={NOX[0]}")[0], 0)
         self.assertEqual(example.libraries(), ["x86_64: ELF 62"])
-        example.install(second, "--verify")
+        example.integrated(second, "--verify")
         self.assertEqual(example.results("--ndk", example.ndk())[1], dict.fromkeys(NOX, "not-placed"))
         self.assertEqual(example.results(), (0, dict.fromkeys(NOX, "works")))
         self.assertEqual(example.program("undo")[0], 0)
-        self.assertEqual(tree_of(example.root), before)
+        self.assertEqual(example.snapshot(), before)
 
     def test_which_ndk_is_taken_back(self):
         """After the act: whether the first NDK is as it was."""
@@ -354,15 +344,15 @@ class TakingBack(VerifyTest):
             ("disabled", ["install", DISABLED], True),
         ]:
             with self.subTest(what):
-                example = Example(self)
+                example = self.example()
                 second = self.second_ndk(example)
-                before = tree_of(example.ndk())
-                example.install()
+                before = example.snapshot(example.ndk())
+                example.integrated()
                 os.symlink(R11, example.ndk("link"))
                 names = {"second": second, "link": "--ndk=" + example.ndk("link")}
                 code, out = example.program(*[names.get(one, one) for one in act])
                 self.assertEqual(code, 0, out)
-                self.assertEqual(tree_of(example.ndk()) == before, is_as_before, out)
+                self.assertEqual(example.snapshot(example.ndk()) == before, is_as_before, out)
 
     def test_report(self):
         example = self.installed()
@@ -370,20 +360,20 @@ class TakingBack(VerifyTest):
         self.assertEqual(code, 0)
         self.assertEqual(
             out.splitlines()[:2],
-            [f'script: ./ndk_removal.sh "EXAMPLE/ndk/{R11}"',
-             f"script printed: removed EXAMPLE/ndk/{R11}/{NEW_PLACE}/{NOX[0]}/config.mk"],
+            [f'script: ./ndk_removal.sh "WORLD/ndk/{R11}"',
+             f"script printed: removed WORLD/ndk/{R11}/{NEW_PLACE}/{NOX[0]}/config.mk"],
         )
         self.assertEqual(
             out.splitlines()[-1],
             "done: the compiler's files are put back, and its definitions are taken out of "
-            f"EXAMPLE/ndk/{R11}",
+            f"WORLD/ndk/{R11}",
         )
 
     def test_no_removal_script(self):
         example = self.installed()
         os.remove(example.android + "/ndk_removal.sh")
         stays = ("the compiler package has no ndk_removal.sh, so what its integration script put into "
-                 "the NDK stays: " + ", ".join(f"EXAMPLE/ndk/{R11}/{NEW_PLACE}/{name}" for name in NOX))
+                 "the NDK stays: " + ", ".join(f"WORLD/ndk/{R11}/{NEW_PLACE}/{name}" for name in NOX))
         code, out = example.program("install", self.second_ndk(example))
         self.assertEqual(code, 0)
         self.assertIn(f"ndk-integrate: warning: {stays}\n", out)
@@ -400,55 +390,45 @@ class TakingBack(VerifyTest):
                 arguments = ["--ndk=" + example.ndk("gone")] if command == "install" else []
                 code, out = example.program(command, *arguments)
                 self.assertEqual(code, 0)
-                self.assertIn(f"ndk-integrate: warning: the NDK EXAMPLE/ndk/{R11} is gone, so", out)
+                self.assertIn(f"ndk-integrate: warning: the NDK WORLD/ndk/{R11} is gone, so", out)
 
     @unittest.skipIf(os.geteuid() == 0 and not shutil.which("setpriv"), "needs setpriv")
     def test_ndk_that_may_not_be_written(self):
         example = self.installed()
-        before = tree_of(example.ndk())
-        os.chmod(example.top, 0o755)
-        unprivileged = []
-        if os.geteuid() == 0:
-            # The program as everybody can reach it.
-            for file in os.path.basename(PROGRAM), "libndk_utils.so.1n":
-                shutil.copy(os.path.join(os.path.dirname(PROGRAM), file), example.top)
-            for above, dirs, files in os.walk(example.root):
-                for name in [".", *dirs, *files]:
-                    os.lchown(os.path.join(above, name), 65534, 65534)
-            unprivileged = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
-                            example.top + "/" + os.path.basename(PROGRAM)]
-        os.chmod(example.place(), 0o555)
-        code, out = example.run(*(unprivileged or [PROGRAM]), "undo", example.root + "/installation.toml")
-        os.chmod(example.place(), 0o755)
-        self.assertEqual(code, 0, out)
-        self.assertIn(f"warning: you may not write in EXAMPLE/ndk/{R11}/{NEW_PLACE}, so what", out)
-        self.assertIn("{INSTALL_NOX_VERSION}", example.setup())
-        self.assertEqual(tree_of(example.ndk()), before)
+        before = example.snapshot(example.ndk())
+        example.chmod(example.place(), 0o555)
+        outcome = example.undo(unprivileged=True)
+        example.chmod(example.place(), 0o755)
+        self.assertEqual(outcome.code, 0, outcome)
+        warning = f"warning: you may not write in WORLD/ndk/{R11}/{NEW_PLACE}, so what"
+        self.assertIn(warning, outcome.err)
+        self.assertIn("{INSTALL_NOX_VERSION}", example.text(example.definition()))
+        self.assertEqual(example.snapshot(example.ndk()), before)
 
     def test_removal_script_that_fails(self):
         example = self.installed()
         second = self.second_ndk(example)
-        write(example.android + "/ndk_removal.sh", "#!/bin/sh\necho no\nexit 3\n")
-        before = files_of(example.root)
+        example.write(example.android + "/ndk_removal.sh", "#!/bin/sh\necho no\nexit 3\n")
+        before = example.tree(kept=False)
         code, out = example.program("install", second)
-        self.assertEqual((code, files_of(example.root)), (1, before))
+        self.assertEqual((code, example.tree(kept=False)), (1, before))
         # What the script did before it failed cannot be known.
         self.assertIn("did not come to its end", example.program("status")[1])
-        failed = f'the removal script failed with exit status 3: ./ndk_removal.sh "EXAMPLE/ndk/{R11}"'
-        self.assertIn(f"not done: the compiler is still integrated into EXAMPLE/ndk/{R11}: {failed}; "
+        failed = f'the removal script failed with exit status 3: ./ndk_removal.sh "WORLD/ndk/{R11}"'
+        self.assertIn(f"not done: the compiler is still integrated into WORLD/ndk/{R11}: {failed}; "
                       "--keep-ndk leaves that NDK alone\n", out)
         code, report = example.json("undo")
         self.assertEqual((code, report["outcome"], report["removal"]["script"]["exit_status"]),
                          (1, "failed", 3))
         self.assertEqual(report["message"], "the compiler's files are put back, but " + failed)
-        self.assertIn("{INSTALL_NOX_VERSION}", example.setup())
+        self.assertIn("{INSTALL_NOX_VERSION}", example.text(example.definition()))
 
     def test_removal_script_that_cannot_run(self):
         example = self.installed()
         os.chmod(example.android + "/ndk_removal.sh", 0o644)
-        before = tree_of(example.root)
+        before = example.snapshot()
         code, out = example.program("undo")
-        self.assertEqual((code, tree_of(example.root)), (1, before))
+        self.assertEqual((code, example.snapshot()), (1, before))
         self.assertIn("ndk_removal.sh is not executable; make it so, or leave the NDK alone", out)
         self.assertEqual(example.program("undo", "--keep-ndk")[0], 0)
 

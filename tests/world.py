@@ -199,11 +199,11 @@ class World:
         """The text with this world's directory, which differs from run to run, replaced."""
         return text.replace(self.dir, "WORLD").replace(self.top, "TOP")
 
-    def snapshot(self):
-        """What is below the directory: (mode, bytes) of a file, (mode, None) of a directory, (mode,
+    def snapshot(self, below=""):
+        """What is below a directory of the world: (mode, bytes) of a file, (mode, None) of a directory, (mode,
         text) of anything else. The times in the manifest are left out."""
         tree = {}
-        for above, dirs, files in os.walk(self.dir):
+        for above, dirs, files in os.walk(self.path(below)):
             for name in dirs + files:
                 path = os.path.join(above, name)
                 inside = path[len(self.dir) + 1 :]
@@ -361,21 +361,17 @@ class Outcome:
             return None
 
     def readable(self):
-        """The same, with an object that takes one line of its own shown in many."""
+        """The same, with an object that takes one line of its own shown in many, without what the
+        files of a dry run hold: that is long, and their diffs tell it."""
         same = copy.copy(self)
-        if self.is_json and self.json():
-            same.out = pretty(self.json())
+        told = self.json() if self.is_json else None
+        if told:
+            for file in told.get("files") or []:
+                file.pop("before", None)
+                file.pop("after", None)
+            same.out = pretty(told)
         return same
 
 
 def pretty(value):
     return json.dumps(value, indent=1, ensure_ascii=False, sort_keys=True) + "\n"
-
-
-def example_world(name="world"):
-    """A copy of examples/, whatever the modes of this checkout are."""
-    world = World(name=name)
-    shutil.copytree(EXAMPLES, world.dir, dirs_exist_ok=True)
-    for file, (mode, _) in world.snapshot().items():
-        world.chmod(file, mode & 0o755)
-    return world

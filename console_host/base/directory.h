@@ -15,8 +15,8 @@
 
 namespace ndk_integrate {
 
-// Copies share the descriptor. An `entry` is one name in the directory, without a "/". Every function
-// that can fail throws std::runtime_error that names the file.
+// Copies share the descriptor. An `entry` is one name in the directory, without a "/". Every
+// function that can fail throws std::runtime_error that names the file.
 class Directory {
  public:
   // Opens the directory `name`; links are followed.
@@ -32,19 +32,20 @@ class Directory {
   // A name of it that stays true whatever is renamed; "" where there is no /proc to give one.
   std::string lasting_name() const;
 
-  // Opens the directory `relative`, some names with "/" between them; "" is this one. Nothing where it
-  // is missing. A link on the way is an error.
+  // Opens the directory `relative`, some names with "/" between them; "" is this one. Nothing where
+  // it is missing. A link on the way is an error.
   std::optional<Directory> find_directory(const std::string& relative) const;
 
   // What `entry` is, links not followed. Nothing where it is missing.
   std::optional<struct stat> status_of(const std::string& entry) const;
 
-  // Opens the ordinary file `entry` for reading. Nothing where it is missing. Throws NotOrdinaryFile
-  // where it is something else.
+  // Opens the ordinary file `entry` for reading. Nothing where it is missing. Throws
+  // NotOrdinaryFile where it is something else.
   std::optional<File> find_file(const std::string& entry) const;
 
-  // Makes the file `entry`, which must not be there, for its owner only, and opens it for reading and
-  // writing. Throws IncompleteCopy naming `original`, what it is to be a copy of, on a full disk.
+  // Makes the file `entry`, which must not be there, for its owner only, and opens it for reading
+  // and writing. Throws IncompleteCopy naming `original`, what it is to be a copy of, on a full
+  // disk.
   File make_file(const std::string& entry, const std::string& original) const;
 
   // Makes the directory `entry`, for its owner only; on the disk when it returns. False where there

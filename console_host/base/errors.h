@@ -12,7 +12,8 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The plug-in, or another library that is loaded, cannot be, or is none; nothing was touched.
+// The plug-in, or another library, cannot be loaded, or is not what it should be; nothing was
+// touched.
 class PluginError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };

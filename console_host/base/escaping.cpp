@@ -90,4 +90,20 @@ std::string one_line(const std::string& text) {
   return line;
 }
 
+std::size_t end_of_piece(const std::string& text, std::size_t begin) {
+  constexpr std::size_t kLongestCharacter = 4;
+  const std::size_t most = begin + kPiece;
+  if (text.size() <= most) {
+    return text.size();
+  }
+  const auto is_inside_character = [&](std::size_t i) {
+    return (static_cast<unsigned char>(text[i]) & 0xC0U) == 0x80U;
+  };
+  std::size_t end = most;
+  while (is_inside_character(end) && most - end < kLongestCharacter) {
+    --end;
+  }
+  return is_inside_character(end) ? most : end;
+}
+
 }  // namespace ndk_integrate

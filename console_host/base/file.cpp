@@ -124,8 +124,8 @@ void File::write(const std::string& bytes, const std::string& original) const {
 }
 
 bool File::is_being_written() const {
-  // A lease on a file is not given while somebody has it open for writing. Should one have to be given
-  // up in that moment, the signal for it is one that nobody minds.
+  // A lease on a file is not given while somebody has it open for writing. Should one have to be
+  // given up in that moment, the signal for it is one that nobody minds.
   fcntl(number(), F_SETSIG, SIGURG);
   if (fcntl(number(), F_SETLEASE, F_RDLCK) != 0) {
     return errno == EAGAIN;

@@ -35,7 +35,8 @@ class NotOrdinaryFile : public std::runtime_error {
 // Every function that can fail throws std::runtime_error that names the file.
 class File {
  public:
-  // Takes `descriptor`, which is open, as the file `name`. Throws NotOrdinaryFile where it is none.
+  // Takes `descriptor`, which is open, as the file `name`. Throws NotOrdinaryFile where it is
+  // something else.
   File(FileDescriptor descriptor, std::string name);
 
   const std::string& name() const { return name_; }
@@ -49,20 +50,20 @@ class File {
   // `original`, what the bytes are a copy of, where that does not succeed.
   void write(const std::string& bytes, const std::string& original) const;
 
-  // True when some process has it open for writing, as far as the system tells the caller; the file must
-  // be open for reading only.
+  // True when some process has it open for writing, as far as the system tells the caller; the file
+  // must be open for reading only.
   bool is_being_written() const;
 
   void set_mode(mode_t mode) const;
   void set_owner(uid_t user, gid_t group) const;
 
-  // The same, where that is permitted; whether it was. Only root may give a file away, but its group
-  // may be another of the user's own.
+  // The same, where that is permitted; whether it was. Only root may give a file away, but its
+  // group may be another of the user's own.
   bool set_owner_where_permitted(uid_t user, gid_t group) const;
 
-  // Gives it the access control list and the extended attributes of `model`: that list and the user's
-  // attributes are then the same, others are taken over where that is permitted. Call set_mode() after
-  // it, because a list has a part in the mode.
+  // Gives it the access control list and the extended attributes of `model`: that list and the
+  // user's attributes are then the same, others are taken over where that is permitted. Call
+  // set_mode() after it, because a list has a part in the mode.
   void take_over_attributes(const File& model) const;
 
   // Waits until its data are on the disk.
@@ -73,8 +74,8 @@ class File {
   std::string name_;
 };
 
-// Opens the ordinary file `name` for reading; links are followed. Throws NotOrdinaryFile where it is
-// none, without waiting for what may never come.
+// Opens the ordinary file `name` for reading; links are followed. Throws NotOrdinaryFile where it
+// is something else, without waiting for what may never come.
 File open_file(const std::string& name);
 
 // The bytes of the ordinary file `name`.

@@ -4,7 +4,8 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/ioctl.h>
-#include <sys/syscall.h>
+#include <sys/prctl.h>
+#include <sys/signalfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,8 +16,11 @@
 #include <system_error>
 #include <thread>
 
+#include "console_host/base/bounded_text.h"
 #include "console_host/base/file_descriptor.h"
+#include "console_host/base/interruption.h"
 #include "console_host/base/system_call.h"
+#include "console_host/base/terminal.h"
 
 namespace ndk_integrate {
 
@@ -30,8 +34,8 @@ void check(int error_number, const std::string& what) {
   }
 }
 
-// What a new process finds: nothing to read, both outputs going to `output`, and the signals that
-// this program ignores as they usually are.
+// What a new process finds: nothing to read, both outputs going to `output`, a process group of its
+// own, and all signals as they usually are.
 class SpawnSettings {
  public:
   SpawnSettings(int output, const ProcessOptions& options) {
@@ -41,18 +45,17 @@ class SpawnSettings {
           kFailed);
     check(posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO), kFailed);
     check(posix_spawn_file_actions_adddup2(&actions_, output, STDERR_FILENO), kFailed);
-    sigset_t ignored_here;
-    sigemptyset(&ignored_here);
-    sigaddset(&ignored_here, SIGPIPE);
-    sigaddset(&ignored_here, SIGXFSZ);
-    check(posix_spawnattr_setsigdefault(&attributes_, &ignored_here), kFailed);
     if (!options.working_directory.empty()) {
       check(posix_spawn_file_actions_addchdir_np(&actions_, options.working_directory.c_str()),
             kFailed);
     }
-    const int group_flag = options.time_limit ? POSIX_SPAWN_SETPGROUP : 0;
-    check(posix_spawnattr_setflags(&attributes_,
-                                   static_cast<short>(POSIX_SPAWN_SETSIGDEF | group_flag)),
+    sigset_t signals;
+    sigfillset(&signals);
+    check(posix_spawnattr_setsigdefault(&attributes_, &signals), kFailed);
+    sigemptyset(&signals);
+    check(posix_spawnattr_setsigmask(&attributes_, &signals), kFailed);
+    check(posix_spawnattr_setflags(
+              &attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP),
           kFailed);
   }
   ~SpawnSettings() {
@@ -93,6 +96,7 @@ pid_t start(std::vector<std::string>& arguments, const ProcessOptions& options, 
 }
 
 constexpr Clock::time_point kNever = Clock::time_point::max();
+constexpr int kStatusOfSignals = 128;  // and the signal, as the shell counts
 
 // What can be waited for until `deadline`, in milliseconds as poll() takes it; -1 for kNever.
 int milliseconds_until(Clock::time_point deadline) {
@@ -103,80 +107,225 @@ int milliseconds_until(Clock::time_point deadline) {
   return static_cast<int>(std::max(left.count(), std::chrono::milliseconds::rep{0}));
 }
 
-// Appends what is in the pipe `input` to `text`, at most `most` bytes of it; false at its end.
-bool read_some(int input, std::size_t most, std::string& text) {
-  std::array<char, 65536> buffer{};
-  const ssize_t size =
-      uninterrupted([&] { return read(input, buffer.data(), std::min(most, buffer.size())); });
-  check(size < 0 ? errno : 0, "cannot read the output of a process");
-  text.append(buffer.data(), static_cast<std::size_t>(size));
-  return size > 0;
-}
-
-// What is in the pipe `input` at this moment, and no more.
-void read_what_is_there(int input, std::string& text) {
-  int size = 0;
-  check(ioctl(input, FIONREAD, &size) == 0 ? 0 : errno, "cannot read the output of a process");
-  auto left = static_cast<std::size_t>(size);
-  while (left > 0) {
-    const std::size_t before = text.size();
-    if (!read_some(input, left, text)) {
-      return;
-    }
-    left -= text.size() - before;
+// A process that was started, with all that happens to it until its end.
+class RunningProcess {
+ public:
+  // `child` leads a process group and prints into the pipe `input`.
+  RunningProcess(pid_t child, FileDescriptor input, const HeldSignals& signals,
+                 const ProcessOptions& options)
+      : child_(child),
+        input_(std::move(input)),
+        signals_(signalfd(-1, &signals.held(), SFD_CLOEXEC | SFD_NONBLOCK)),
+        options_(options),
+        kill_at_(options.time_limit ? started_ + *options.time_limit : kNever),
+        output_(options.most_of_each_end) {
+    check(signals_.is_open() ? 0 : errno, "cannot wait for signals");
   }
-}
+  // Whatever went wrong here, nothing runs on.
+  ~RunningProcess() {
+    if (!is_reaped_) {
+      kill(-child_, SIGKILL);
+      uninterrupted([&] { return waitpid(child_, nullptr, 0); });
+    }
+  }
+  RunningProcess(const RunningProcess&) = delete;
+  RunningProcess& operator=(const RunningProcess&) = delete;
 
-bool has_ended(pid_t child) {
-  siginfo_t info{};
-  const int result = uninterrupted(
-      [&] { return waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT); });
-  check(result == 0 ? 0 : errno, "cannot wait for a process");
-  return info.si_pid == child;
-}
+  ProcessResult wait() {
+    while (!has_ended()) {
+      wait_for_something();
+    }
+    read_what_is_there();
+    ProcessResult result;
+    result.exit_status = reap();
+    note_signal_of_terminal(result.exit_status);
+    if (is_interrupted()) {
+      wait_for_group();
+    }
+    result.is_timed_out = is_killed_ && !is_interrupted();
+    result.output = output_.take();
+    return result;
+  }
 
-// Reads what `child` prints into the pipe `input`, up to `deadline`, and appends it to `text`. A
-// process that it leaves behind may keep the pipe open, and is not waited for.
-void read_output(pid_t child, int input, Clock::time_point deadline, std::string& text) {
-  // Readable when the child has ended. A kernel that has no such descriptor is asked again and again.
-  const FileDescriptor end(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
-  constexpr int kPause = 50;  // milliseconds
-  while (true) {
-    const int left = milliseconds_until(deadline);
-    const int most = end.is_open() ? left : left < 0 ? kPause : std::min(left, kPause);
-    std::array<pollfd, 2> waited{{{input, POLLIN, 0}, {end.number(), POLLIN, 0}}};
+ private:
+  static bool is_interrupted() { return interrupting_signal() != 0; }
+
+  // Looks whether the process has ended, and goes on with one that was stopped.
+  bool has_ended() {
+    siginfo_t info{};
+    const int result = uninterrupted([&] {
+      return waitid(P_PID, static_cast<id_t>(child_), &info,
+                    WEXITED | WSTOPPED | WNOHANG | WNOWAIT);
+    });
+    check(result == 0 ? 0 : errno, "cannot wait for a process");
+    if (info.si_pid == child_ && info.si_code == CLD_STOPPED) {
+      uninterrupted(
+          [&] { return waitid(P_PID, static_cast<id_t>(child_), &info, WSTOPPED | WNOHANG); });
+      go_on_after_stop(info.si_status);
+      return false;
+    }
+    return info.si_pid == child_;
+  }
+
+  // The terminal stops a background group that wants it, and the one that has it at Ctrl-Z. In the
+  // background this program stops as well, as the shell's job that they are together.
+  void go_on_after_stop(int signal) {
+    const bool wants_terminal = signal == SIGTTIN || signal == SIGTTOU;
+    if (!wants_terminal && !(signal == SIGTSTP && terminal_.is_lent())) {
+      return;  // somebody stopped it, who will let it go on
+    }
+    if (!wants_terminal || !terminal_.lend_to(child_)) {
+      stop_too();
+      terminal_.lend_to(child_);
+    }
+    kill(-child_, SIGCONT);
+  }
+
+  // Stops this program until it is to go on, as the shell's command fg lets it.
+  void stop_too() {
+    terminal_.take_back();
+    raise(SIGSTOP);
+  }
+
+  // Waits for output, a signal or the time at which something is to be done, and does it.
+  void wait_for_something() {
+    std::array<pollfd, 2> waited{{{input_.number(), POLLIN, 0}, {signals_.number(), POLLIN, 0}}};
+    const int most = milliseconds_until(std::min(kill_at_, silent_at_));
     const int count = uninterrupted([&] { return poll(waited.data(), waited.size(), most); });
     check(count < 0 ? errno : 0, "cannot wait for the output of a process");
-    if (has_ended(child)) {
-      read_what_is_there(input, text);
-      return;
+    if (waited[0].revents != 0 && !read_some(std::string::npos)) {
+      input_.close();  // its end; poll passes it over from now on
     }
-    if ((waited[0].revents != 0 && !read_some(input, std::string::npos, text)) || left == 0) {
-      return;
+    if (waited[1].revents != 0) {
+      take_signals();
+    }
+    if (Clock::now() >= kill_at_) {
+      kill_group();
+    }
+    if (Clock::now() >= silent_at_) {
+      const auto time = Clock::now() - started_;
+      options_.watcher->is_silent(std::chrono::duration_cast<std::chrono::milliseconds>(time));
+      silent_at_ = next_silence();
     }
   }
-}
 
-// Waits for the end of `child` and returns its status. Past `deadline` kills its process group.
-int wait_for(pid_t child, Clock::time_point deadline, bool& is_timed_out) {
-  constexpr std::chrono::milliseconds kPause(5);
-  int status = 0;
-  while (true) {
-    const pid_t ended = waitpid(child, &status, deadline != kNever && !is_timed_out ? WNOHANG : 0);
-    if (ended == child) {
-      return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  Clock::time_point next_silence() const {
+    return options_.watcher == nullptr ? kNever : Clock::now() + options_.silence;
+  }
+
+  // Takes what is in the pipe, at most `most` bytes of it; false at its end.
+  bool read_some(std::size_t most) {
+    std::array<char, 65536> buffer{};
+    const ssize_t size = uninterrupted(
+        [&] { return read(input_.number(), buffer.data(), std::min(most, buffer.size())); });
+    check(size < 0 ? errno : 0, "cannot read the output of a process");
+    const std::string_view text(buffer.data(), static_cast<std::size_t>(size));
+    read_ += text.size();
+    output_.append(text);
+    if (options_.watcher != nullptr && size > 0) {
+      options_.watcher->printed(text);
+      silent_at_ = next_silence();
     }
-    if (ended < 0 && errno != EINTR) {
-      check(errno, "cannot wait for a process");
+    return size > 0;
+  }
+
+  // Takes what is in the pipe at this moment, and no more: a process that is left behind may keep it
+  // open.
+  void read_what_is_there() {
+    int size = 0;
+    if (!input_.is_open()) {
+      return;
     }
-    if (ended == 0 && Clock::now() >= deadline) {
-      kill(-child, SIGKILL);
-      is_timed_out = true;
-    } else if (ended == 0) {
-      std::this_thread::sleep_for(kPause);  // its output has ended, so it is about to end too
+    check(ioctl(input_.number(), FIONREAD, &size) == 0 ? 0 : errno,
+          "cannot read the output of a process");
+    const std::size_t end = read_ + static_cast<std::size_t>(size);
+    while (read_ < end && read_some(end - read_)) {
     }
   }
-}
+
+  void take_signals() {
+    signalfd_siginfo info{};
+    while (uninterrupted([&] { return read(signals_.number(), &info, sizeof info); }) ==
+           static_cast<ssize_t>(sizeof info)) {
+      if (info.ssi_signo == SIGTSTP) {
+        kill(-child_, SIGSTOP);
+        stop_too();
+        kill(-child_, SIGCONT);
+      } else if (info.ssi_signo != SIGCHLD) {
+        interrupt(static_cast<int>(info.ssi_signo));
+      }
+    }
+  }
+
+  void interrupt(int signal) {
+    note_interruption(signal);
+    prctl(PR_SET_CHILD_SUBREAPER, 1);  // so that it is seen here when what the process started ends
+    kill(-child_, signal);
+    kill(-child_, SIGCONT);  // one that is stopped would not notice
+    kill_at_ = std::min(kill_at_, Clock::now() + options_.grace_period);
+  }
+
+  void kill_group() {
+    kill(-child_, SIGKILL);
+    is_killed_ = true;
+    kill_at_ = kNever;
+  }
+
+  int reap() {
+    int status = 0;
+    check(uninterrupted([&] { return waitpid(child_, &status, 0); }) < 0 ? errno : 0,
+          "cannot wait for a process");
+    is_reaped_ = true;
+    return WIFSIGNALED(status) ? kStatusOfSignals + WTERMSIG(status) : WEXITSTATUS(status);
+  }
+
+  // As long as it had the terminal, only the process was told that somebody typed Ctrl-C.
+  void note_signal_of_terminal(int status) {
+    for (const int signal : {SIGINT, SIGHUP}) {
+      if (terminal_.is_lent() && status == kStatusOfSignals + signal) {
+        interrupt(signal);
+      }
+    }
+  }
+
+  // Waits until nothing of the process group is left, or kills it.
+  void wait_for_group() {
+    constexpr std::chrono::milliseconds kPause(10);
+    constexpr std::chrono::seconds kToBeGone(1);  // after it was killed
+    if (is_killed_) {
+      kill(-child_, SIGKILL);  // what was started meanwhile
+    }
+    Clock::time_point give_up_at = is_killed_ ? Clock::now() + kToBeGone : kill_at_;
+    while (is_group_left() && !(is_killed_ && Clock::now() >= give_up_at)) {
+      if (!is_killed_ && Clock::now() >= give_up_at) {
+        kill_group();
+        give_up_at = Clock::now() + kToBeGone;
+      }
+      read_what_is_there();
+      std::this_thread::sleep_for(kPause);  // nothing tells of the end of other processes' children
+    }
+    read_what_is_there();
+  }
+
+  bool is_group_left() const {
+    while (waitpid(-child_, nullptr, WNOHANG) > 0) {
+    }
+    return kill(-child_, 0) == 0;
+  }
+
+  pid_t child_;
+  FileDescriptor input_;
+  FileDescriptor signals_;
+  const ProcessOptions& options_;
+  TerminalLoan terminal_;
+  Clock::time_point started_ = Clock::now();
+  Clock::time_point kill_at_;
+  Clock::time_point silent_at_ = next_silence();
+  BoundedText output_;
+  std::size_t read_ = 0;  // bytes of the output
+  bool is_killed_ = false;
+  bool is_reaped_ = false;
+};
 
 }  // namespace
 
@@ -189,18 +338,16 @@ std::vector<std::string> environment() {
 }
 
 ProcessResult run_process(std::vector<std::string> arguments, const ProcessOptions& options) {
+  const HeldSignals signals;
+  throw_if_interrupted();
   std::array<int, 2> ends{};
   check(pipe2(ends.data(), O_CLOEXEC) == 0 ? 0 : errno, "cannot make a pipe");
-  const FileDescriptor input(ends[0]);
+  FileDescriptor input(ends[0]);
   FileDescriptor output(ends[1]);
-  const Clock::time_point deadline =
-      options.time_limit ? Clock::now() + *options.time_limit : kNever;
   const pid_t child = start(arguments, options, output.number());
+  RunningProcess process(child, std::move(input), signals, options);
   output.close();  // so that the end of the process is the end of the input
-  ProcessResult result;
-  read_output(child, input.number(), deadline, result.output);
-  result.exit_status = wait_for(child, deadline, result.is_timed_out);
-  return result;
+  return process.wait();
 }
 
 }  // namespace ndk_integrate

@@ -7,8 +7,8 @@
 
 namespace ndk_integrate {
 
-// The values by key, both without the blanks around them. The first line of a key counts; lines that
-// begin with "#" or "!" are comments.
+// The values by key, both without the blanks around them. The first line of a key counts; lines
+// that begin with "#" or "!" are comments.
 using Properties = std::map<std::string, std::string>;
 
 // The properties in the file named `file`. One that cannot be read whole has none, nor has a

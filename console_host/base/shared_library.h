@@ -12,9 +12,9 @@ std::string find_library(const std::string& name, const std::string& file);
 
 class Library {
  public:
-  // Loads the library `file`, a file name; with "" the one called `name` that lies beside the program,
-  // else in ../lib from it, else where the loader finds it. `what` is what messages call it. Throws
-  // PluginError when it cannot be loaded.
+  // Loads the library `file`, a file name; with "" the one called `name` that lies beside the
+  // program, else in ../lib from it, else where the loader finds it. `what` is what messages call
+  // it. Throws PluginError when it cannot be loaded.
   Library(std::string what, const std::string& name, const std::string& file);
 
   // The function `name`, which is exported as `exported_as`. Throws PluginError when there is none.

@@ -1,6 +1,9 @@
 #include "console_host/base/shell_words.h"
 
+#include <algorithm>
 #include <optional>
+
+#include "console_host/base/text.h"
 
 namespace ndk_integrate {
 
@@ -39,6 +42,16 @@ std::vector<std::string> shell_words(const std::string& line) {
     words.push_back(*word);
   }
   return words;
+}
+
+std::string shell_quoted(const std::string& word) {
+  const auto is_plain = [](char c) {
+    return is_letter_or_digit(c) || std::string("/._-+=:,@%").find(c) != std::string::npos;
+  };
+  if (!word.empty() && std::all_of(word.begin(), word.end(), is_plain)) {
+    return word;
+  }
+  return "'" + replace_all(word, "'", R"('\'')").text + "'";
 }
 
 }  // namespace ndk_integrate

@@ -11,6 +11,9 @@ namespace ndk_integrate {
 // Operators such as ";" and ">" only part words. A quote that is not closed holds to the line's end.
 std::vector<std::string> shell_words(const std::string& line);
 
+// `word` as it stands in a command line: quoted where a shell would not leave it alone.
+std::string shell_quoted(const std::string& word);
+
 }  // namespace ndk_integrate
 
 #endif

@@ -9,8 +9,8 @@
 
 namespace ndk_integrate {
 
-// Makes `call` again as long as a signal interrupts it, and returns what it returned, as system calls
-// do: below 0 for a failure, which `errno` names.
+// Makes `call` again as long as a signal interrupts it, and returns what it returned, as system
+// calls do: below 0 for a failure, which `errno` names.
 template <typename Call>
 auto uninterrupted(Call call) {
   auto result = call();
@@ -20,11 +20,12 @@ auto uninterrupted(Call call) {
   return result;
 }
 
-// Throws std::system_error, a std::runtime_error: "cannot WHAT: ", and what the system says of `errno`.
+// Throws std::system_error, a std::runtime_error: "cannot WHAT: ", and what the system says of
+// `errno`.
 [[noreturn]] void throw_system_error(const std::string& what);
 
-// As long as this object lives, the modes that are asked for are the modes that files are made with:
-// no umask takes a bit away.
+// As long as this object lives, the modes that are asked for are the modes that files are made
+// with: no umask takes a bit away.
 class NoUmask {
  public:
   NoUmask() : before_(umask(0)) {}

@@ -6,8 +6,8 @@
 
 namespace ndk_integrate {
 
-// The directory for temporary files, TMPDIR or /tmp, as an absolute path. A relative one is taken from
-// the directory that was the working directory when this was called first.
+// The directory for temporary files, TMPDIR or /tmp, as an absolute path. A relative one is taken
+// from the directory that was the working directory when this was called first.
 std::string directory_for_temporary_files();
 
 // A new directory in `parent`, for its owner only, that goes with this object and all it holds.

@@ -14,10 +14,10 @@ struct HostProgramOptions {
   bool json = false;
 };
 
-// Tells of each function that the plug-in `plugin` (with "" it is looked for as usual) needs whether
-// the program exports it, and why not. Returns kDone when the plug-in will load, else kNotDone.
-// Throws UsageError when the file is not an ELF program, PluginError when the plug-in cannot be
-// read.
+// Tells of each function that the plug-in `plugin` (with "" it is looked for as usual) needs
+// whether the program exports it, and why not. Returns kDone when the plug-in will load, else
+// kNotDone. Throws UsageError when the file is not an ELF program, PluginError when the plug-in
+// cannot be read.
 ExitCode check_host_program(const HostProgramOptions& options, const std::string& plugin);
 
 }  // namespace ndk_integrate

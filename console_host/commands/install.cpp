@@ -3,9 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <ctime>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -13,11 +11,14 @@
 #include "console_host/base/errors.h"
 #include "console_host/base/escaping.h"
 #include "console_host/base/files.h"
+#include "console_host/base/interruption.h"
 #include "console_host/base/temporary_directory.h"
 #include "console_host/base/text.h"
+#include "console_host/base/utc_time.h"
 #include "console_host/commands/find.h"
 #include "console_host/commands/output.h"
 #include "console_host/commands/report.h"
+#include "console_host/commands/script_teller.h"
 #include "console_host/commands/verify.h"
 #include "console_host/ndk/asked_releases.h"
 #include "console_host/ndk/search.h"
@@ -68,11 +69,13 @@ bool is_system_failure(const Judgement& judgement) {
          number != ENOTDIR;
 }
 
+std::string why_preset_is_bad(const Judgement& judgement) {
+  return "NDK_PATH is " + judgement.path + ", which cannot be used: " + judgement.message;
+}
+
 [[noreturn]] void stop_without_ndk(bool is_preset, const std::vector<Judgement>& judgements) {
   if (is_preset) {
-    const Judgement& judgement = judgements.front();
-    throw Stop(Report::Outcome::kNoNdk, false,
-               "NDK_PATH is " + judgement.path + ", which cannot be used: " + judgement.message);
+    throw Stop(Report::Outcome::kNoNdk, false, why_preset_is_bad(judgements.front()));
   }
   const bool is_failure = std::any_of(judgements.begin(), judgements.end(), is_system_failure);
   std::string what = "NDK_DEFAULT_SEARCH_PATH_LINUX names no directory";
@@ -118,21 +121,15 @@ void prepare(const Plugin& plugin, Session& session, Report& report) {
   } else if (is_integration_enabled(session)) {
     stop_without_ndk(is_preset, report.candidates);
   } else {
+    if (is_preset) {
+      report.warnings.push_back(why_preset_is_bad(report.candidates.front()));
+    }
     say("NDK: none, and none needed: integration is disabled");
   }
   select_component(session, report);
 }
 
 // --- The integration ---
-
-std::string now() {
-  const std::time_t time = std::time(nullptr);
-  std::tm utc{};
-  gmtime_r(&time, &utc);
-  std::array<char, sizeof "2026-11-21T20:09:34Z"> text{};
-  std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
-  return text.data();
-}
 
 InstallationRecord record_of(const Compiler& compiler, const Session& session,
                              const Report& report) {
@@ -143,7 +140,7 @@ InstallationRecord record_of(const Compiler& compiler, const Session& session,
     record.release = report.release;
   }
   record.component = report.component.value_or("");
-  record.time = now();
+  record.time = utc_time();
   return record;
 }
 
@@ -268,8 +265,8 @@ void rehearse(const Plugin& plugin, Session& session, const Compiler& compiler, 
 
 // Performs what was rehearsed. What it did stands in the report also when it ended early.
 void perform(const Plugin& plugin, Session& session, const Compiler& compiler, Store& store,
-             const Directory& staging, Report& report) {
-  Performance performance(compiler, store, staging, record_of(compiler, session, report));
+             const Directory& staging, ScriptWatcher& watcher, Report& report) {
+  Performance performance(compiler, store, staging, record_of(compiler, session, report), watcher);
   const auto note = [&] {
     report.files = performance.files();
     report.script = performance.script();
@@ -315,13 +312,15 @@ void rehearse_then_perform(const Plugin& plugin, Session& session, const Compile
     rehearse(plugin, session, compiler, store, staging.directory(), report);
   }
   refuse_problems(report);
+  throw_if_interrupted();
   const StagingDirectory staging(store);
   store.reopen(compiler.version);
+  ScriptTeller teller;
   if (report.removal) {
-    run_removal(compiler, *report.removal);
+    run_removal(compiler, *report.removal, teller);
     refuse_failed_removal(*report.removal);
   }
-  perform(plugin, session, compiler, store, staging.directory(), report);
+  perform(plugin, session, compiler, store, staging.directory(), teller, report);
 }
 
 // Throws std::runtime_error when the integration script failed.
@@ -350,6 +349,7 @@ void verify_integration(const Plugin& plugin, const Session& session, const Comp
 }
 
 void integrate(const Plugin& plugin, Session& session, Report& report) {
+  const HeldSignals held;
   const Compiler compiler = compiler_of(plugin, session);
   refuse_missing_compiler(compiler);
   directory_for_temporary_files();  // which a relative TMPDIR names from here

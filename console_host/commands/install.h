@@ -18,8 +18,8 @@ struct InstallOptions {
 
 // Runs the installation as an installer would: finds the NDK, asks whether integration is wanted,
 // integrates. What it was integrated into before is put right first. Tells each step in a line on
-// standard output, or all in one JSON object at the end, and on standard error why it stopped. Throws
-// UsageError when the compiler's component is not to be used. Changes the working directory.
+// standard output, or all in one JSON object at the end, and on standard error why it stopped.
+// Throws UsageError when the compiler's component is not to be used. Changes the working directory.
 ExitCode install(const Plugin& plugin, const Installation& installation,
                  const InstallOptions& options);
 

@@ -11,14 +11,34 @@ namespace {
 // The terminal is the process's, and so is what -q says about it.
 bool quiet = false;
 
-// Writes the texts in `value` as utf8_text() does.
-void make_utf8(Json& value) {
+// In pieces: written as JSON a text may be several times as long.
+void write_json_text(const std::string& text) {
+  std::cout << '"';
+  for (std::size_t begin = 0; begin < text.size(); begin = end_of_piece(text, begin)) {
+    const std::string piece = text.substr(begin, end_of_piece(text, begin) - begin);
+    const std::string quoted = Json(utf8_text(piece)).dump();
+    std::cout.write(quoted.data() + 1, static_cast<std::streamsize>(quoted.size() - 2));
+  }
+  std::cout << '"';
+}
+
+void write_json(const Json& value) {
   if (value.is_string()) {
-    value = utf8_text(value.get_ref<const std::string&>());
+    write_json_text(value.get_ref<const std::string&>());
   } else if (value.is_structured()) {
-    for (Json& part : value) {
-      make_utf8(part);
+    const char* separator = "";
+    std::cout << (value.is_object() ? '{' : '[');
+    for (const auto& [key, part] : value.items()) {
+      std::cout << separator;
+      if (value.is_object()) {
+        std::cout << '"' << key << "\":";
+      }
+      write_json(part);
+      separator = ",";
     }
+    std::cout << (value.is_object() ? '}' : ']');
+  } else {
+    std::cout << value.dump();
   }
 }
 
@@ -47,9 +67,9 @@ Json optional_text(const std::optional<std::string>& text) {
   return text ? Json(*text) : Json(nullptr);
 }
 
-void say_json(Json object) {
-  make_utf8(object);
-  std::cout << object.dump() << std::endl;
+void say_json(const Json& object) {
+  write_json(object);
+  std::cout << std::endl;
 }
 
 void complain(const std::string& what) {

@@ -32,7 +32,7 @@ void print(const std::string& text);
 Json optional_text(const std::optional<std::string>& text);
 
 // One JSON object on standard output. What is not UTF-8 in it is written as utf8_text() does.
-void say_json(Json object);
+void say_json(const Json& object);
 
 // A line on standard error: what went wrong.
 void complain(const std::string& what);

@@ -1,9 +1,8 @@
 #include "console_host/commands/report.h"
 
-#include <sstream>
-
 #include "console_host/base/diff.h"
 #include "console_host/commands/find.h"
+#include "console_host/commands/script_teller.h"
 
 namespace ndk_integrate {
 
@@ -52,23 +51,12 @@ void tell_files(const Report& report) {
   }
 }
 
-void tell_script_run(const ScriptRun& script) {
-  say("script: " + script.command);
-  std::istringstream output(script.output);
-  for (std::string line; std::getline(output, line);) {
-    say("script printed: " + line);
-  }
-  if (script.exit_status != 0) {
-    say("script exit status: " + std::to_string(script.exit_status));
-  }
-}
-
 void tell_script(const Report& report) {
   if (report.is_dry_run && !report.command.empty()) {
     say("would run: " + report.command);
   }
   if (report.script) {
-    tell_script_run(*report.script);
+    tell_end_of_script(*report.script);
   }
 }
 
@@ -139,6 +127,8 @@ Json json_of_files(const Report& report) {
         {"path", file.path}, {"placeholders", file.placeholders}, {"result", word_of(file.result)}};
     if (report.is_dry_run) {
       object["diff"] = diff_of(file);
+      object["before"] = file.is_staged ? Json(file.before) : Json(nullptr);
+      object["after"] = file.is_staged ? Json(file.after) : Json(nullptr);
     }
     files.push_back(object);
   }
@@ -186,7 +176,7 @@ void tell_programs(const Report& report) {
 
 void tell_removal(const Removal& removal, bool is_dry_run) {
   if (removal.script) {
-    tell_script_run(*removal.script);
+    tell_end_of_script(*removal.script);
   } else if (is_dry_run && !removal.command.empty()) {
     say("would run: " + removal.command);
   }

@@ -53,8 +53,8 @@ struct Report {
 // exit code that goes with it. What went before the templates has been told as it came.
 ExitCode tell(const Report& report);
 
-// Tells what was done about an NDK that the compiler was installed for, or in a dry run would be; to
-// people, and as an object or null.
+// Tells what was done about an NDK that the compiler was installed for, or in a dry run would be;
+// to people, and as an object or null.
 void tell_removal(const Removal& removal, bool is_dry_run);
 Json json_of_removal(const std::optional<Removal>& removal);
 

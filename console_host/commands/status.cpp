@@ -1,5 +1,7 @@
 #include "console_host/commands/status.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -25,6 +27,7 @@ struct StatusReport {
   enum class Outcome {
     kInstalled,
     kUnfinished,  // an installation was cut short, or its script failed
+    kIncomplete,  // it came to its end, but files of it are missing or not filled in any more
     kNotInstalled,
     kFailed,
   };
@@ -41,6 +44,8 @@ const char* word_of(StatusReport::Outcome outcome) {
       return "installed";
     case StatusReport::Outcome::kUnfinished:
       return "unfinished";
+    case StatusReport::Outcome::kIncomplete:
+      return "incomplete";
     case StatusReport::Outcome::kNotInstalled:
       return "not-installed";
     default:
@@ -87,6 +92,35 @@ const char* text_of(Store::State state) {
   }
 }
 
+bool is_filled_in(const FileState& file) {
+  return file.state == Store::State::kResult || file.state == Store::State::kEdited;
+}
+
+// Says how an installation is whose files were found as `status` has them.
+void judge_installation(const std::string& version, StatusReport& status) {
+  const auto all = static_cast<std::ptrdiff_t>(status.files.size());
+  const auto filled_in = std::count_if(status.files.begin(), status.files.end(), is_filled_in);
+  if (status.record && !status.record->is_finished) {
+    status.outcome = StatusReport::Outcome::kUnfinished;
+    status.message = "the installation of " + version +
+                     " did not come to its end; install or undo puts that right";
+  } else if (!status.record && filled_in == 0) {
+    status.message = version +
+                     " is not installed, but originals of its files are kept; undo puts them back "
+                     "as soon as their directories are there";
+  } else if (filled_in < all) {
+    status.outcome = StatusReport::Outcome::kIncomplete;
+    status.message = version +
+                     " was installed, but it is not whole any more (files missing or not filled "
+                     "in: " +
+                     std::to_string(all - filled_in) + " of " + std::to_string(all) +
+                     "); install it again, where the compiler package is whole, or undo it";
+  } else {
+    status.outcome = StatusReport::Outcome::kInstalled;
+    status.message = version + " is installed";
+  }
+}
+
 void look(const Plugin& plugin, Session& session, StatusReport& status) {
   const Compiler compiler = selected_compiler(plugin, session);
   const std::string kept = Store::directory_in(compiler.root);
@@ -101,12 +135,7 @@ void look(const Plugin& plugin, Session& session, StatusReport& status) {
     status.message = "no installation of " + compiler.version + " is recorded in " + kept;
     return;
   }
-  const bool is_finished = !status.record || status.record->is_finished;
-  status.outcome =
-      is_finished ? StatusReport::Outcome::kInstalled : StatusReport::Outcome::kUnfinished;
-  status.message = is_finished ? compiler.version + " is installed"
-                               : "the installation of " + compiler.version +
-                                     " did not come to its end; install or undo puts that right";
+  judge_installation(compiler.version, status);
 }
 
 void tell_people(const StatusReport& status) {

@@ -1,6 +1,7 @@
 #include "console_host/commands/undo.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <set>
@@ -10,10 +11,12 @@
 #include <vector>
 
 #include "console_host/base/errors.h"
+#include "console_host/base/interruption.h"
 #include "console_host/base/paths.h"
 #include "console_host/base/text.h"
 #include "console_host/commands/output.h"
 #include "console_host/commands/report.h"
+#include "console_host/commands/script_teller.h"
 #include "console_host/package/compiler.h"
 #include "console_host/package/compiler_tree.h"
 #include "console_host/package/lock.h"
@@ -36,7 +39,9 @@ struct UndoneFile {
 
   std::string path;
   Result result;
-  std::string kept_as{};  // where a change by somebody else is kept that gave way
+  std::string kept_as{};                // where a change by somebody else is kept that gave way
+  std::optional<std::string> before{};  // what it holds; none where it is not an ordinary file
+  std::optional<std::string> after{};   // what it will hold
 };
 
 struct Undo {
@@ -116,16 +121,23 @@ std::string why_not_put_back(const Store& store, const std::string& file, const 
 void plan_file(const Store& store, const std::string& file, const std::string& version,
                Undo& report) {
   const Found found = store.tree().look(file);
-  const UndoneFile::Result result = result_of(store, file, found, version);
-  if (result != UndoneFile::Result::kShared) {
+  UndoneFile planned{file, result_of(store, file, found, version)};
+  if (found.file) {
+    planned.before = found.bytes;
+  }
+  planned.after = planned.before;
+  if (planned.result != UndoneFile::Result::kShared) {
     const std::string why = why_not_put_back(store, file, found);
     if (!why.empty() && report.forced.count(file) == 0) {
       throw std::runtime_error(why);
     }
-    store.original(file, found);
+    const std::string original = store.original(file, found).bytes;
+    if (planned.result == UndoneFile::Result::kRestored) {
+      planned.after = original;
+    }
   }
-  report.files.push_back({file, result});
-  report.changed = report.changed || result == UndoneFile::Result::kRestored;
+  report.files.push_back(planned);
+  report.changed = report.changed || planned.result == UndoneFile::Result::kRestored;
 }
 
 void require_known(const std::set<std::string>& forced, const std::vector<std::string>& known) {
@@ -253,6 +265,7 @@ void put_back_all(Store& store, const std::string& version, const StagingDirecto
 // Takes the compiler out of its NDK and puts the originals back, unless nothing is recorded.
 void undo_installation(const Plugin& plugin, Session& session, const Compiler& compiler,
                        const CompilerTree& tree, Undo& report) {
+  const HeldSignals held;
   const Lock lock(tree, Store::kDirectory);
   Store store(tree, &lock);
   const StagingDirectory staging(store);
@@ -262,10 +275,34 @@ void undo_installation(const Plugin& plugin, Session& session, const Compiler& c
     return;
   }
   if (report.removal) {
-    run_removal(compiler, *report.removal);
+    ScriptTeller teller;
+    run_removal(compiler, *report.removal, teller);
   }
   plugin.unintegrate_ndk(session.handle());
   put_back_all(store, compiler.version, staging, report);
+}
+
+// How many of the files are the originals again.
+std::string what_of_files(const Undo& report) {
+  const auto number_of = [&](UndoneFile::Result result) {
+    return std::count_if(report.files.begin(), report.files.end(),
+                         [&](const UndoneFile& file) { return file.result == result; });
+  };
+  const auto all = static_cast<std::ptrdiff_t>(report.files.size());
+  const auto gone = number_of(UndoneFile::Result::kGone);
+  const auto shared = number_of(UndoneFile::Result::kShared);
+  if (gone + shared == 0) {
+    return "the compiler's files are put back";
+  }
+  std::vector<std::string> left;
+  if (gone > 0) {
+    left.push_back("directory gone: " + std::to_string(gone));
+  }
+  if (shared > 0) {
+    left.push_back("used by another version: " + std::to_string(shared));
+  }
+  return std::to_string(all - gone - shared) + " of " + std::to_string(all) +
+         " files of the compiler are put back (" + join(left, ", ") + ")";
 }
 
 // What becomes of the NDK, as the end of a sentence.
@@ -301,11 +338,11 @@ void run(const Plugin& plugin, Session& session, Undo& report) {
     return;
   }
   if (report.removal && report.removal->has_failed()) {
-    throw std::runtime_error("the compiler's files are put back, but " +
+    throw std::runtime_error(what_of_files(report) + ", but " +
                              why_removal_failed(*report.removal));
   }
   report.outcome = Undo::Outcome::kUndone;
-  report.message = "the compiler's files are put back" + what_of_ndk(report);
+  report.message = what_of_files(report) + what_of_ndk(report);
 }
 
 std::string line_of(const UndoneFile& file, bool is_dry_run) {
@@ -357,6 +394,10 @@ void tell_programs(const Undo& report) {
     if (!file.kept_as.empty()) {
       files.back()["kept_as"] = file.kept_as;
     }
+    if (report.is_dry_run) {
+      files.back()["before"] = optional_text(file.before);
+      files.back()["after"] = optional_text(file.after);
+    }
   }
   say_json({{"schema", 1},
             {"outcome", word_of(report.outcome)},
@@ -371,6 +412,9 @@ void tell_programs(const Undo& report) {
 }  // namespace
 
 ExitCode undo(const Plugin& plugin, const Installation& installation, const UndoOptions& options) {
+  if (options.json) {
+    be_quiet();
+  }
   Session session(installation);
   Undo report;
   report.is_dry_run = options.dry_run;

@@ -19,9 +19,9 @@ struct UndoOptions {
 };
 
 // Has the compiler package's removal script take its definitions out of the NDK, puts back the
-// originals of the compiler's files that an installation changed, and tells of each. Throws UsageError
-// when the compiler's component is not to be used, or a file to force is not one that an installation
-// changed.
+// originals of the compiler's files that an installation changed, and tells of each. Throws
+// UsageError when the compiler's component is not to be used, or a file to force is not one that an
+// installation changed.
 ExitCode undo(const Plugin& plugin, const Installation& installation, const UndoOptions& options);
 
 }  // namespace ndk_integrate

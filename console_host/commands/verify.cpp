@@ -8,6 +8,7 @@
 
 #include "console_host/base/errors.h"
 #include "console_host/base/files.h"
+#include "console_host/base/interruption.h"
 #include "console_host/base/paths.h"
 #include "console_host/base/temporary_directory.h"
 #include "console_host/ndk/ndk_facts.h"
@@ -150,6 +151,7 @@ Verification verify_toolchains(const Plugin& plugin, const Compiler& compiler,
   if (toolchains.empty()) {
     throw std::runtime_error("there is no toolchain definition in " + compiler.toolchains);
   }
+  const HeldSignals held;  // so that nothing is left behind
   std::optional<TemporaryDirectory> temporary;
   BuildRequest request{ndk, compiler.libraries, options.keep};
   if (!options.no_build && options.keep.empty()) {

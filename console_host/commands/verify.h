@@ -34,8 +34,8 @@ struct Verification {
 // Throws UsageError when nothing can be built in `options.keep`.
 void require_keep_directory(const VerifyOptions& options);
 
-// Proves that the toolchains of `compiler` work in the NDK in `ndk`. Tells on standard error what it
-// builds. Throws std::runtime_error when that cannot be found out.
+// Proves that the toolchains of `compiler` work in the NDK in `ndk`. Tells on standard error what
+// it builds. Throws std::runtime_error when that cannot be found out.
 Verification verify_toolchains(const Plugin& plugin, const Compiler& compiler,
                                const std::string& ndk, const VerifyOptions& options);
 

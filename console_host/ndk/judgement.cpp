@@ -124,8 +124,8 @@ std::string not_asked_for(const Request& request) {
                                   : "is not " + asked + ", which " + request.asked_by + " asks for";
 }
 
-// Why the plug-in finds the release of the NDK in `dir` unsupported. `not_asked` is what its release
-// is not.
+// Why the plug-in finds the release of the NDK in `dir` unsupported. `not_asked` is what its
+// release is not.
 Finding why_unsupported(const std::string& dir, const Judgement& judgement,
                         const std::string& not_asked) {
   const std::string revision = judgement.revision.value_or("");

@@ -83,8 +83,8 @@ struct Request {
   bool prerelease = false;                // a beta as soon as any other
 };
 
-// Why the plug-in gave `candidate` the verdict that it left in NDK_PATH_STATUS, `plugin_status`, when
-// `supported` was the list of supported releases.
+// Why the plug-in gave `candidate` the verdict that it left in NDK_PATH_STATUS, `plugin_status`,
+// when `supported` was the list of supported releases.
 Judgement explain(const Plugin& plugin, const Candidate& candidate,
                   const std::string& plugin_status, const std::string& supported);
 

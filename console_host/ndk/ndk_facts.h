@@ -38,8 +38,8 @@ std::string newest_ndk_in(const std::string& dir);
 // `dirs` with the newest revision first; those without one come last, in the order given.
 std::vector<std::string> newest_first(const std::vector<std::string>& dirs);
 
-// The directories in `parent` whose names begin with `prefix`, by name. `parent` itself where it may
-// not be looked into.
+// The directories in `parent` whose names begin with `prefix`, by name. `parent` itself where it
+// may not be looked into.
 std::vector<std::string> subdirectories(const std::string& parent, const std::string& prefix);
 
 }  // namespace ndk_integrate

@@ -1,5 +1,5 @@
-// The facts that tell one NDK from every other, wherever it lies: what a team commits, so that all of
-// it builds with the same one.
+// The facts that tell one NDK from every other, wherever it lies: what a team commits, so that all
+// of it builds with the same one.
 #ifndef CONSOLE_HOST_NDK_NDK_LOCK_H
 #define CONSOLE_HOST_NDK_NDK_LOCK_H
 
@@ -26,7 +26,7 @@ std::string difference(const NdkLock& locked, const NdkLock& found);
 // Writes `lock` to the file `file`, in one step. Throws std::runtime_error when that fails.
 void write_lock(const std::string& file, const NdkLock& lock);
 
-// The lock in the file `file`. Throws UsageError when it cannot be read or is none.
+// The lock in the file `file`. Throws UsageError when it cannot be read or is not a lock.
 NdkLock read_lock(const std::string& file);
 
 }  // namespace ndk_integrate

@@ -9,8 +9,8 @@
 
 namespace ndk_integrate {
 
-// Adds the notes on the NDK in `dir`, an absolute path, which has the status `status`, to `notes`. With
-// `read_only` the plug-in did not look whether it can be written to; one that cannot is noted.
+// Adds the notes on the NDK in `dir`, an absolute path, which has the status `status`, to `notes`.
+// With `read_only` the plug-in did not look whether it can be written to; one that cannot is noted.
 void add_notes(const std::string& dir, const NdkFacts& facts, Status status, bool read_only,
                std::vector<Note>& notes);
 

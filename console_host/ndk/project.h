@@ -22,9 +22,9 @@ struct Project {
 };
 
 // Reads local.properties, build.gradle and build.gradle.kts of `dir`, an absolute directory, and of
-// those above it up to the one that holds .git; without such a one only of `dir`. What stands nearest
-// to `dir` counts. A file that belongs neither to the effective user nor to root, cannot be read or
-// is malformed is passed over with a note.
+// those above it up to the one that holds .git; without such a one only of `dir`. What stands
+// nearest to `dir` counts. A file that belongs neither to the effective user nor to root, cannot be
+// read or is malformed is passed over with a note.
 Project read_project(const std::string& dir);
 
 }  // namespace ndk_integrate

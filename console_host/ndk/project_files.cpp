@@ -201,7 +201,8 @@ class GradleReader {
     return true;
   }
 
-  // Reads the text in quotes that begins here. Nothing when it is no literal, as "${minor}".
+  // Reads the text in quotes that begins here. Nothing when it is not a literal, such as
+  // "${minor}".
   std::optional<std::string> read_text(int depth) {
     constexpr int kDeepest = 20;
     if (depth > kDeepest) {

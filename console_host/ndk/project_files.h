@@ -1,6 +1,6 @@
-// What a project's own files say of its NDK, read as text: nothing of them is run. Of `local.properties`
-// the keys `ndk.dir` and `sdk.dir`, of `build.gradle` and `build.gradle.kts` the properties
-// `ndkVersion` and `ndkPath`.
+// What a project's own files say of its NDK, read as text: nothing of them is run. Of
+// `local.properties` the keys `ndk.dir` and `sdk.dir`, of `build.gradle` and `build.gradle.kts` the
+// properties `ndkVersion` and `ndkPath`.
 #ifndef CONSOLE_HOST_NDK_PROJECT_FILES_H
 #define CONSOLE_HOST_NDK_PROJECT_FILES_H
 
@@ -12,7 +12,7 @@ namespace ndk_integrate {
 
 struct ProjectFile {
   std::map<std::string, std::string> values;  // by key; where one is set twice, the last counts
-  std::vector<std::string> notes;             // "line 3: ndkVersion is no text but a computation"
+  std::vector<std::string> notes;             // "line 3: ndkVersion is not a plain text, so it ..."
   std::string malformed;                      // why nothing of the file counts; "" when it does
 };
 

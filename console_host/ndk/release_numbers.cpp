@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::size_t kMostDigits = 9;  // as many as fit 32 bits whatever they are
 
-// Takes digits from `text` at `begin`, which moves behind them. Nothing where there are none, or too
-// many.
+// Takes digits from `text` at `begin`, which moves behind them. Nothing where there are none, or
+// too many.
 std::optional<int> take_number(const std::string& text, std::size_t& begin) {
   const std::size_t end = std::min(text.find_first_not_of("0123456789", begin), text.size());
   if (end == begin || end - begin > kMostDigits) {

@@ -15,7 +15,7 @@ namespace ndk_integrate {
 struct Release {
   int number = 0;
   int update = 0;
-  std::string prerelease;  // "" when it is none
+  std::string prerelease;  // "" when it is not one
 };
 
 constexpr int kLastUpdate = 25;  // "z"
@@ -25,7 +25,7 @@ constexpr int kLastUpdate = 25;  // "z"
 std::optional<Release> parse_release(const std::string& text);
 
 // The release whose revision `text` is: "21.4.7075529", "21.4" or "29.0.14033849-beta4". Nothing
-// when it is none, as "21" alone, or when its update has no letter.
+// when it is not one, such as "21" alone, or when its update has no letter.
 std::optional<Release> parse_revision(const std::string& text);
 
 // "r21e", and "21.4" with what a beta adds.
@@ -38,9 +38,9 @@ std::vector<std::string> known_revisions(const Release& release);
 // True when `text`, a revision or a release's name, says that it is a beta or the like.
 bool is_prerelease(const std::string& text);
 
-// A revision in a form that sorts as its numbers do, of any length; a beta comes before its release.
-// For each number: how many digits, the digits, whether nothing follows them, and the number at the
-// end of what follows, as digits again.
+// A revision in a form that sorts as its numbers do, of any length; a beta comes before its
+// release. For each number: how many digits, the digits, whether nothing follows them, and the
+// number at the end of what follows, as digits again.
 using SortableRevision =
     std::vector<std::tuple<std::size_t, std::string, bool, std::size_t, std::string>>;
 

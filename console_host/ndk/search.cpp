@@ -101,8 +101,8 @@ struct Slice {
   std::vector<NdkFacts> facts;
 };
 
-// The candidates from number `begin` on up to one at which the plug-in may stop though the host does
-// not, or whose name cannot stand in the plug-in's search list.
+// The candidates from number `begin` on up to one at which the plug-in may stop though the host
+// does not, or whose name cannot stand in the plug-in's search list.
 Slice next_slice(const Plugin& plugin, const std::vector<Candidate>& candidates,
                  const Request& request, std::size_t begin) {
   constexpr std::size_t kMost = 64;  // so that a list of releases that all differ stays short

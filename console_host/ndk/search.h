@@ -16,8 +16,8 @@ namespace ndk_integrate {
 // `source`.
 Candidate candidate_of(const std::string& path, const std::string& source = "");
 
-// Lets the plug-in judge one candidate. `supported` is a list of releases for the plug-in; without it
-// any release that can be read is supported.
+// Lets the plug-in judge one candidate. `supported` is a list of releases for the plug-in; without
+// it any release that can be read is supported.
 Judgement judge(const Plugin& plugin, const Candidate& candidate,
                 const std::optional<std::string>& supported);
 
@@ -28,8 +28,8 @@ Judgement judge(const Plugin& plugin, const Candidate& candidate, const Request&
 std::vector<Judgement> judge_all(const Plugin& plugin, const std::vector<Candidate>& candidates,
                                  const Request& request);
 
-// Lets the plug-in search, until a candidate is good that is no last resort. The judgements are those
-// of the candidates up to that one, in their order.
+// Lets the plug-in search, until a candidate is good and not a last resort. The judgements are
+// those of the candidates up to that one, in their order.
 std::vector<Judgement> judge_until_found(const Plugin& plugin,
                                          const std::vector<Candidate>& candidates,
                                          const Request& request);

@@ -10,6 +10,7 @@
 
 #include "console_host/base/directory.h"
 #include "console_host/base/files.h"
+#include "console_host/base/interruption.h"
 #include "console_host/base/paths.h"
 #include "console_host/base/process.h"
 #include "console_host/base/shell_words.h"
@@ -125,6 +126,7 @@ void prove_build(const BuildRequest& request, const std::string& abi, const Modu
   write_project(project, module);
   const ProcessResult build = run_ndk_build(request, proof.toolchain, abi, project);
   write_text(project + "/build.log", build.output);
+  throw_if_interrupted();
   const std::string what = std::string("a ") + module.language + " module for " + abi;
   const std::string failure = why_failed(build, project + "/libs/" + abi + "/libproof.so");
   if (!failure.empty()) {

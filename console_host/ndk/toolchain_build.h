@@ -1,5 +1,5 @@
-// The proof that an NDK builds with a toolchain: it does build, and the compiler that ran is the one
-// that was meant.
+// The proof that an NDK builds with a toolchain: it does build, and the compiler that ran is the
+// one that was meant.
 #ifndef CONSOLE_HOST_NDK_TOOLCHAIN_BUILD_H
 #define CONSOLE_HOST_NDK_TOOLCHAIN_BUILD_H
 

@@ -35,7 +35,8 @@ std::vector<std::string> names_in(const std::string& dir) {
   return names;
 }
 
-// What the makefile `text` sets the variable `name` to, with nothing expanded; "" where it does not.
+// What the makefile `text` sets the variable `name` to, with nothing expanded; "" where it does
+// not.
 std::string make_variable(const std::string& text, const std::string& name) {
   std::string value;
   std::istringstream lines(text);
@@ -113,7 +114,8 @@ bool takes_first_name(const std::string& ndk) {
          std::stoi(pieces[0]) < kFirstThatDoesNot;
 }
 
-// The toolchain whose place as the default of its architecture `toolchain` takes over; "" when none.
+// The toolchain whose place as the default of its architecture `toolchain` takes over; "" when
+// none.
 std::string displaced_default(const std::string& ndk, const std::string& place,
                               const Toolchain& toolchain, const std::vector<Toolchain>& all) {
   if (!takes_first_name(ndk)) {

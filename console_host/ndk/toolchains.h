@@ -1,4 +1,5 @@
-// Toolchain definitions: where an NDK reads them, and whether those of a compiler package are there.
+// Toolchain definitions: where an NDK reads them, and whether those of a compiler package are
+// there.
 #ifndef CONSOLE_HOST_NDK_TOOLCHAINS_H
 #define CONSOLE_HOST_NDK_TOOLCHAINS_H
 
@@ -16,8 +17,8 @@ struct Toolchain {
   bool is_filled_in = false;      // false while setup.mk holds placeholders
 };
 
-// The definitions in the directory `definitions` of the compiler's version `version`: those that have
-// its name, and every other one with a setup.mk that is filled in. First those for x86_64.
+// The definitions in the directory `definitions` of the compiler's version `version`: those that
+// have its name, and every other one with a setup.mk that is filled in. First those for x86_64.
 std::vector<Toolchain> toolchains_in(const std::string& definitions, const std::string& version);
 
 // The directory in which the NDK in `ndk` reads definitions, told by which one it has; "" where it

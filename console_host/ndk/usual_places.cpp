@@ -60,8 +60,8 @@ struct Sdk {
   std::vector<Note> notes = {};
 };
 
-// Collects candidates in order. One that was reached before is left out, and so is one that does not
-// exist and that nobody names.
+// Collects candidates in order. One that was reached before is left out, and so is one that does
+// not exist and that nobody names.
 class Candidates {
  public:
   void add(const Candidate& candidate) {
@@ -145,7 +145,7 @@ bool holds_ndks(const Sdk& sdk) {
   return is_directory(sdk.dir + "/ndk-bundle") || !subdirectories(sdk.dir + "/ndk", "").empty();
 }
 
-// An SDK that somebody names and that is none is told as a candidate itself.
+// A directory that somebody names as an SDK and that is not one is told as a candidate itself.
 void add_sdks(const std::vector<Sdk>& sdks, Candidates& found, std::vector<std::string>& warnings) {
   for (const Sdk& sdk : sdks) {
     add_of_sdk(sdk, newest_first(subdirectories(sdk.dir + "/ndk", "")), found);

@@ -16,13 +16,13 @@ struct Places {
 };
 
 // The directories of the default search, in the order in which they are to be tried: those that
-// `project` names, the environment's, the SDKs' (newest revision first), the distributions', unpacked
-// archives. One that is reached twice stands here once. Those that do not exist are left out unless
-// the project or a variable names them.
+// `project` names, the environment's, the SDKs' (newest revision first), the distributions',
+// unpacked archives. One that is reached twice stands here once. Those that do not exist are left
+// out unless the project or a variable names them.
 Places usual_places(const Project& project);
 
-// The message of a candidate that is not good and that a variable or a project names: what is wrong,
-// and which of the NDKs near it or among `others` was probably meant.
+// The message of a candidate that is not good and that a variable or a project names: what is
+// wrong, and which of the NDKs near it or among `others` was probably meant.
 std::string with_hint(const Candidate& candidate, const Judgement& judgement,
                       const std::vector<Judgement>& others);
 

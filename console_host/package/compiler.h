@@ -39,9 +39,9 @@ std::optional<std::string> misleading_enabled_value(const Session& session);
 // Why the shell would not take the NDK's directory, put between double quotes, as it stands.
 std::optional<std::string> shell_surprise(const std::string& ndk_dir);
 
-// Throws UsageError, with the line of the installation.toml, when the version, the package number or
-// the sub-directory of the component that was taken for the compiler is not one. Does nothing where
-// none was.
+// Throws UsageError, with the line of the installation.toml, when the version, the package number
+// or the sub-directory of the component that was taken for the compiler is not one. Does nothing
+// where none was.
 void require_version(const Session& session);
 
 }  // namespace ndk_integrate

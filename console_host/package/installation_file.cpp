@@ -11,6 +11,8 @@
 #include "console_host/base/escaping.h"
 #include "console_host/base/file.h"
 #include "console_host/base/paths.h"
+#include "console_host/base/similar_names.h"
+#include "console_host/base/text.h"
 
 namespace ndk_integrate {
 
@@ -40,12 +42,50 @@ const SessionVariable* find_session_variable(const std::string& name) {
   return found == kSessionVariables.end() ? nullptr : found;
 }
 
-std::string session_variable_names() {
-  std::string names;
+std::vector<std::string> session_variable_names() {
+  std::vector<std::string> names;
   for (const SessionVariable& variable : kSessionVariables) {
-    names += (names.empty() ? "" : ", ") + std::string(variable.name);
+    names.emplace_back(variable.name);
   }
   return names;
+}
+
+// The texts that a [[component]] needs, and what it may hold besides.
+std::vector<std::string> component_texts() { return {"id", "version", "package_number", "subdir"}; }
+std::vector<std::string> component_keys() {
+  return {"id", "version", "package_number", "subdir", "install_condition", "selected"};
+}
+
+// What is said of `name` where one of `known` has to stand.
+std::string expected_one_of(const std::string& name, const std::vector<std::string>& known) {
+  return ", expected one of " + join(known, ", ") + did_you_mean(name, known);
+}
+
+// `path`, which is absolute, without a "..": each is the directory above, that of a link's target
+// where it stands behind a link.
+std::string without_parent_steps(const std::string& path) {
+  namespace fs = std::filesystem;
+  if ((path + "/").find("/../") == std::string::npos) {
+    return path;
+  }
+  std::string plain;
+  for (const std::string& step : split(path, "/")) {
+    std::error_code none;
+    if (step != "..") {
+      plain += step == "." ? "" : "/" + step;
+      continue;
+    }
+    if (fs::is_symlink(plain, none)) {
+      plain = fs::weakly_canonical(plain, none).string();
+    }
+    plain.erase(std::min(plain.rfind('/'), plain.size()));
+  }
+  return plain.empty() ? "/" : plain;
+}
+
+// `text` as the absolute name of a directory: taken from the directory `base` when it is relative.
+std::string absolute_directory(const std::string& base, const std::string& text) {
+  return without_parent_steps(absolute_path(base, text));
 }
 
 // The list `value` with each of its directories made absolute, from the directory `base`.
@@ -54,7 +94,7 @@ std::string absolute_directories(const std::string& base, const std::string& val
   std::size_t begin = 0;
   while (true) {
     const std::size_t end = value.find(';', begin);
-    list += absolute_path(base, value.substr(begin, end - begin));
+    list += absolute_directory(base, value.substr(begin, end - begin));
     if (end == std::string::npos) {
       return list;
     }
@@ -68,7 +108,7 @@ std::string absolute_value(const SessionVariable& variable, const std::string& b
                            const std::string& value) {
   switch (variable.kind) {
     case SessionVariable::Kind::kDirectory:
-      return absolute_path(base, value);
+      return absolute_directory(base, value);
     case SessionVariable::Kind::kDirectories:
       return absolute_directories(base, value);
     default:
@@ -157,14 +197,18 @@ class Reader {
   Installation read() {
     const toml::table root = parse();
     Installation installation;
+    const auto* session = root.get("session");
+    installation.session_source =
+        file_ + ":" + std::to_string(session == nullptr ? 1 : session->source().begin.line);
     for (const auto& [key, node] : root) {
       if (key == "session") {
         read_session(installation, node);
       } else if (key == "component") {
         read_components(installation, node);
       } else {
-        wrong(key.source(), "unknown key '" + one_line(std::string(key.str())) +
-                                "', expected [session] or [[component]]");
+        const std::string name = one_line(std::string(key.str()));
+        wrong(key.source(), "unknown key '" + name + "', expected [session] or [[component]]" +
+                                did_you_mean(name, {"session", "component"}));
       }
     }
     return installation;
@@ -207,8 +251,8 @@ class Reader {
       const std::string name(key.str());
       const SessionVariable* known = find_session_variable(name);
       if (known == nullptr) {
-        wrong(key.source(), "unknown key '" + one_line(name) + "' in [session], expected one of " +
-                                session_variable_names());
+        wrong(key.source(), "unknown key '" + one_line(name) + "' in [session]" +
+                                expected_one_of(one_line(name), session_variable_names()));
       }
       installation.session[name] = session_value(*known, value);
     }
@@ -280,12 +324,7 @@ class Reader {
   }
 
   ComponentInfo component(const toml::table& table) const {
-    for (const char* name : {"id", "version", "package_number", "subdir"}) {
-      if (!table.contains(name)) {
-        wrong(table.source(), std::string("a [[component]] without '") + name +
-                                  "', expected id, version, package_number and subdir");
-      }
-    }
+    require_keys(table);
     ComponentInfo info;
     info.source = {file_, line_of(table, "version"), line_of(table, "package_number"),
                    line_of(table, "subdir")};
@@ -301,16 +340,29 @@ class Reader {
         info.subdir = text(name, node, "a text");
       } else if (name == "install_condition") {
         info.install_condition = boolean(name, node);
-      } else if (name == "selected") {
-        info.selected = boolean(name, node);
       } else {
-        wrong(key.source(),
-              "unknown key '" + one_line(name) +
-                  "' in a [[component]], expected one of id, version, package_number, subdir, "
-                  "install_condition, selected");
+        info.selected = boolean(name, node);
       }
     }
     return info;
+  }
+
+  // The keys of a component are those that are known, and all that it needs.
+  void require_keys(const toml::table& table) const {
+    const std::vector<std::string> known = component_keys();
+    for (const auto& [key, node] : table) {
+      const std::string name(key.str());
+      if (std::find(known.begin(), known.end(), name) == known.end()) {
+        wrong(key.source(), "unknown key '" + one_line(name) + "' in a [[component]]" +
+                                expected_one_of(one_line(name), known));
+      }
+    }
+    for (const std::string& name : component_texts()) {
+      if (!table.contains(name)) {
+        wrong(table.source(), "a [[component]] without '" + name +
+                                  "', expected id, version, package_number and subdir");
+      }
+    }
   }
 
   std::string file_;
@@ -323,10 +375,18 @@ void override_session(Installation& installation, const std::string& name,
                       const std::string& value) {
   const SessionVariable* known = find_session_variable(name);
   if (known == nullptr) {
-    throw UsageError("unknown session variable '" + name + "', expected one of " +
-                     session_variable_names());
+    throw UsageError("unknown session variable '" + one_line(name) + "'" +
+                     expected_one_of(one_line(name), session_variable_names()));
   }
   installation.session[name] = absolute_value(*known, working_directory(), value);
+}
+
+void require_complete(const Installation& installation) {
+  if (!installation.components.empty() && installation.session.count("VORN_INSTALL_DIR") == 0) {
+    throw UsageError(installation.session_source +
+                     ": VORN_INSTALL_DIR is missing in [session], expected the directory that the "
+                     "components are installed below");
+  }
 }
 
 Installation read_installation(const std::string& file) { return Reader(file).read(); }

@@ -19,6 +19,10 @@ Installation read_installation(const std::string& file);
 void override_session(Installation& installation, const std::string& name,
                       const std::string& value);
 
+// Throws UsageError, with file and line, when the directory that components are installed below is
+// neither in the file nor on the command line.
+void require_complete(const Installation& installation);
+
 }  // namespace ndk_integrate
 
 #endif

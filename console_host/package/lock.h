@@ -15,9 +15,9 @@ namespace ndk_integrate {
 // which lasts as long as the script and what it leaves behind, even when this program is killed.
 class Lock {
  public:
-  // Makes the directory `entry` of `tree`, for its owner only, when it is missing, judges it and locks
-  // it. Throws std::runtime_error that names who holds the lock, or why the directory is not to be
-  // trusted; nothing in it is touched then.
+  // Makes the directory `entry` of `tree`, for its owner only, when it is missing, judges it and
+  // locks it. Throws std::runtime_error that names who holds the lock, or why the directory is not
+  // to be trusted; nothing in it is touched then.
   Lock(const CompilerTree& tree, std::string entry);
 
   // Removes the directory when it is empty, and gives the lock back. Whoever opened the directory
@@ -28,8 +28,8 @@ class Lock {
 
   const Directory& directory() const { return *directory_; }
 
-  // Throws std::runtime_error when the directory has been moved or removed, so that others could be at
-  // work.
+  // Throws std::runtime_error when the directory has been moved or removed, so that others could be
+  // at work.
   void require_held() const;
 
  private:

@@ -37,8 +37,8 @@ struct Manifest {
   std::map<std::string, Entry> files;                       // by path, relative to the root
 };
 
-// The manifest that is written as `text`. Throws std::exception that says what is wrong when it is not
-// one that this program could have written.
+// The manifest that is written as `text`. Throws std::exception that says what is wrong when it is
+// not one that this program could have written.
 Manifest parse_manifest(const std::string& text);
 
 // `manifest` written as text.

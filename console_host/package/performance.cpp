@@ -3,14 +3,15 @@
 #include <stdexcept>
 #include <utility>
 
+#include "console_host/base/interruption.h"
 #include "console_host/package/replacement.h"
 #include "console_host/package/staging.h"
 
 namespace ndk_integrate {
 
 Performance::Performance(const Compiler& compiler, Store& store, const Directory& staging,
-                         InstallationRecord record)
-    : StagedRun(compiler, store, staging), record_(std::move(record)) {}
+                         InstallationRecord record, ScriptWatcher& watcher)
+    : StagedRun(compiler, store, staging), record_(std::move(record)), watcher_(watcher) {}
 
 void Performance::run(const Plugin& plugin, Session& session) {
   const ObservedServices observed(*this);
@@ -53,10 +54,16 @@ void Performance::open_failed() {
 bool Performance::may_run(const std::string& command) {
   set_command(command);
   commit();  // the script uses the toolchain definitions
+  if (const std::string why = why_not_runnable(command); !why.empty()) {
+    throw std::runtime_error(why);
+  }
+  throw_if_interrupted();
+  watcher_.begins(command);
   return true;
 }
 
 void Performance::ran(const std::string& command, const ProcessResult& result) {
+  watcher_.ended();
   script_ = {command, result.exit_status, result.output};
 }
 

@@ -15,9 +15,9 @@ namespace ndk_integrate {
 
 class Performance : public StagedRun {
  public:
-  // `record` is what is kept of the installation.
+  // `record` is what is kept of the installation; `watcher`, the caller's, follows the script.
   Performance(const Compiler& compiler, Store& store, const Directory& staging,
-              InstallationRecord record);
+              InstallationRecord record, ScriptWatcher& watcher);
 
   // Runs integrate_ndk and commits what it made. Throws std::runtime_error, IncompleteCopy where a
   // copy is not whole, when that does not come to its end; what was committed until then is whole.
@@ -32,6 +32,7 @@ class Performance : public StagedRun {
   std::vector<std::string> warnings() const;
 
   bool may_run(const std::string& command) override;
+  ProcessWatcher* watcher() override { return &watcher_; }
   void ran(const std::string& command, const ProcessResult& result) override;
 
  private:
@@ -46,6 +47,7 @@ class Performance : public StagedRun {
   void look_once_more();
 
   InstallationRecord record_;
+  ScriptWatcher& watcher_;
   std::optional<ScriptRun> script_;
   bool changed_ = false;
   std::set<std::string> changed_since_;  // files that somebody changed after they were committed

@@ -64,11 +64,7 @@ void Rehearsal::refused(const std::string& path) { refusals_[path] = describe_cu
 // the script from there.
 bool Rehearsal::may_run(const std::string& command) {
   set_command(command);
-  const std::string script = command.substr(0, command.find(' '));
-  if (!is_executable_file(script)) {
-    script_problem_ = "the integration script " + script + " is missing or not executable in " +
-                      compiler().toolchains;
-  }
+  script_problem_ = why_not_runnable(command);
   return false;
 }
 

@@ -44,7 +44,8 @@ std::vector<PlaceholderLine> lines_with(const std::set<std::string>& placeholder
   return lines;
 }
 
-// True when `line` holds the placeholders of an original's line as that does, whatever else it says.
+// True when `line` holds the placeholders of an original's line as that does, whatever else it
+// says.
 bool holds(const std::string& line, const PlaceholderLine& original) {
   return ("\n" + line + "\n").find(original.core()) != std::string::npos;
 }

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "console_host/base/files.h"
+#include "console_host/base/interruption.h"
 #include "console_host/base/paths.h"
 #include "console_host/base/process.h"
 #include "console_host/base/text.h"
@@ -86,6 +87,9 @@ Removal plan_removal(const Compiler& compiler, const std::string& ndk) {
                              " is not executable; make it so, or leave the NDK alone with "
                              "--keep-ndk");
   }
+  if (const std::string why = why_not_runnable("the removal script", script); !why.empty()) {
+    throw std::runtime_error(why + "; put it there, or leave the NDK alone with --keep-ndk");
+  }
   if (const auto surprise = shell_surprise(ndk)) {
     throw std::runtime_error(*surprise + ", or leave the NDK alone with --keep-ndk");
   }
@@ -93,15 +97,20 @@ Removal plan_removal(const Compiler& compiler, const std::string& ndk) {
   return removal;
 }
 
-void run_removal(const Compiler& compiler, Removal& removal) {
+void run_removal(const Compiler& compiler, Removal& removal, ScriptWatcher& watcher) {
   if (removal.command.empty()) {
     return;
   }
   ProcessOptions options;
   options.working_directory = compiler.toolchains;
+  options.watcher = &watcher;
+  throw_if_interrupted();
+  watcher.begins(removal.command);
   const ProcessResult result = run_process({"/bin/sh", "-c", removal.command}, options);
+  watcher.ended();
   removal.script = ScriptRun{removal.command, result.exit_status, result.output};
   removal.left = definitions_in(compiler, removal.ndk);
+  throw_if_interrupted();
 }
 
 std::string why_removal_failed(const Removal& removal) {

@@ -28,8 +28,9 @@ struct Removal {
 // std::runtime_error when the script cannot be run as it is.
 Removal plan_removal(const Compiler& compiler, const std::string& ndk);
 
-// Runs the script that was planned, if one was, in the directory of the toolchain definitions.
-void run_removal(const Compiler& compiler, Removal& removal);
+// Runs the script that was planned, if one was, in the directory of the toolchain definitions, while
+// `watcher` follows it. Throws Interrupted when this program is to end.
+void run_removal(const Compiler& compiler, Removal& removal, ScriptWatcher& watcher);
 
 // What is told of a script that failed, and what to do.
 std::string why_removal_failed(const Removal& removal);

@@ -1,5 +1,5 @@
-// Puts a file in the place of another, in one step, and looks at what came out: what somebody else put
-// there meanwhile is never lost.
+// Puts a file in the place of another, in one step, and looks at what came out: what somebody else
+// put there meanwhile is never lost.
 #ifndef CONSOLE_HOST_PACKAGE_REPLACEMENT_H
 #define CONSOLE_HOST_PACKAGE_REPLACEMENT_H
 
@@ -25,11 +25,11 @@ struct Replacement {
   bool gives_up_what_is_there = false;
 };
 
-// Does it; the new file and the place are on the disk when it returns. What came out and was expected
-// is removed. Returns the name under which something was kept beside, "" when nothing was. Throws
-// std::runtime_error, naming the file, when it was not done; a file that was changed by somebody else
-// is then in its place, or kept beside and named. Where the file system cannot let two files change
-// their places, the look comes just before.
+// Does it; the new file and the place are on the disk when it returns. What came out and was
+// expected is removed. Returns the name under which something was kept beside, "" when nothing was.
+// Throws std::runtime_error, naming the file, when it was not done; a file that was changed by
+// somebody else is then in its place, or kept beside and named. Where the file system cannot let
+// two files change their places, the look comes just before.
 std::string replace(const Replacement& replacement);
 
 // True when `file` is at `place`, or that cannot be told.

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "console_host/base/text.h"
+#include "console_host/package/script_run.h"
 
 namespace ndk_integrate {
 
@@ -217,11 +218,23 @@ void StagedRun::open_failed() {
   }
 }
 
+std::string StagedRun::why_not_runnable(const std::string& command) const {
+  const std::string script = command.substr(0, command.find(' '));
+  const std::string why = ndk_integrate::why_not_runnable("the integration script", script);
+  return why.empty() ? "" : why + " in " + compiler_.toolchains;
+}
+
 std::string StagedRun::log_line(std::string line) const {
+  const auto replace = [&](const std::string& from, const std::string& to) {
+    if (line.find(from) != std::string::npos) {  // what a script printed may be long
+      line = replace_all(line, from, to).text;
+    }
+  };
   for (const Copy& copy : copies_) {
-    line = replace_all(line, name_of(copy.entry), copy.path).text;
+    replace(name_of(copy.entry), copy.path);
   }
-  return replace_all(line, nowhere(), "").text;
+  replace(nowhere(), "");
+  return line;
 }
 
 }  // namespace ndk_integrate

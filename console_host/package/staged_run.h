@@ -82,6 +82,10 @@ class StagedRun : public ServiceObserver {
   // ordinary file that may be trusted, or in a place that must not be looked at.
   std::string why_not_a_template(const std::string& path) const;
 
+  // Why the script that `command` begins with cannot be run from the working directory, which the
+  // plug-in has made that of the toolchain definitions; "" when it can.
+  std::string why_not_runnable(const std::string& command) const;
+
   TemplateFile& file(const std::string& path);
 
   // What `path` was asked for last.

@@ -34,19 +34,33 @@ Log& the_log() {
   return log;
 }
 
-void write_line(const std::string& text) {
+void write_to_file(const std::string& line) {
   Log& log = the_log();
-  const std::string line = one_line(text) + "\n";
   if (log.file.is_open()) {
-    const ssize_t size = write(log.file.number(), line.data(), line.size());
+    const ssize_t size = ::write(log.file.number(), line.data(), line.size());
     log.is_complete = log.is_complete && size == static_cast<ssize_t>(line.size());
   }
+}
+
+void write(const std::string& line) {
+  const Log& log = the_log();
+  write_to_file(line);
   if (log.on_standard_error) {
     std::cerr << line << std::flush;
   }
   if (log.on_standard_output) {
     std::cout << line << std::flush;
   }
+}
+
+// A long line, as of what a script printed, is written in pieces: escaped it may be several times as
+// long.
+void write_line(const std::string& text) {
+  std::size_t begin = 0;
+  for (; text.size() - begin > kPiece; begin = end_of_piece(text, begin)) {
+    write(one_line(text.substr(begin, end_of_piece(text, begin) - begin)));
+  }
+  write(one_line(text.substr(begin)) + "\n");
 }
 
 // False when nobody is to see a line, so that none need be made.
@@ -73,9 +87,10 @@ std::string formatted(const char* format, va_list arguments) {
 
 }  // namespace
 
-void add_to_log(const std::string& text) {
+void add_to_log(std::string text) {
   const ServiceObserver* observer = service_observer();
-  const std::string line = observer == nullptr ? text : observer->log_line(text);
+  const std::string line =
+      observer == nullptr ? std::move(text) : observer->log_line(std::move(text));
   if (HeldLog* held = the_log().held) {
     held->lines_.push_back(line);
   } else {
@@ -91,6 +106,8 @@ void log_to_file(const std::string& file) {
     throw UsageError("cannot open the log file " + file + ": " + std::strerror(errno));
   }
 }
+
+void log_begin_of_run(const std::string& line) { write_to_file(one_line(line) + "\n"); }
 
 void log_to_standard_error() { the_log().on_standard_error = true; }
 

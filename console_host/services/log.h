@@ -11,6 +11,9 @@ namespace ndk_integrate {
 // cannot be opened.
 void log_to_file(const std::string& file);
 
+// A line in the file alone, that a run begins with.
+void log_begin_of_run(const std::string& line);
+
 // From now on shows the log on standard error.
 void log_to_standard_error();
 
@@ -21,10 +24,10 @@ void log_to_standard_output();
 bool log_is_complete();
 
 // A line of the host's own. Line ends and control characters in it are escaped.
-void add_to_log(const std::string& text);
+void add_to_log(std::string text);
 
 // While one of these lives, lines are held back. They are lost with it unless release() lets them
-// through: for runs of the plug-in that are no step of an installation.
+// through: for runs of the plug-in that are not a step of an installation.
 class HeldLog {
  public:
   HeldLog();
@@ -36,7 +39,7 @@ class HeldLog {
   void release();
 
  private:
-  friend void add_to_log(const std::string& text);
+  friend void add_to_log(std::string text);
 
   HeldLog* outer_;  // the one that this one stands in for
   std::vector<std::string> lines_;

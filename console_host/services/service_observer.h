@@ -33,6 +33,9 @@ class ServiceObserver {
   // `get_command_output` is to run `command`. False when it must not, and then answers "".
   virtual bool may_run(const std::string& command) = 0;
 
+  // Who follows the command while it runs; null for nobody.
+  virtual ProcessWatcher* watcher() { return nullptr; }
+
   // The command has ended.
   virtual void ran(const std::string& command, const ProcessResult& result) = 0;
 

@@ -35,6 +35,7 @@ struct ComponentInfo {
 struct Installation {
   std::map<std::string, std::string> session;  // the host's session variables that the file sets
   std::vector<ComponentInfo> components;       // in the file's order
+  std::string session_source{};  // "FILE:LINE" of the file's session variables, for messages
 };
 
 class Session {

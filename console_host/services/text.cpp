@@ -27,8 +27,8 @@ std::string replaceAllSubstrings(const std::string& text, const std::string& fro
   return std::move(replaced.text);
 }
 
-// Leading blanks are skipped; a text that is no number gives 0, and one out of range the nearest
-// 32-bit number.
+// Leading blanks are skipped; a text that is not a number gives 0, and one out of range the
+// nearest 32-bit number.
 int strtoint(const std::string& text) {
   using Limits = std::numeric_limits<int>;
   const long long number = std::strtoll(text.c_str(), nullptr, 10);  // saturates as well

@@ -26,6 +26,9 @@ namespace {
 GoodHost* current_host = nullptr;
 
 bool breaks(const std::string& point) { return GoodHost::current().breaks(point); }
+std::string answer(const std::string& call, const std::string& usual = "") {
+  return GoodHost::current().answer(call, usual);
+}
 bool other_choices() { return GoodHost::current().other_choices; }
 
 // Breaks a point by an exception.
@@ -62,8 +65,11 @@ GoodHost::GoodHost(std::string broken, int log) : broken_(std::move(broken)), lo
                {"NDK_CNL_VERSION_FULL", "2005.3.42"},
                {"NDK_CNL_VERSION_MAJOR", "2005"},
                {"VORN_INSTALL_DIR", "/opt/vorn"}};
-  if (breaks("component-version")) {
-    components.back().version = "5.0";
+  for (Component& component : components) {
+    component.version = answer("version(" + component.id + ")", component.version);
+  }
+  if (breaks("variables-apart: the last two")) {
+    variables["NDK_CNL_VERSION_FULL"] = variables["NDK_CNL_VERSION_MAJOR"];
   }
   if (breaks("variables-apart")) {
     variables["NDK_PATH"] = variables["NDK_PATH_STATUS"];
@@ -73,6 +79,16 @@ GoodHost::GoodHost(std::string broken, int log) : broken_(std::move(broken)), lo
 GoodHost::~GoodHost() { current_host = nullptr; }
 
 GoodHost& GoodHost::current() { return *current_host; }
+
+std::string GoodHost::answer(const std::string& call, const std::string& usual) const {
+  const std::size_t colon = broken_.find(": ");
+  const std::string odd = colon == std::string::npos ? "" : broken_.substr(colon + 2);
+  if (odd == call + " throws") {
+    throw std::runtime_error("thrown on purpose");
+  }
+  const std::string beginning = call + " -> ";
+  return begins_with(odd, beginning) ? odd.substr(beginning.size()) : usual;
+}
 
 void GoodHost::log_line(const std::string& text) const {
   const std::string line = text + "\n";
@@ -84,6 +100,9 @@ void GoodHost::log_line(const std::string& text) const {
 namespace {
 
 std::string stored_name(const std::string& name) {
+  if (breaks("variables-apart: the last two") && begins_with(name, "NDK_CNL_")) {
+    return "NDK_CNL_VERSION_MAJOR";
+  }
   return breaks("variables-apart") && begins_with(name, "NDK_PATH") ? "NDK_PATH" : name;
 }
 
@@ -97,21 +116,29 @@ std::string stored_value(std::string value) {
   if (breaks("value-characters: the value is a format")) {
     return replaced(value, "%", "");
   }
+  if (breaks("value-characters: ASCII only")) {
+    value.erase(std::remove_if(value.begin(), value.end(), [](char c) { return c < 0; }),
+                value.end());
+  }
+  if (breaks("value-characters: expands")) {
+    return replaced(value, "$HOME", "/root");
+  }
   if (breaks("value-length")) {
     value.resize(std::min<std::size_t>(value.size(), 65535));
+  }
+  if (breaks("value-length: without the last byte")) {
+    value.resize(std::min<std::size_t>(value.size(), 99999));
   }
   return value;
 }
 
-void store(const std::string& name, const std::string& value) {
+void store(const std::string& form, const std::string& name, const std::string& given) {
+  const std::string value = answer(form + " " + name + "=" + given, given);
   const std::set<std::string> set_by_hosts{"NDK_DEFAULT_SEARCH_PATH_LINUX",
                                            "NDK_SUPPORTED_VERSIONS", "NDK_INTEGRATION_ENABLED",
                                            "NDK_COMPONENT_PATTERNS", "VORN_INSTALL_DIR"};
   if (set_by_hosts.count(name) > 0) {
     throw std::logic_error("a plug-in that writes " + name);
-  }
-  if (breaks("empty-value") && value.empty()) {
-    return;
   }
   GoodHost::current().variables[stored_name(name)] = stored_value(value);
 }
@@ -120,6 +147,7 @@ void store(const std::string& name, const std::string& value) {
 
 std::string env_get_string(session_t* /*session*/, const char* name) {
   const auto& variables = GoodHost::current().variables;
+  answer("env_get_string(" + std::string(name) + ")");
   fail_if(breaks("variables-readable") && variables.count(name) == 0, "no such variable");
   if (breaks("one-store") && variables.count("std " + std::string(name)) > 0) {
     return variables.at("std " + std::string(name));
@@ -133,13 +161,13 @@ std::string env_get_string(session_t* /*session*/, const char* name) {
 
 void env_set_string(session_t* /*session*/, const char* name, const char* value) {
   if (!breaks("set-c-strings")) {
-    store(name, value);
+    store("c", name, value);
   }
 }
 
 void env_set_string(session_t* /*session*/, const std::string& name, const std::string& value) {
   if (!breaks("set-std-strings")) {
-    store(breaks("one-store") ? "std " + name : name, value);
+    store("std", breaks("one-store") ? "std " + name : name, value);
   }
 }
 
@@ -179,10 +207,18 @@ void error(const char* format, ...) {
 std::vector<Component*> TSD::components() {
   std::vector<Component*> result;
   for (Component& component : GoodHost::current().components) {
-    result.push_back(&component);
+    if (component.id != "gone") {
+      result.push_back(&component);
+    }
   }
   if (breaks("components-walk")) {
     result.insert(result.begin() + 1, nullptr);
+  }
+  if (breaks("components-walk: the first")) {
+    result.insert(result.begin(), nullptr);
+  }
+  if (breaks("components-walk: the last")) {
+    result.push_back(nullptr);
   }
   if (breaks("components-stable")) {
     static int calls = 0;
@@ -190,28 +226,42 @@ std::vector<Component*> TSD::components() {
       std::reverse(result.begin(), result.end());
     }
   }
+  if (breaks("components-stable: fewer") && GoodHost::current().asked_for_components++ > 1) {
+    result.pop_back();
+  }
+  if (breaks("components-stable: makes them anew")) {
+    for (Component*& component : result) {
+      auto& components = GoodHost::current().components;
+      Component& made = components.emplace_back(*component);
+      component->id = "gone";
+      component = &made;
+    }
+  }
   return result;
 }
 
-bool Component::installCondition() { return id != "documentation"; }
+bool Component::installCondition() {
+  answer("installCondition(" + id + ")");
+  return id != "documentation";
+}
 
 bool Component::getSelected() {
   if (!installCondition()) {
     throw std::logic_error("a plug-in that asks whether a component is selected that cannot be");
   }
+  answer("getSelected(" + id + ")");
   return true;
 }
 
-std::string Component::subdir() {
-  fail_if(breaks("components-members"), "no directory for " + id);
-  return breaks("component-subdir") ? "compiler" : "/compiler";
-}
+std::string Component::subdir() { return answer("subdir(" + id + ")", "/compiler"); }
 
 // --- Texts ---
 
 std::vector<std::string> splitString(const std::string& text, const std::string& separator,
                                      bool /*flag*/) {
-  fail_if(breaks("split-empty-text") && text.empty(), "nothing to split");
+  if (const std::string odd = answer("splitString(" + text + ")", "usual"); odd != "usual") {
+    return lines_of(replaced(odd, ",", "\n"));
+  }
   if (breaks("split-version") && separator == ".") {  // as a pattern, that is any character
     return std::vector<std::string>(text.size() + 1);
   }
@@ -245,6 +295,10 @@ std::vector<std::string> splitString(const std::string& text, const std::string&
 
 std::string replaceAllSubstrings(const std::string& text, const std::string& from,
                                  const std::string& to) {
+  if (const std::string odd = answer("replaceAllSubstrings(" + text + ")", "usual");
+      odd != "usual") {
+    return odd;
+  }
   if (breaks("replace-every-occurrence")) {
     const std::size_t at = text.find(from);
     return at == std::string::npos ? text : std::string(text).replace(at, from.size(), to);
@@ -272,6 +326,9 @@ std::string replaceAllSubstrings(const std::string& text, const std::string& fro
 }
 
 int strtoint(const std::string& text) {
+  if (const std::string odd = answer("strtoint(" + text + ")"); !odd.empty()) {
+    return std::stoi(odd);
+  }
   const int base = breaks("strtoint-leading-zeros") ? 0 : 10;
   if ((breaks("release-numbers") && begins_with(text, " ")) ||
       (breaks("strtoint-negative") && begins_with(text, "-"))) {
@@ -295,7 +352,7 @@ std::string inttostr(long long value) {
   if (breaks("inttostr-negative")) {
     return std::to_string(value < 0 ? -value : value);
   }
-  return std::to_string(value);
+  return answer("inttostr(" + std::to_string(value) + ")", std::to_string(value));
 }
 
 // --- Files ---
@@ -313,9 +370,19 @@ void require_readable(const std::string& file) {
   }
 }
 
+// Its name in the host check's own directory.
+std::string short_name(const std::string& file) {
+  const std::string scratch = "/host_check.XXXXXX/";
+  const std::size_t at = file.find("/host_check.");
+  return at == std::string::npos || file.size() < at + scratch.size()
+             ? file
+             : file.substr(at + scratch.size());
+}
+
 }  // namespace
 
 std::string path(std::string p) {
+  p = answer("path(" + short_name(p) + ")", p);
   std::error_code ignored;
   static std::set<std::string> answers;
   if ((breaks("path-of-file") && fs::is_regular_file(p, ignored)) ||
@@ -352,6 +419,9 @@ bool anything_begins_with(const std::string& file) {
 }  // namespace
 
 int file_exists(const std::string& file, bool /*flag*/) {
+  if (const std::string odd = answer("file_exists(" + short_name(file) + ")"); !odd.empty()) {
+    return std::stoi(odd);
+  }
   if (breaks("file-exists-missing") && anything_begins_with(file)) {
     return kTrue;
   }
@@ -367,6 +437,9 @@ int file_exists(const std::string& file, bool /*flag*/) {
 }
 
 int is_writable(std::string dir) {
+  if (const std::string odd = answer("is_writable(" + short_name(dir) + ")"); !odd.empty()) {
+    return std::stoi(odd);
+  }
   if (breaks("is-writable-unreadable")) {
     require_readable(dir);
   }
@@ -383,7 +456,8 @@ int file_move(std::string from, std::string to) {
   if (breaks("file-move-takes-source")) {
     return fs::copy_file(from, to, fs::copy_options::overwrite_existing) ? kTrue : 0;
   }
-  return std::rename(from.c_str(), to.c_str()) == 0 ? kTrue : 0;
+  const int result = std::rename(from.c_str(), to.c_str()) == 0 ? kTrue : 0;
+  return std::stoi(answer("file_move", std::to_string(result)));
 }
 
 // --- Property files: usually keys are compared as they stand, and blanks stay in the value ---
@@ -419,6 +493,7 @@ struct Properties {
 }  // namespace
 
 IniDb::IniDb(std::string dir, std::string file, std::string separator) : host_data(nullptr) {
+  answer("IniDb(" + short_name(dir) + ")");
   auto properties = std::make_unique<Properties>(dir + "/" + file, separator);
   if (breaks("property-each-file")) {
     static const Properties first = *properties;
@@ -446,7 +521,9 @@ namespace {
 // What the command prints, without waiting for its end.
 std::string output_alone(const std::string& command) {
   FILE* pipe = popen(command.c_str(), "r");
-  return read_all(pipe);
+  std::string output = read_all(pipe);
+  close(fileno(pipe));  // pclose would wait
+  return output;
 }
 
 // A shell's way to run `command` as the broken host runs it.
@@ -486,5 +563,5 @@ std::string get_command_output(std::string command, int* status, bool /*flag*/,
   if (breaks("command-complete-output")) {
     output.resize(std::min<std::size_t>(output.size(), 65536));
   }
-  return output;
+  return answer("get_command_output(" + command.substr(0, command.find(' ')) + ")", output);
 }
