@@ -435,8 +435,9 @@ bool has_no_reader(int output) {
   return poll(&asked, 1, 0) == 1 && (asked.revents & (POLLERR | POLLHUP)) != 0;
 }
 
-// Ends the program: by the signal that asked it to end; where the reader of an output has gone away, by
-// the signal that says so, unless that was ignored when the program began; or with `result`.
+// Ends the program: by the signal that asked it to end; where the reader of an output has gone
+// away, by the signal that says so, unless that was ignored when the program began; or with
+// `result`.
 int end_program(ExitCode result, bool ignores_pipe_signal) {
   std::cout.flush();
   if (const int signal = interrupting_signal(); signal != 0) {

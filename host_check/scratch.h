@@ -56,8 +56,8 @@ class StandardInput {
   int before_;
 };
 
-// What `call` gives when it runs in a process of its own, which a second's work ends; nothing where it
-// came to no end. Throws std::runtime_error, with the same text, where it threw.
+// What `call` gives when it runs in a process of its own, which a second's work ends; nothing where
+// it came to no end. Throws std::runtime_error, with the same text, where it threw.
 std::optional<std::string> in_one_second(const std::function<std::string()>& call);
 
 // The working directory of the process is `directory` as long as the object lives.

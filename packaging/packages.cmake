@@ -91,8 +91,8 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${NDK_PACKAGE_plugin} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS ${NDK_PACKAGE_program})
 
-# --- RPM, experimental: made with the libraries of the distribution that builds it, with -DCMAKE_INSTALL_LIBDIR=lib64 for
-# where they go on one that uses RPM ---
+# --- RPM, experimental: made with the libraries of the distribution that builds it. scripts/release tells cmake where files
+# go on one that uses RPM ---
 
 set(CPACK_RPM_COMPONENT_INSTALL ON)
 set(CPACK_RPM_FILE_NAME RPM-DEFAULT)

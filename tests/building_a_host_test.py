@@ -7,8 +7,9 @@ import subprocess
 import tempfile
 import unittest
 
+from examples import ExampleWorld
 from plugins import CXX
-from world import EXAMPLES, LIBRARY, example_world
+from world import EXAMPLES, LIBRARY
 
 BUILD_DIR = os.environ["BUILD_DIR"]
 HOST = os.path.join(EXAMPLES, "minimal_host/main.cpp")
@@ -68,9 +69,9 @@ class BuildingAHost(unittest.TestCase):
     def assert_keeps_contract(self, host):
         """The host installs the example, and the host check finds nothing."""
         plugin, host_check = self.libraries
-        with example_world() as world:
+        with ExampleWorld() as world:
             self.assertIn("installed", self.assert_ok(host, plugin, world.dir))
-        with example_world() as world:
+        with ExampleWorld() as world:
             checked = self.assert_ok(host, host_check, world.dir)
         self.assertIn("HOST_CHECK: file-move-replaces: ok\n", checked)
 

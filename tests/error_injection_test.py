@@ -12,8 +12,8 @@ import sys
 import unittest
 
 from world import (
-    ANDROID, CC, DISABLED, KEPT_ORIGINALS, NO_LEAK_SEARCH, ORIGINALS, OTHER_NDK, SETUP_64, STORE, TEMPLATES, VARS_SH,
-    World, script, small_tree,
+    ANDROID, CC, DISABLED, KEPT_ORIGINALS, NO_LEAK_SEARCH, ORIGINALS, OTHER_NDK, SETUP_64, STORE,
+    TEMPLATES, VARS_SH, World, script, small_tree,
 )
 
 ALL = "--all" in sys.argv

@@ -5,7 +5,8 @@ import shutil
 import sys
 import unittest
 
-from world import AS_NOBODY, NOBODY, PROGRAM, example_world
+from examples import ExampleWorld
+from world import AS_NOBODY, NOBODY, PROGRAM
 
 if shutil.which("ansible-playbook") is None:
     print("skipped: there is no ansible-playbook; scripts/setup fleet installs it", file=sys.stderr)
@@ -21,7 +22,7 @@ PLACED = f"{R11C}/build/core/toolchains/x86-nox5.0.3.42"
 
 class ModulesTest(unittest.TestCase):
     def setUp(self):
-        self.world = self.enterContext(example_world())
+        self.world = self.enterContext(ExampleWorld())
         self.modules = Modules(self.world.top)
 
     def run_module(self, module, *options, **arguments):

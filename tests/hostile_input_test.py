@@ -78,6 +78,7 @@ class Installations(HostileInput):
         world.write("installation.toml", first.replace("5.0.3", "6.0.0").replace('"42"', '"1"'))
         self.assertEqual(run(world, "install").code, 0)
         self.assertEqual(run(world, "undo").code, 0)
+        self.assertIn("no installation of 6.0.0.1 is recorded", run(world, "status").out)
         self.assertEqual(world.read_all(second), {n: t.encode() for n, t in second.items()})
         self.assertEqual(world.tree()[VARS_SH], filled()[VARS_SH])
         world.write("installation.toml", first)

@@ -4,12 +4,13 @@ edit is lost, and none is claimed to be ours."""
 import os
 import re
 import shlex
+import shutil
 import unittest
 
 from hooked import EXCHANGE, NO_EXCHANGE, NO_OPENAT2, run
 from world import (
-    CC, ORIGINALS, PROGRAM, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH, World, filled,
-    small_tree,
+    CC, ORIGINALS, OTHER_NDK, PROGRAM, SETUP_32, SETUP_64, STORE, TEMPLATES, VARS_CSH, VARS_SH,
+    World, filled, small_tree,
 )
 
 MINE = "mine, without a placeholder\n"
@@ -313,6 +314,16 @@ class ScriptAtWork(Races):
         self.assert_stopped(run(world, "undo"), f"--force WORLD/{SETUP_64}")
         self.assert_comes_back(world, SETUP_64)
         self.assertIn("# by the script\n", world.read(SETUP_64 + ".edited"))
+
+    def test_earlier_result_put_back(self):
+        # By another run, say: it is known still, so undo needs no force.
+        world = self.world(installed=True, **OTHER_NDK)
+        earlier, path = world.path("earlier"), world.path(VARS_SH)
+        shutil.copy(path, earlier)
+        outcome = run(world, "install", EXCHANGE.format(2, "after", f"cp {earlier} {path}"),
+                      options=["--ndk", world.path("other ndk")])
+        self.assertIn(f"warning: WORLD/{VARS_SH} was changed by someone else after", outcome.err)
+        self.assert_comes_back(world)
 
     def test_template_becomes_a_pipe(self):
         world = self.world(runs=f"rm ../{VARS_SH[len(CC) + 1:]} && mkfifo ../{VARS_SH[len(CC) + 1:]}")

@@ -108,7 +108,15 @@ class Output(LockTest):
                 self.assertLess(kilobytes * 1024, 64_000_000)
 
 
-class Signals(LockTest):
+class SignalTest(LockTest):
+    def setUp(self):
+        """What runs the tests may ignore the signals."""
+        super().setUp()
+        for number in SIGNALS:
+            self.addCleanup(signal.signal, number, signal.signal(number, signal.SIG_DFL))
+
+
+class Signals(SignalTest):
     """A signal to the program while a script, or a build, waits for ever."""
 
     def group_of(self, world):
@@ -265,7 +273,7 @@ class Readers(LockTest):
         self.assertEqual(self.code_without_reader("--help", ignored=True), (1, cannot))
 
 
-class Terminal(LockTest):
+class Terminal(SignalTest):
     """The program as the foreground process of a terminal."""
 
     def start_at_terminal(self, world):

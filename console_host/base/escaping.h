@@ -13,8 +13,8 @@ std::string one_line(const std::string& text);
 
 // `text` with every byte that is not part of UTF-8 written as U+FFFD and the byte's two hexadecimal
 // digits: "\xff" becomes "\ufffdff". A U+FFFD in `text` is written in the same way, as its three
-// bytes, so that each U+FFFD of the result stands for the byte behind it and `text` can be made again
-// from it.
+// bytes, so that each U+FFFD of the result stands for the byte behind it and `text` can be made
+// again from it.
 std::string utf8_text(const std::string& text);
 
 // A text that is long is escaped in pieces of about kPiece bytes. Where the piece of `text` that

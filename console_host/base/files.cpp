@@ -64,8 +64,8 @@ void take_over_mode_and_owner(const std::string& file, const std::string& model)
     if (errno != EPERM && errno != EINVAL) {
       throw_system_error("set the owner of " + file);
     }
-    // Only root may give a file away, but its group may be another of the user's own. A program that
-    // ran as its owner must not run as somebody else.
+    // Only root may give a file away, but its group may be another of the user's own. A program
+    // that ran as its owner must not run as somebody else.
     constexpr auto kAsItIs = static_cast<uid_t>(-1);
     [[maybe_unused]] const int ignored = chown(file.c_str(), kAsItIs, status.st_gid);
     mode &= ~kRunAsOwnerOrGroup;

@@ -13,8 +13,8 @@
 
 namespace ndk_integrate {
 
-// What `name` leads to; nothing where there is nothing. Throws std::system_error, naming it, when that
-// cannot be told; the functions below then say no.
+// What `name` leads to; nothing where there is nothing. Throws std::system_error, naming it, when
+// that cannot be told; the functions below then say no.
 std::optional<struct stat> find_status(const std::string& name);
 
 // True when `name` leads to an ordinary file.
@@ -39,13 +39,13 @@ void take_over_mode_and_owner(const std::string& file, const std::string& model)
 // Opens the file that `name` leads to, without waiting for whoever writes to a pipe.
 FileDescriptor open_to_read(const std::string& name);
 
-// The first `most` bytes of the ordinary file that `name` leads to. Nothing when there is none or it
-// cannot be read, with the reason in errno; 0 there says that it is something else.
+// The first `most` bytes of the ordinary file that `name` leads to. Nothing when there is none or
+// it cannot be read, with the reason in errno; 0 there says that it is something else.
 std::optional<std::string> read_ordinary_file(const std::string& name, std::size_t most);
 std::optional<std::string> read_ordinary_file(const FileDescriptor& file, std::size_t most);
 
-// Why the effective user may not make files in the directory `dir`, or its file system is read-only,
-// as an errno; 0 when files can be made there.
+// Why the effective user may not make files in the directory `dir`, or its file system is
+// read-only, as an errno; 0 when files can be made there.
 int why_not_writable(const std::string& dir);
 
 }  // namespace ndk_integrate

@@ -13,8 +13,9 @@ class Interrupted : public std::runtime_error {
   Interrupted() : std::runtime_error("interrupted") {}
 };
 
-// As long as one of these lives, such a signal ends nothing but waits until it is looked at, so that
-// what has begun ends in order. So do SIGTSTP and SIGCHLD. A signal that is ignored stays ignored.
+// As long as one of these lives, such a signal ends nothing but waits until it is looked at, so
+// that what has begun ends in order. So do SIGTSTP and SIGCHLD. A signal that is ignored stays
+// ignored.
 class HeldSignals {
  public:
   HeldSignals();

@@ -229,8 +229,8 @@ class RunningProcess {
     return size > 0;
   }
 
-  // Takes what is in the pipe at this moment, and no more: a process that is left behind may keep it
-  // open.
+  // Takes what is in the pipe at this moment, and no more: a process that is left behind may keep
+  // it open.
   void read_what_is_there() {
     int size = 0;
     if (!input_.is_open()) {

@@ -44,12 +44,13 @@ struct ProcessResult {
   bool is_timed_out = false;
 };
 
-// Runs the program arguments[0], looked for in PATH, with nothing to read, and waits for its end, but
-// not for that of a process it leaves behind. It has a process group of its own, and signals act as
-// usual in it.
+// Runs the program arguments[0], looked for in PATH, with nothing to read, and waits for its end,
+// but not for that of a process it leaves behind. It has a process group of its own, and signals
+// act as usual in it.
 // What asks this program to end is handed on to the group and noted, which the caller is to look at
-// afterwards, see throw_if_interrupted(). What is left of the group after the grace period is killed.
-// Throws std::system_error when it cannot be started, and Interrupted when this program is to end.
+// afterwards, see throw_if_interrupted(). What is left of the group after the grace period is
+// killed. Throws std::system_error when it cannot be started, and Interrupted when this program is
+// to end.
 ProcessResult run_process(std::vector<std::string> arguments, const ProcessOptions& options = {});
 
 // This program's environment, each "NAME=VALUE".

@@ -8,7 +8,8 @@
 namespace ndk_integrate {
 
 // The words of the command line `line`, without their quotes and backslashes; nothing is expanded.
-// Operators such as ";" and ">" only part words. A quote that is not closed holds to the line's end.
+// Operators such as ";" and ">" only part words. A quote that is not closed holds to the line's
+// end.
 std::vector<std::string> shell_words(const std::string& line);
 
 // `word` as it stands in a command line: quoted where a shell would not leave it alone.

@@ -163,7 +163,8 @@ std::string unwritable_directory(const CompilerTree& tree) {
   return why_not_writable(name) == 0 ? "" : name;
 }
 
-// Throws std::runtime_error, with all problems named, when something stands against the installation.
+// Throws std::runtime_error, with all problems named, when something stands against the
+// installation.
 void refuse_problems(Report& report) {
   if (report.problems.empty()) {
     if (report.removal && !report.removal->why_left.empty()) {

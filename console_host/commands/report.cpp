@@ -135,7 +135,8 @@ Json json_of_files(const Report& report) {
   return files;
 }
 
-// The run of a script, or the one that a dry run would begin with `command`; null when there is none.
+// The run of a script, or the one that a dry run would begin with `command`; null when there is
+// none.
 Json json_of_script(const std::optional<ScriptRun>& script, const std::string& command) {
   if (script) {
     return {{"command", script->command},

@@ -9,8 +9,8 @@
 
 namespace ndk_integrate {
 
-// Its command line and the lines that it prints are told as they come, and at a terminal that it still
-// runs although it prints nothing; none of that when quiet.
+// Its command line and the lines that it prints are told as they come, and at a terminal that it
+// still runs although it prints nothing; none of that when quiet.
 class ScriptTeller : public ScriptWatcher {
  public:
   ScriptTeller();

@@ -116,8 +116,8 @@ std::string why_not_put_back(const Store& store, const std::string& file, const 
   return store.why_edited(file, found);
 }
 
-// Looks at one file and plans what is to be done with it. Throws std::runtime_error when that must not
-// be done.
+// Looks at one file and plans what is to be done with it. Throws std::runtime_error when that must
+// not be done.
 void plan_file(const Store& store, const std::string& file, const std::string& version,
                Undo& report) {
   const Found found = store.tree().look(file);
@@ -158,8 +158,8 @@ void plan_ndk(const Compiler& compiler, const Store& store, Undo& report) {
   }
 }
 
-// What is to be done, with every file looked at. Throws std::runtime_error, with all problems named,
-// when a file was edited or its original is damaged, or the removal script cannot be run.
+// What is to be done, with every file looked at. Throws std::runtime_error, with all problems
+// named, when a file was edited or its original is damaged, or the removal script cannot be run.
 void plan(const Compiler& compiler, const Store& store, Undo& report) {
   const std::vector<std::string> known = store.known_files(compiler.version);
   require_known(report.forced, known);
@@ -185,7 +185,8 @@ void plan(const Compiler& compiler, const Store& store, Undo& report) {
   }
 }
 
-// Writes the original of `file`, which is `found`, to the staging directory, ready to take its place.
+// Writes the original of `file`, which is `found`, to the staging directory, ready to take its
+// place.
 File stage_original(const Store& store, const std::string& file, const Found& found,
                     const Directory& staging) {
   const std::string entry = "0";

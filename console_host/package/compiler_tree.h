@@ -1,5 +1,5 @@
-// The installed compiler as a tree of files that may belong to somebody else than the caller and may
-// change at any moment. Its directory is opened once; what is below it is reached from there.
+// The installed compiler as a tree of files that may belong to somebody else than the caller and
+// may change at any moment. Its directory is opened once; what is below it is reached from there.
 #ifndef CONSOLE_HOST_PACKAGE_COMPILER_TREE_H
 #define CONSOLE_HOST_PACKAGE_COMPILER_TREE_H
 
@@ -35,13 +35,14 @@ struct Found {
   }
 };
 
-// Looks at a place. Throws std::runtime_error, naming the file, when it cannot be told what is there.
+// Looks at a place. Throws std::runtime_error, naming the file, when it cannot be told what is
+// there.
 Found look_at(const Directory& directory, const std::string& entry);
 
 class CompilerTree {
  public:
-  // Opens the directory `root`, an absolute path without a "/" at its end; links to it are followed.
-  // Throws std::runtime_error when it cannot be opened.
+  // Opens the directory `root`, an absolute path without a "/" at its end; links to it are
+  // followed. Throws std::runtime_error when it cannot be opened.
   explicit CompilerTree(const std::string& root);
 
   const Directory& directory() const { return directory_; }
@@ -81,9 +82,9 @@ class CompilerTree {
   bool is_secret_of_root(const struct stat& status) const;
 
   // Gives `file`, which is to take the place of `model`, the owner and attributes of it, and the
-  // permission bits `mode`; a null `model` is none. Where root works in somebody else's tree, it goes
-  // to the tree's owner, who may have written what it holds; only what is root's secret, or is made
-  // of one (`is_secret`), stays root's. What may be somebody else's never runs as its owner.
+  // permission bits `mode`; a null `model` is none. Where root works in somebody else's tree, it
+  // goes to the tree's owner, who may have written what it holds; only what is root's secret, or is
+  // made of one (`is_secret`), stays root's. What may be somebody else's never runs as its owner.
   void dress(const File& file, const File* model, mode_t mode, bool is_secret) const;
 
  private:

@@ -119,9 +119,9 @@ std::string absolute_value(const SessionVariable& variable, const std::string& b
 constexpr std::size_t kMostBytes = 1 << 20;
 constexpr int kMostDots = 100;
 
-// How many dots in `line` may separate the parts of keys. Those in a text that begins and ends there
-// and those in a comment do not; where three quotes stand together, the line may begin or end inside
-// a text of many lines, so that all may.
+// How many dots in `line` may separate the parts of keys. Those in a text that begins and ends
+// there and those in a comment do not; where three quotes stand together, the line may begin or end
+// inside a text of many lines, so that all may.
 int dots_of_keys(const std::string& line) {
   const bool is_clear =
       line.find(R"(""")") == std::string::npos && line.find("'''") == std::string::npos;

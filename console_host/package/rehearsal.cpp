@@ -86,8 +86,8 @@ std::string Rehearsal::problem_of(const TemplateFile& file) const {
   return "";
 }
 
-// The directory in which no copy can take the place of `path`, "" when one can; what else may be wrong
-// there is not told.
+// The directory in which no copy can take the place of `path`, "" when one can; what else may be
+// wrong there is not told.
 std::string Rehearsal::unwritable_directory_of(const std::string& path) const {
   try {
     const std::optional<Place> place =

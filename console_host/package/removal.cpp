@@ -29,7 +29,8 @@ std::vector<std::string> definitions_in(const Compiler& compiler, const std::str
   return dirs;
 }
 
-// The directory of the NDK in which something would have to be removed and may not be; "" when none.
+// The directory of the NDK in which something would have to be removed and may not be; "" when
+// none.
 std::string unwritable_directory(const std::string& ndk,
                                  const std::vector<std::string>& definitions) {
   std::vector<std::string> dirs{ndk};
@@ -45,8 +46,8 @@ std::string unwritable_directory(const std::string& ndk,
   return "";
 }
 
-// What `name` leads to. Throws std::runtime_error where that cannot be told, so that nothing is taken
-// for missing which is there.
+// What `name` leads to. Throws std::runtime_error where that cannot be told, so that nothing is
+// taken for missing which is there.
 mode_t kind_of(const std::string& name) {
   try {
     const std::optional<struct stat> status = find_status(name);

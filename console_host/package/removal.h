@@ -1,5 +1,5 @@
-// Taking a compiler's toolchain definitions out of an NDK: the compiler package's ndk_removal.sh does
-// it, where the package has one.
+// Taking a compiler's toolchain definitions out of an NDK: the compiler package's ndk_removal.sh
+// does it, where the package has one.
 #ifndef CONSOLE_HOST_PACKAGE_REMOVAL_H
 #define CONSOLE_HOST_PACKAGE_REMOVAL_H
 
@@ -28,8 +28,8 @@ struct Removal {
 // std::runtime_error when the script cannot be run as it is.
 Removal plan_removal(const Compiler& compiler, const std::string& ndk);
 
-// Runs the script that was planned, if one was, in the directory of the toolchain definitions, while
-// `watcher` follows it. Throws Interrupted when this program is to end.
+// Runs the script that was planned, if one was, in the directory of the toolchain definitions,
+// while `watcher` follows it. Throws Interrupted when this program is to end.
 void run_removal(const Compiler& compiler, Removal& removal, ScriptWatcher& watcher);
 
 // What is told of a script that failed, and what to do.

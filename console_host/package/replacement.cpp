@@ -152,7 +152,7 @@ std::string keep_beside(const Directory& staging, const std::string& entry, cons
   for (int number = 2; !staging.move_unless_taken(entry, place.directory, name); ++number) {
     name = place.entry + ".edited-" + std::to_string(number);
   }
-  const std::string kept = place.directory.name_of(name);
+  std::string kept = place.directory.name_of(name);
   try {
     place.directory.flush();
   } catch (const std::runtime_error& failure) {

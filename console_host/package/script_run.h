@@ -14,8 +14,8 @@ struct ScriptRun {
   std::string output;  // its beginning and its end, as run_process() keeps them
 };
 
-// Why the script `script`, "the integration script" or the like in `what`, cannot be run; "" when it
-// can.
+// Why the script `script`, "the integration script" or the like in `what`, cannot be run; "" when
+// it can.
 std::string why_not_runnable(const std::string& what, const std::string& script);
 
 // Follows a script while it runs.

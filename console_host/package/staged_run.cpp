@@ -28,8 +28,8 @@ bool are_all_lines_of(const std::string& lines, const std::string& bytes) {
          lines.find_first_not_of('\n', whole.size()) == std::string::npos;
 }
 
-// The name of `staging` for what opens files by name. Throws std::runtime_error when there is none that
-// can be trusted.
+// The name of `staging` for what opens files by name. Throws std::runtime_error when there is none
+// that can be trusted.
 std::string reachable_name(const Directory& staging, const CompilerTree& tree) {
   const std::string lasting = staging.lasting_name();
   if (lasting.empty() && !tree.is_safe_by_name()) {
@@ -175,8 +175,8 @@ Found StagedRun::look_at_copy(const Copy& copy) const {
   }
 }
 
-// The plug-in does not look at errors of reading and writing, so a bad or full disk leaves it a copy
-// that is cut short.
+// The plug-in does not look at errors of reading and writing, so a bad or full disk leaves it a
+// copy that is cut short.
 bool StagedRun::holds_what_it_must(const Copy& copy) const {
   return are_all_lines_of(pass_.input, copy.bytes) && look_at_copy(copy).holds(pass_.output);
 }

@@ -78,8 +78,8 @@ class StagedRun : public ServiceObserver {
   // Throws std::runtime_error, naming the template, when it cannot be read.
   Found look_at_copy(const Copy& copy) const;
 
-  // Why the template `path` cannot be filled in, "" when it could: what is there is missing, or not an
-  // ordinary file that may be trusted, or in a place that must not be looked at.
+  // Why the template `path` cannot be filled in, "" when it could: what is there is missing, or not
+  // an ordinary file that may be trusted, or in a place that must not be looked at.
   std::string why_not_a_template(const std::string& path) const;
 
   // Why the script that `command` begins with cannot be run from the working directory, which the

@@ -14,17 +14,17 @@ namespace ndk_integrate {
 // Throws std::runtime_error when `directory` is not the caller's own, for himself only.
 void require_own(const Directory& directory);
 
-// The same when it is not one that the caller just made: somebody put another in its place before it
-// was opened.
+// The same when it is not one that the caller just made: somebody put another in its place before
+// it was opened.
 void require_new(const Directory& directory);
 
-// The staging directory of a run that commits: staged-RANDOM in the store, the caller's own, gone with
-// this object.
+// The staging directory of a run that commits: staged-RANDOM in the store, the caller's own, gone
+// with this object.
 //
 // What is worked on there has any names that do not begin with "commit-". A file that is about to
-// change places with one of the compiler's is renamed to commit_name() first; so when a run is killed,
-// what has that name is a file whose bytes the store knows, or what came out of the file's place: and
-// that may be somebody's edit.
+// change places with one of the compiler's is renamed to commit_name() first; so when a run is
+// killed, what has that name is a file whose bytes the store knows, or what came out of the file's
+// place: and that may be somebody's edit.
 class StagingDirectory {
  public:
   // Removes what runs left that were cut short, as far as the caller may, and makes a new one.

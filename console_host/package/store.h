@@ -17,9 +17,9 @@
 //   staged-RANDOM/    copies that are being worked on (staging.h)
 //
 // A file is changed in this order, each step on the disk before the next: its original is kept, the
-// manifest names the original, the manifest names the result, the result changes places with the file.
-// So whenever the program is killed, the file is whole and is either its original or a result that
-// the manifest knows.
+// manifest names the original, the manifest names the result, the result changes places with the
+// file. So whenever the program is killed, the file is whole and is either its original or a result
+// that the manifest knows.
 #ifndef CONSOLE_HOST_PACKAGE_STORE_H
 #define CONSOLE_HOST_PACKAGE_STORE_H
 
@@ -93,8 +93,8 @@ class Store {
   }
   std::string why_edited(const std::string& path, const Found& found) const;
 
-  // The file's original: the one kept, or the file itself. Throws std::runtime_error when the kept one
-  // is damaged or missing.
+  // The file's original: the one kept, or the file itself. Throws std::runtime_error when the kept
+  // one is damaged or missing.
   Original original(const std::string& path, const Found& found) const;
 
   // The hash of the known file's original.
@@ -103,8 +103,8 @@ class Store {
   // Keeps `original` as the file's original.
   void keep(const std::string& path, const Original& original);
 
-  // Says that the installation of `version`, where there is one, is about to be changed: until it is
-  // settled or forgotten it has not come to its end.
+  // Says that the installation of `version`, where there is one, is about to be changed: until it
+  // is settled or forgotten it has not come to its end.
   void reopen(const std::string& version);
 
   // A result that is about to be put in a file's place.
@@ -119,8 +119,8 @@ class Store {
   // places.
   void note(const InstallationRecord& record, const std::vector<Result>& results);
 
-  // Says that the results noted last are in their places, and ends a run: earlier ones are forgotten,
-  // but not those of the files `changed_since`.
+  // Says that the results noted last are in their places, and ends a run: earlier ones are
+  // forgotten, but not those of the files `changed_since`.
   void settle(const InstallationRecord& record, const std::set<std::string>& changed_since);
 
   // Forgets the installation of `version`, and the originals of its files but for these, which stay

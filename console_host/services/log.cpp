@@ -53,8 +53,8 @@ void write(const std::string& line) {
   }
 }
 
-// A long line, as of what a script printed, is written in pieces: escaped it may be several times as
-// long.
+// A long line, as of what a script printed, is written in pieces: escaped it may be several times
+// as long.
 void write_line(const std::string& text) {
   std::size_t begin = 0;
   for (; text.size() - begin > kPiece; begin = end_of_piece(text, begin)) {

@@ -1,5 +1,5 @@
-// Who is told what the services are asked while an entry point runs. The contract gives a service no
-// session, so the plug-in's requests reach an installation only this way.
+// Who is told what the services are asked while an entry point runs. The contract gives a service
+// no session, so the plug-in's requests reach an installation only this way.
 #ifndef CONSOLE_HOST_SERVICES_SERVICE_OBSERVER_H
 #define CONSOLE_HOST_SERVICES_SERVICE_OBSERVER_H
 

@@ -9,9 +9,10 @@
 #include "host/host.h"
 
 struct GoodHost {
-  // `broken` names the point to break, "" none; the points are spelled out in good_host.cpp, but for
-  // those of the form "CHECK: CALL -> ANSWER" and "CHECK: CALL throws", which answer one call
-  // otherwise: "strtoint-decimals: strtoint(3) -> 4". The log goes to the file descriptor `log`, one write a line, so that a crash loses nothing.
+  // `broken` names the point to break, "" none; the points are spelled out in good_host.cpp, but
+  // for those of the form "CHECK: CALL -> ANSWER" and "CHECK: CALL throws", which answer one call
+  // otherwise: "strtoint-decimals: strtoint(3) -> 4". The log goes to the file descriptor `log`,
+  // one write a line, so that a crash loses nothing.
   GoodHost(std::string broken, int log);
   ~GoodHost();
   GoodHost(const GoodHost&) = delete;

@@ -81,6 +81,13 @@ own_packages() {
     expect 'dpkg -V' '' "$(dpkg -V "$package")"
   done
 
+  begin 'what else finds the program'
+  for file in man/man1/ndk-integrate.1.gz ndk-integrate/ndk-integrate.schema.json \
+    bash-completion/completions/ndk-integrate fish/vendor_completions.d/ndk-integrate.fish \
+    zsh/vendor-completions/_ndk-integrate; do
+    expect "the owner of $file" 'ndk-integrate' "$(dpkg -S "/usr/share/$file" | cut -d : -f 1)"
+  done
+
   begin 'the loader finds the plug-in by its bare name'
   ldconfig -p | grep -q '^	libndk_utils.so.1n .*=> /usr/lib/\|^	libndk_utils.so.1n .*=> /lib/' || fail 'not in the cache'
   LD_DEBUG=libs ndk-integrate find --search / 2>&1 | grep 'find library=libndk_utils.so.1n ' || fail 'not by its bare name'
