@@ -9,7 +9,7 @@ from examples import ExampleWorld
 from world import AS_NOBODY, NOBODY, PROGRAM
 
 if shutil.which("ansible-playbook") is None:
-    print("skipped: there is no ansible-playbook; scripts/setup fleet installs it", file=sys.stderr)
+    print("skipped: there is no ansible-playbook; scripts/test-fleet makes a place that has one", file=sys.stderr)
     sys.exit(77)
 
 from ansible_modules import OF_ANSIBLE, Modules, documented, modules, undocumented  # noqa: E402
