@@ -160,6 +160,7 @@ TEST(ReplaceAllSubstrings, Forms) {
       {"<NDK_DIR>:<NDK_DIR>", "<NDK_DIR>", "", ":"},
       {"a<NDK_DIR>b", "<NDK_DIR>", "<NDK_DIR>", "a<NDK_DIR>b"},
       {"aXbX", "X", "XX", "aXXbXX"},
+      {"XX", "X", "y", "yy"},
       {"aaa", "aa", "b", "ba"},
       {"abab", "aba", "x", "xb"},
       {"ab", "abc", "x", "ab"},
