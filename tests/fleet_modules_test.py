@@ -132,6 +132,19 @@ class Integration(ModulesTest):
             done = self.integration(set={"NDK_INTEGRATION_ENABLED": "no"})
             self.assert_returned(done, changed=changed, outcome="disabled", failed=False)
 
+    def test_values_of_set(self):
+        """YAML makes a true of a yes without quotes; and a $ is not the target's."""
+        for value, outcome in ((True, "integrated"), (False, "disabled")):
+            done = self.integration("--check", set={"NDK_INTEGRATION_ENABLED": value})
+            self.assert_returned(done, outcome=outcome)
+        done = self.integration(set={"NDK_DEFAULT_SEARCH_PATH_LINUX": ["/no/$HOME", "/~"]})
+        self.assertEqual([each["path"] for each in done["candidates"]], ["/no/$HOME", "/~"])
+
+    def test_ndk_with_a_slash_at_its_end(self):
+        self.integration()
+        for options in ([], ["--check"]):
+            self.assert_idle(*options, ndk=self.world.path(R11C) + "/")
+
     def test_edited_template(self):
         self.integration()
         self.world.append(SETUP, "# by hand\n")
