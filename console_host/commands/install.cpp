@@ -155,12 +155,14 @@ void refuse_missing_compiler(const Compiler& compiler) {
 // The directory in which originals could not be kept; "" when they can be.
 std::string unwritable_directory(const CompilerTree& tree) {
   const Directory& root = tree.directory();
-  const std::optional<struct stat> kept = root.status_of(Store::kDirectory);
-  if (!kept || !S_ISDIR(kept->st_mode)) {
-    return root.why_not_writable() == 0 ? "" : root.name();
-  }
   const std::string name = root.name_of(Store::kDirectory);
-  return why_not_writable(name) == 0 ? "" : name;
+  const std::optional<struct stat> kept = root.status_of(Store::kDirectory);
+  const int why_not = kept && S_ISDIR(kept->st_mode) ? why_not_writable(name) : ENOENT;
+  if (why_not != ENOENT) {
+    return why_not == 0 ? "" : name;
+  }
+  // It is still to be made, or an undo has just removed it.
+  return root.why_not_writable() == 0 ? "" : root.name();
 }
 
 // Throws std::runtime_error, with all problems named, when something stands against the
