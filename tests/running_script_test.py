@@ -175,8 +175,9 @@ class Signals(SignalTest):
         process = self.start(world, "undo")
         group = self.group_of(world)
         process.send_signal(signal.SIGINT)
-        code, _, err = self.end_of(world, process)
+        code, out, err = self.end_of(world, process)
         self.assertEqual((code, err), (-signal.SIGINT, INTERRUPTED))
+        self.assertTrue(out.endswith("\nscript exit status: 130\n"), out)  # nothing is put back
         self.assert_group_has_ended(group)
         self.assertEqual(world.tree(), before)
 
