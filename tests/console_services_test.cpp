@@ -160,6 +160,7 @@ TEST(ReplaceAllSubstrings, Forms) {
       {"<NDK_DIR>:<NDK_DIR>", "<NDK_DIR>", "", ":"},
       {"a<NDK_DIR>b", "<NDK_DIR>", "<NDK_DIR>", "a<NDK_DIR>b"},
       {"aXbX", "X", "XX", "aXXbXX"},
+      {"XX", "X", "y", "yy"},
       {"aaa", "aa", "b", "ba"},
       {"abab", "aba", "x", "xb"},
       {"ab", "abc", "x", "ab"},
@@ -607,6 +608,31 @@ TEST(OneLine, EveryByte) {
     EXPECT_EQ(line[0], control ? '\\' : static_cast<char>(code)) << code;
   }
   EXPECT_EQ(one_line(bytes("\0\t\n\r\x1b\x7f")), "\\x00\\t\\n\\r\\x1b\\x7f");
+}
+
+TEST(OneLine, ControlCharactersBeyondAscii) {
+  EXPECT_EQ(one_line("\xc2\x80|\xc2\x9f|\xc2\xa0|\xc3\x80"),
+            "\\xc2\\x80|\\xc2\\x9f|\xc2\xa0|\xc3\x80");
+}
+
+// What is no character of UTF-8 stands as U+FFFD and two digits, byte by byte.
+TEST(Utf8Text, FirstAndLastOfEachKind) {
+  const std::string odd = "\xef\xbf\xbd";
+  for (const char* text : {"\x7f", "\xc2\x80", "\xdf\xbf", "\xe0\xa0\x80", "\xed\x9f\xbf",
+                           "\xee\x80\x80", "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf"}) {
+    EXPECT_EQ(utf8_text(text), text);
+  }
+  for (const auto& [text, told] : {
+           std::pair("\x80", odd + "80"),
+           std::pair("\xc1\xbf", odd + "c1" + odd + "bf"),
+           std::pair("\xe0\x9f\xbf", odd + "e0" + odd + "9f" + odd + "bf"),
+           std::pair("\xed\xa0\x80", odd + "ed" + odd + "a0" + odd + "80"),
+           std::pair("\xf0\x8f\xbf\xbf", odd + "f0" + odd + "8f" + odd + "bf" + odd + "bf"),
+           std::pair("\xf4\x90\x80\x80", odd + "f4" + odd + "90" + odd + "80" + odd + "80"),
+           std::pair("\xf5", odd + "f5"),
+       }) {
+    EXPECT_EQ(utf8_text(text), told);
+  }
 }
 
 // --- session variables and components ---

@@ -111,6 +111,8 @@ class Origin(AnswersTest):
         for variables, warnings in [
             ({"ANDROID_NDK_HOME": "a", "NDK_ROOT": "b"},
              [differ + "ANDROID_NDK_HOME is WORLD/a, NDK_ROOT is WORLD/b"]),
+            ({"ANDROID_NDK_HOME": "a", "ANDROID_NDK_ROOT": "b", "NDK_ROOT": "a"},
+             [differ + "ANDROID_NDK_HOME is WORLD/a, ANDROID_NDK_ROOT is WORLD/b, NDK_ROOT is WORLD/a"]),
             ({"ANDROID_NDK_HOME": "a", "ANDROID_NDK_LATEST_HOME": "b"}, []),
             ({"ANDROID_NDK_HOME": "a", "ANDROID_NDK_ROOT": "c"}, []),
             ({"ANDROID_NDK_HOME": "a", "ANDROID_NDK_ROOT": "gone"}, []),

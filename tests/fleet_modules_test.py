@@ -1,6 +1,7 @@
 """The collection's modules, run by Ansible on this machine with the real program."""
 
 import os
+import runpy
 import shutil
 import sys
 import unittest
@@ -12,7 +13,7 @@ if shutil.which("ansible-playbook") is None:
     print("skipped: there is no ansible-playbook; scripts/test-fleet makes a place that has one", file=sys.stderr)
     sys.exit(77)
 
-from ansible_modules import OF_ANSIBLE, Modules, documented, modules, undocumented  # noqa: E402
+from ansible_modules import FLEET, OF_ANSIBLE, Modules, documented, modules, undocumented  # noqa: E402
 
 CC = "package/compiler"
 SETUP = f"{CC}/android/x86-nox5.0.3.42/setup.mk"
@@ -132,6 +133,19 @@ class Integration(ModulesTest):
             done = self.integration(set={"NDK_INTEGRATION_ENABLED": "no"})
             self.assert_returned(done, changed=changed, outcome="disabled", failed=False)
 
+    def test_values_of_set(self):
+        """YAML makes a true of a yes without quotes; and a $ is not the target's."""
+        for value, outcome in ((True, "integrated"), (False, "disabled")):
+            done = self.integration("--check", set={"NDK_INTEGRATION_ENABLED": value})
+            self.assert_returned(done, outcome=outcome)
+        done = self.integration(set={"NDK_DEFAULT_SEARCH_PATH_LINUX": ["/no/$HOME", "/~"]})
+        self.assertEqual([each["path"] for each in done["candidates"]], ["/no/$HOME", "/~"])
+
+    def test_ndk_with_a_slash_at_its_end(self):
+        self.integration()
+        for options in ([], ["--check"]):
+            self.assert_idle(*options, ndk=self.world.path(R11C) + "/")
+
     def test_edited_template(self):
         self.integration()
         self.world.append(SETUP, "# by hand\n")
@@ -240,6 +254,22 @@ class Facts(ModulesTest):
                 before=AS_NOBODY,
             )
             self.assertEqual(found["candidates"][0]["reason"], reason)
+
+
+class Report(unittest.TestCase):
+    def test_reason(self):
+        path = os.path.join(FLEET, "plugins", "callback", "report.py")
+        reason = runpy.run_path(path)["reason"]
+        command = {"msg": "non-zero return code", "stderr": "E: no such package", "failed": True}
+        copied, lost = {"changed": True}, {"msg": "no such file", "stderr": "", "failed": True}
+        for told, why in (
+            (lost, "no such file"),
+            (command, "E: no such package"),
+            ({"msg": "One or more items failed", "results": [copied, lost, command]},
+             "no such file; E: no such package"),
+            ({}, "no message"),
+        ):
+            self.assertEqual(reason(told), why)
 
 
 class Documentation(unittest.TestCase):

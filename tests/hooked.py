@@ -2,7 +2,7 @@
 
 import os
 
-from world import PROGRAM
+from world import NO_LEAK_SEARCH, PROGRAM
 
 HOOK = os.environ.get("CALL_HOOK_LIBRARY", "")
 
@@ -14,7 +14,10 @@ def run(world, command, *hooks, strace=(), options=(), before=(), program=PROGRA
     hooked = ["env", f"LD_PRELOAD={preload}", "CALL_HOOK=" + "\n".join(hooks)] if hooks else []
     traced = ["strace", "-f", "-qqq", "-o", "/dev/null", *strace] if strace else []
     file = world.path("installation.toml")
-    return world.run(command, file, *options, program=program, before=[*before, *traced, *hooked])
+    return world.run(
+        command, file, *options, program=program, before=[*before, *traced, *hooked],
+        env=NO_LEAK_SEARCH if strace else {},
+    )
 
 
 EXCHANGE = "renameat2 {} {} {}"  # the exchanges of files

@@ -68,6 +68,9 @@ class Installations(HostileInput):
         dots = "." * 5000
         world = self.world(toml=f"# {dots}\n" + installation(NDK_PATH=f'"ndk"  # {dots}'))
         self.assertEqual(run(world, "install").code, 0)
+        # A quote that is escaped does not end a text.
+        world = self.world(toml=installation(NDK_SUPPORTED_VERSIONS=f'"r11c;\\"{dots}"'))
+        self.assertEqual(run(world, "install").code, 0)
 
     def test_two_versions(self):
         # Each installation knows its own files.

@@ -5,6 +5,7 @@ import re
 import shutil
 import subprocess
 import unittest
+from pathlib import Path
 
 from world import EXAMPLES, PROGRAM, ROOT, World
 
@@ -23,6 +24,14 @@ class PackagingGuide(unittest.TestCase):
         with open(GUIDE, encoding="utf-8") as file:
             (makefile,) = re.findall("```make\n(.*?)```", file.read(), re.DOTALL)
         self.world.write("Makefile", makefile)
+
+    def next_version(self):
+        """Makes the archive that of 5.0.4.43, whose definitions have other names."""
+        for path in sorted(Path(self.world.path("compiler")).rglob("*3.42")):
+            path.rename(str(path).replace("3.42", "4.43"))
+        for file in ("compiler/android/toolchain_definitions.sh", "installation.toml"):
+            text = self.world.read(file).replace("5.0.3", "5.0.4")
+            self.world.write(file, text.replace(".42", ".43").replace('"42"', '"43"'))
 
     def make(self, goal):
         path = os.path.dirname(PROGRAM) + os.pathsep + os.environ["PATH"]
@@ -46,6 +55,18 @@ class PackagingGuide(unittest.TestCase):
         self.make("uninstall")
         os.rmdir(self.world.path("opt"))
         self.assertEqual(self.world.snapshot(), before)
+
+    def test_over_an_older_version(self):
+        toolchains = self.world.path("ndk/android-ndk-r11c/build/core/toolchains")
+        before = sorted(os.listdir(toolchains))
+        self.make("install")
+        self.next_version()
+        self.make("install")
+        new = ["x86-nox5.0.4.43", "x86_64-nox5.0.4.43"]
+        self.assertEqual(sorted(os.listdir(toolchains)), sorted(before + new))
+        self.assertEqual(list(Path(self.world.path("opt/nox")).rglob("*3.42")), [])
+        self.make("uninstall")
+        self.assertEqual(sorted(os.listdir(toolchains)), before)
 
     def test_licence(self):
         """The packages say what the README says."""

@@ -95,6 +95,14 @@ class ThrowingPlugin(EndToEndTest):
         self.assert_told(report, lines, in_json, kept=True)
 
 
+class PluginWithoutVerdict(EndToEndTest):
+    def test_check(self):
+        world = self.small_world()
+        outcome = world.run("check", world.path("ndk"), "--plugin", fake_plugin(world))
+        err = f"{NOT_DONE}the plug-in gave no verdict on WORLD/ndk\n"
+        self.assert_outcome(outcome, code=1, err=err, kept=True)
+
+
 class Places(EndToEndTest):
     """Where the plug-in is looked for without --plugin."""
 

@@ -13,7 +13,7 @@ import unittest
 
 from lock_test import BLOCKING_SCRIPT, LockTest
 from messages import Install, command, not_done, said, script_failed
-from strace import needs_plain_program
+from strace import needs_no_sanitizer, needs_plain_program
 from world import ANDROID, PROGRAM, SETUP_32, SETUP_64, STORE, filled, script
 
 INTERRUPTED = not_done("interrupted")
@@ -89,7 +89,7 @@ class Output(LockTest):
                     self.assertIn(b"Output: '" + escaped + b"'\n", world.bytes("log"))
 
     @needs_plain_program
-    @unittest.skipIf("ASAN_OPTIONS" in os.environ, "a sanitizer takes memory of its own")
+    @needs_no_sanitizer
     def test_memory(self):
         for size, text, *options in [
             (200_000_000, "yes 'a line of text'"),

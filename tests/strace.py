@@ -23,6 +23,9 @@ needs_strace = unittest.skipIf(WHY_NOT, WHY_NOT)
 needs_plain_program = unittest.skipIf(
     "GCOV_ERROR_FILE" in os.environ, "a program that counts its lines writes files, and is slow"
 )
+needs_no_sanitizer = unittest.skipIf(
+    "sanitize" in os.environ.get("BUILD_FLAGS", ""), "a sanitizer takes memory, and needs /proc"
+)
 
 OPEN_TO_WRITE = re.compile(r"O_(WRONLY|RDWR|CREAT|TRUNC|TMPFILE)")
 CHANGING_CALLS = re.compile(

@@ -181,5 +181,15 @@ class CommandLine(EndToEndTest):
         self.assert_told(report, *told, kept=True)
 
 
+class Force(EndToEndTest):
+    def test_file_that_is_not_known(self):
+        world = self.installed_world()
+        for file in ["nowhere", SETUP_64 + ".edited"]:
+            outcome = world.undo("--force", world.path(file))
+            what = "this is not a file that an installation changed, as undo names them"
+            err = said(f"--force WORLD/{file}: {what}")
+            self.assert_outcome(outcome, code=2, err=err, kept=True)
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -129,8 +129,7 @@ class CallbackModule(CallbackBase):
             machine.ndk = told.get("ndk")
             machine.release = told.get("release")
         machine.is_verified = False
-        message = told.get("msg") or told.get("stderr") or "no message"
-        machine.tell("failed", "{0}: {1}".format(result._task.name, message))
+        machine.tell("failed", "{0}: {1}".format(result._task.name, reason(told)))
 
     def v2_runner_on_unreachable(self, result):
         machine = self._machine(result)
@@ -160,6 +159,13 @@ class CallbackModule(CallbackBase):
 
 def is_of(module, result):
     return result._task.action.split(".")[-1] == module
+
+
+def reason(told):
+    """Why a step failed. Of a loop Ansible itself says only that an item failed, and of a command
+    that its exit code is not 0."""
+    failed = [reason(each) for each in told.get("results") or [] if each.get("failed")]
+    return "; ".join(failed) or told.get("stderr") or told.get("msg") or "no message"
 
 
 def table(rows):

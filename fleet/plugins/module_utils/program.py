@@ -29,8 +29,11 @@ def ask(module, command, *options):
     """Runs `ndk-integrate command options --json`. Ends the module where the program cannot be run,
     does not understand the options or the installation file, or cannot load its plug-in."""
     program = module.get_bin_path(module.params["executable"], required=True)
+    # What is told is told as it is: a $ in a value is no variable of the target's.
     code, output, complaints = module.run_command(
-        [program, command, *options, "--json"], environ_update={"LC_ALL": "C"}
+        [program, command, *options, "--json"],
+        environ_update={"LC_ALL": "C"},
+        expand_user_and_vars=False,
     )
     told = json_object(output)
     complaint = complaints.strip().replace("ndk-integrate: ", "")

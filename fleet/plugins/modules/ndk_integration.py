@@ -29,6 +29,7 @@ options:
     description:
       - Session variables that override those of the file, by their names.
       - A list becomes a text with C(;) between its items.
+      - True and false, which YAML makes of a C(yes) and a C(no) without quotes, become C(yes) and C(no) again.
     type: dict
     default: {}
   state:
@@ -271,9 +272,14 @@ def settings(module):
     """The options for C(set)."""
     options = []
     for name, value in sorted(module.params["set"].items()):
-        text = ";".join(str(item) for item in value) if isinstance(value, list) else str(value)
-        options += ["--set", name + "=" + text]
+        options += ["--set", name + "=" + text_of(value)]
     return options
+
+
+def text_of(value):
+    if isinstance(value, bool):
+        return "yes" if value else "no"
+    return ";".join(str(item) for item in value) if isinstance(value, list) else str(value)
 
 
 def ndk_option(module):
@@ -341,7 +347,9 @@ def stands_as_planned(stands, plan):
         return False
     if plan.get("outcome") == "disabled":
         return ndk is None
-    return ndk == plan.get("ndk") and all(result == "placed" for _name, result in placed)
+    # The plan names the NDK as it was told, the record without a slash at the end.
+    is_there = ndk is not None and ndk == (plan.get("ndk") or "").rstrip("/")
+    return is_there and all(result == "placed" for _name, result in placed)
 
 
 def results_of_install(answer):
