@@ -28,6 +28,7 @@ CASES = [
     ("find --pr", {"--project", "--prerelease"}),
     *((f"{command} ", TOMLS) for command in ["install", "undo", "-q status", "verify"]),
     *((f"{command} a.toml ", set()) for command in ["install", "undo"]),
+    ("install -v --json ", TOMLS), ("find --log note.txt --al", {"--all"}),
     ("check ", DIRS), ("release ", set()), ("find ", set()), ("check-host ", set()),
     *((f"{options} ", FILES)
       for options in ["--log", "find --plugin", "find --lock", "find --locked",

@@ -167,6 +167,17 @@ class Signals(SignalTest):
         self.assertEqual((code, err), (-signal.SIGTERM, INTERRUPTED))
         self.assertIn("\nscript printed: tidied up\n", out)
 
+    def test_reader_that_takes_nothing(self):
+        world = self.blocked_world("yes | head -c 60000\n" + BLOCKING_SCRIPT)
+        process = self.start(world)
+        group = self.group_of(world)
+        process.terminate()
+        self.wait_for_lock(world)
+        self.assert_group_has_ended(group)
+        code, out, err = self.end_of(world, process)
+        self.assertEqual((code, err), (-signal.SIGTERM, INTERRUPTED))
+        self.assertIn("\nscript printed: y\nfilled in: ", out)
+
     def test_during_removal(self):
         world = self.blocked_world("echo done")
         world.write(ANDROID + "/ndk_removal.sh", script(BLOCKING_SCRIPT))
@@ -175,8 +186,9 @@ class Signals(SignalTest):
         process = self.start(world, "undo")
         group = self.group_of(world)
         process.send_signal(signal.SIGINT)
-        code, _, err = self.end_of(world, process)
+        code, out, err = self.end_of(world, process)
         self.assertEqual((code, err), (-signal.SIGINT, INTERRUPTED))
+        self.assertTrue(out.endswith("\nscript exit status: 130\n"), out)  # nothing is put back
         self.assert_group_has_ended(group)
         self.assertEqual(world.tree(), before)
 

@@ -1,5 +1,6 @@
 #include "console_host/base/interruption.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <ctime>
@@ -67,6 +68,14 @@ void note_interruption(int signal) {
 }
 
 int interrupting_signal() { return noted_signal; }
+
+bool is_asked_to_end() {
+  sigset_t waiting;
+  sigpending(&waiting);
+  return noted_signal != 0 ||
+         std::any_of(kEndingSignals.begin(), kEndingSignals.end(),
+                     [&](int signal) { return sigismember(&waiting, signal) == 1; });
+}
 
 void throw_if_interrupted() {
   note_waiting_signal();

@@ -37,6 +37,9 @@ void note_interruption(int signal);
 // The signal that was noted first; 0 when none was.
 int interrupting_signal();
 
+// True when a signal asked the program to end, also when it is held and was not looked at yet.
+bool is_asked_to_end();
+
 // Throws Interrupted when a signal asked the program to end, among them those that are held now.
 void throw_if_interrupted();
 

@@ -1,10 +1,14 @@
 #include "console_host/commands/script_teller.h"
 
+#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
 #include <iostream>
 
 #include "console_host/base/escaping.h"
+#include "console_host/base/interruption.h"
 #include "console_host/commands/output.h"
 
 namespace ndk_integrate {
@@ -15,6 +19,36 @@ constexpr const char* kPrinted = "script printed: ";
 constexpr std::size_t kLongestLine = 65536;  // a longer one is told in pieces
 
 std::string told(const std::string& line) { return kPrinted + one_line(line) + "\n"; }
+
+// True when standard output takes something at once, or fails at once, within a moment.
+bool is_output_ready() {
+  constexpr int kMoment = 100;  // milliseconds
+  pollfd asked{STDOUT_FILENO, POLLOUT, 0};
+  return poll(&asked, 1, kMoment) != 0;
+}
+
+// Where the piece of `text` ends that begins at `begin` and that a pipe takes which takes anything;
+// at the end of a line, if one ends there.
+std::size_t end_of_lines(const std::string& text, std::size_t begin) {
+  const std::size_t most = begin + PIPE_BUF;
+  const std::size_t end = most < text.size() ? text.rfind('\n', most - 1) : std::string::npos;
+  return end == std::string::npos || end < begin ? std::min(most, text.size()) : end + 1;
+}
+
+// Prints `text`. What asks the program to end does not wait for a reader that takes nothing: the
+// rest of the text is then left out.
+void print_while_it_is_taken(const std::string& text) {
+  for (std::size_t begin = 0; begin < text.size();) {
+    while (!is_output_ready()) {
+      if (is_asked_to_end()) {
+        return;
+      }
+    }
+    const std::size_t end = end_of_lines(text, begin);
+    print(text.substr(begin, end - begin));
+    begin = end;
+  }
+}
 
 }  // namespace
 
@@ -37,7 +71,7 @@ void ScriptTeller::printed(std::string_view text) {
       line_ += c;
     }
   }
-  print(lines);
+  print_while_it_is_taken(lines);
 }
 
 void ScriptTeller::is_silent(std::chrono::milliseconds time) {
@@ -54,7 +88,7 @@ void ScriptTeller::is_silent(std::chrono::milliseconds time) {
 void ScriptTeller::ended() {
   end_notice();
   if (!line_.empty()) {
-    print(told(line_));
+    print_while_it_is_taken(told(line_));
     line_.clear();
   }
 }

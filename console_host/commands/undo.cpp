@@ -244,11 +244,9 @@ void look_once_more(const Store& store, const std::vector<UndoneFile>& files) {
 }
 
 // The report tells of the files that were put back, also when it does not come to the last one.
-void put_back_all(Store& store, const std::string& version, const StagingDirectory& staging,
-                  Undo& report) {
+void put_back_all(Store& store, const std::string& version, const std::vector<UndoneFile>& planned,
+                  const StagingDirectory& staging, Undo& report) {
   std::set<std::string> gone;
-  const std::vector<UndoneFile> planned = std::exchange(report.files, {});
-  report.changed = false;
   for (const UndoneFile& file : planned) {
     if (file.result == UndoneFile::Result::kRestored) {
       put_back(store, file, staging.directory(), report);
@@ -275,12 +273,14 @@ void undo_installation(const Plugin& plugin, Session& session, const Compiler& c
   if (report.files.empty()) {
     return;
   }
+  const std::vector<UndoneFile> planned = std::exchange(report.files, {});
+  report.changed = false;  // nothing is put back yet
   if (report.removal) {
     ScriptTeller teller;
     run_removal(compiler, *report.removal, teller);
   }
   plugin.unintegrate_ndk(session.handle());
-  put_back_all(store, compiler.version, staging, report);
+  put_back_all(store, compiler.version, planned, staging, report);
 }
 
 // How many of the files are the originals again.

@@ -85,9 +85,13 @@ std::vector<std::string> names_of_commands(const CLI::App& app) {
   return names;
 }
 
-// What is wrong with an argument that nothing takes.
-std::string not_expected(const CLI::App& app, const std::string& argument) {
+// What is wrong with `extras`, the arguments that nothing takes.
+std::string not_expected(const CLI::App& app, const std::vector<std::string>& extras) {
   const std::vector<CLI::App*> commands = app.get_subcommands();
+  const std::string& argument = extras.front();
+  if (argument == "--" && !commands.empty() && extras.size() > 1) {
+    return "unexpected argument '" + extras[1] + "'";  // behind "--" nothing is an option
+  }
   if (argument.size() > 1 && argument[0] == '-') {
     const std::string name = argument.substr(0, argument.find('='));
     const CLI::App& command = commands.empty() ? app : *commands.front();
@@ -102,9 +106,14 @@ std::string not_expected(const CLI::App& app, const std::string& argument) {
 // `text` with the words of the command-line library in those that the help uses.
 std::string in_our_words(std::string text) {
   constexpr const char* kMissingValue = ": 1 required TEXT missing";
+  constexpr const char* kNotForFlag = "Could not convert: ";
   constexpr const char* kTwice = ": At Most 1 required but received ";
   if (const std::size_t end = text.find(kMissingValue); end != std::string::npos) {
     return text.substr(0, end) + " needs a value";
+  }
+  if (text.rfind(kNotForFlag, 0) == 0) {
+    const std::size_t begin = std::string(kNotForFlag).size();
+    return text.substr(begin, text.find(" = ", begin) - begin) + " takes no value";
   }
   if (const std::size_t end = text.find(kTwice); end != std::string::npos) {
     return text.substr(0, end) + " may be given only once";
@@ -157,9 +166,12 @@ std::string HelpFormatter::make_help(const CLI::App* app, std::string name,
 
 std::string usage_problem(const CLI::App& app, const CLI::ParseError& parse_error) {
   const std::vector<CLI::App*> commands = app.get_subcommands();
-  const std::vector<std::string> extras = app.remaining(true);
+  std::vector<std::string> extras = app.remaining(true);
+  if (!commands.empty() && extras == std::vector<std::string>{"--"}) {
+    extras.clear();  // that is well; what should stand behind it is missing
+  }
   const std::string what =
-      extras.empty() ? in_our_words(parse_error.what()) : not_expected(app, extras.front());
+      extras.empty() ? in_our_words(parse_error.what()) : not_expected(app, extras);
   return what + "; see ndk-integrate " +
          (commands.empty() ? "" : commands.front()->get_name() + " ") + "--help";
 }

@@ -6,7 +6,7 @@ function __ndk_integrate
 end
 
 function __ndk_integrate_tomls
-    string match -q '*.toml' (commandline -opc); and return
+    string match -q -- '*.toml' (commandline -opc); and return
     __fish_complete_suffix .toml | string match -er '^[^\t]*(?:\.toml|/)(?:\t|$)'
 end
 
