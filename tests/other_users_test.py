@@ -9,7 +9,7 @@ import stat
 import unittest
 
 from hooked import EXCHANGE, run
-from strace import needs_no_sanitizer
+from strace import needs_usual_build
 from world import (
     AS_NOBODY, CC, KEPT_ORIGINALS, LIBRARY, MANIFEST, NOBODY, ORIGINALS, SETUP_64, STORE, VARS_CSH, VARS_SH,
     World, filled, small_tree,
@@ -317,7 +317,7 @@ class Strangers(UsersTree):
             outcome = self.run_as(world, "install", f"{moment} ! {look}")
             self.assertEqual(outcome.code, 0, outcome)
 
-    @needs_no_sanitizer
+    @needs_usual_build
     def test_no_proc(self):
         # Without /proc, names are used where root or the caller owns the tree.
         hidden = ["unshare", "--mount", "sh", "-c", 'umount -l /proc && exec "$@"', "sh"]

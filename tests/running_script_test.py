@@ -13,7 +13,7 @@ import unittest
 
 from lock_test import BLOCKING_SCRIPT, LockTest
 from messages import Install, command, not_done, said, script_failed
-from strace import needs_no_sanitizer, needs_plain_program
+from strace import needs_usual_build
 from world import ANDROID, PROGRAM, SETUP_32, SETUP_64, STORE, filled, script
 
 INTERRUPTED = not_done("interrupted")
@@ -88,8 +88,7 @@ class Output(LockTest):
                     escaped = text.replace(b"\xc2\x85", rb"\xc2\x85")
                     self.assertIn(b"Output: '" + escaped + b"'\n", world.bytes("log"))
 
-    @needs_plain_program
-    @needs_no_sanitizer
+    @needs_usual_build
     def test_memory(self):
         for size, text, *options in [
             (200_000_000, "yes 'a line of text'"),

@@ -23,8 +23,10 @@ needs_strace = unittest.skipIf(WHY_NOT, WHY_NOT)
 needs_plain_program = unittest.skipIf(
     "GCOV_ERROR_FILE" in os.environ, "a program that counts its lines writes files, and is slow"
 )
-needs_no_sanitizer = unittest.skipIf(
-    "sanitize" in os.environ.get("BUILD_FLAGS", ""), "a sanitizer takes memory, and needs /proc"
+BUILD_FLAGS = os.environ.get("BUILD_FLAGS", "")
+needs_usual_build = unittest.skipIf(
+    "sanitize" in BUILD_FLAGS or "coverage" in BUILD_FLAGS,
+    "what watches a program takes memory, and needs /proc",
 )
 
 OPEN_TO_WRITE = re.compile(r"O_(WRONLY|RDWR|CREAT|TRUNC|TMPFILE)")
