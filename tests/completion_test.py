@@ -59,9 +59,11 @@ while read -r line; do
   echo ---
 done
 """
+# The newer of fish also names what only holds the letters somewhere.
 FISH = """\
 while read -l line
-    complete -C "$line" | string replace -r '\\t.*' ''
+    set -l word (string split ' ' -- "$line")[-1]
+    complete -C "$line" | string replace -r '\\t.*' '' | string match -- "$word*"
     echo ---
 end
 """
