@@ -1,6 +1,7 @@
 // The program ndk-integrate: a small installer host for the command line. This file only parses the
 // command line and dispatches.
 #include <fcntl.h>
+#include <malloc.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -459,6 +460,9 @@ using namespace ndk_integrate;  // NOLINT(google-build-using-namespace): this fi
 
 int main(int argc, char** argv) {
   open_standard_streams();
+  // What a script printed may be long. Each copy goes back to the system when it is freed.
+  constexpr int kLong = 1 << 20;
+  mallopt(M_MMAP_THRESHOLD, kLong);
   // A full disk and a reader that goes away are told by the calls that write, not by a signal.
   std::signal(SIGXFSZ, SIG_IGN);
   const bool ignores_pipe_signal = std::signal(SIGPIPE, SIG_IGN) == SIG_IGN;

@@ -44,6 +44,18 @@ class Output(LockTest):
         self.assertEqual("".join(world.hidden(line) for line in lines) + out,
                          Install(printed="one\ntwowent on\n").out())
 
+    def test_command_line_is_shown_before_it_runs(self):
+        world = self.blocked_world(BLOCKING_SCRIPT)
+        process = self.start(world)
+        self.wait_for_script(world)
+        output = process.stdout.fileno()
+        os.set_blocking(output, False)
+        told = world.hidden(os.read(output, MOST).decode())
+        os.set_blocking(output, True)
+        self.assertEqual(told.splitlines()[3:], [f"script: {command()}"])
+        self.let_script_go_on(world)
+        self.assertEqual(self.end_of(world, process)[0], 0)
+
     def test_quiet(self):
         runs = "echo no room\nprintf 'at all'\nexit 7"
         outcome = self.small_world(runs=runs).install("-q")
