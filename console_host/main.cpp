@@ -15,6 +15,7 @@
 #include "console_host/base/interruption.h"
 #include "console_host/base/paths.h"
 #include "console_host/base/shell_words.h"
+#include "console_host/base/text.h"
 #include "console_host/base/utc_time.h"
 #include "console_host/commands/check_host.h"
 #include "console_host/commands/check_host_program.h"
@@ -175,7 +176,7 @@ ExitCode run_verify(const Options& options) {
   const Installation installation = overridden_installation(options);
   VerifyOptions verify_options = options.verify;
   const auto names_ndk = [](const std::string& setting) {
-    return setting.rfind("NDK_PATH=", 0) == 0;
+    return begins_with(setting, "NDK_PATH=");
   };
   verify_options.is_ndk_given =
       options.ndk || std::any_of(options.settings.begin(), options.settings.end(), names_ndk);

@@ -12,16 +12,13 @@
 #include <vector>
 
 #include "console_host/base/system_call.h"
+#include "console_host/base/text.h"
 
 namespace ndk_integrate {
 
 namespace {
 
 constexpr const char* kAccessControlList = "system.posix_acl_access";
-
-bool begins_with(const std::string& text, const std::string& beginning) {
-  return text.compare(0, beginning.size(), beginning) == 0;
-}
 
 // Those that the file's owner set. They are kept, or it is an error.
 bool is_owners_own(const std::string& attribute) {

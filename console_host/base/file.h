@@ -12,6 +12,9 @@
 
 namespace ndk_integrate {
 
+// What a mode says beside the kind of file: who may do what, and whether it runs as its owner.
+constexpr mode_t kModeBits = 07777;
+
 // A copy that did not get whole onto the disk.
 class IncompleteCopy : public std::runtime_error {
  public:

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "console_host/base/file.h"
 #include "console_host/base/system_call.h"
 
 namespace ndk_integrate {
@@ -47,7 +48,6 @@ bool is_directory(const std::string& name) {
 }
 
 void take_over_mode_and_owner(const std::string& file, const std::string& model) {
-  constexpr mode_t kPermissions = 07777;
   constexpr mode_t kRunAsOwnerOrGroup = 06000;
   struct stat status {};
   if (stat(model.c_str(), &status) != 0) {
@@ -59,7 +59,7 @@ void take_over_mode_and_owner(const std::string& file, const std::string& model)
   if (!S_ISREG(status.st_mode)) {
     return;
   }
-  mode_t mode = status.st_mode & kPermissions;
+  mode_t mode = status.st_mode & kModeBits;
   if (chown(file.c_str(), status.st_uid, status.st_gid) != 0) {
     if (errno != EPERM && errno != EINVAL) {
       throw_system_error("set the owner of " + file);

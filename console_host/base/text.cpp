@@ -40,6 +40,14 @@ Replaced replace_all(const std::string& text, const std::string& from, const std
   return result;
 }
 
+bool begins_with(const std::string& text, const std::string& beginning) {
+  return text.compare(0, beginning.size(), beginning) == 0;
+}
+
+bool ends_with(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
 std::string trimmed(const std::string& text) {
   const char* const blanks = " \t\r";
   const std::size_t first = text.find_first_not_of(blanks);

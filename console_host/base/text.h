@@ -23,6 +23,9 @@ struct Replaced {
 };
 Replaced replace_all(const std::string& text, const std::string& from, const std::string& to);
 
+bool begins_with(const std::string& text, const std::string& beginning);
+bool ends_with(const std::string& text, const std::string& end);
+
 // `text` without blanks, tabs and carriage returns at its ends.
 std::string trimmed(const std::string& text);
 

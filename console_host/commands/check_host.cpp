@@ -15,6 +15,7 @@
 
 #include "console_host/base/file_descriptor.h"
 #include "console_host/base/shared_library.h"
+#include "console_host/base/text.h"
 #include "console_host/commands/output.h"
 #include "console_host/services/log.h"
 #include "console_host/services/session.h"
@@ -64,8 +65,7 @@ void take_line(const std::string& line, Report& report) {
   }
   const std::string begin = "HOST_CHECK: ";
   const std::string end = ": checking";
-  if (line.rfind(begin, 0) == 0 && line.size() > begin.size() + end.size() &&
-      line.compare(line.size() - end.size(), end.size(), end) == 0) {
+  if (begins_with(line, begin) && line.size() > begin.size() + end.size() && ends_with(line, end)) {
     report.check = line.substr(begin.size(), line.size() - begin.size() - end.size());
   }
   say(line);

@@ -111,7 +111,7 @@ std::string in_our_words(std::string text) {
   if (const std::size_t end = text.find(kMissingValue); end != std::string::npos) {
     return text.substr(0, end) + " needs a value";
   }
-  if (text.rfind(kNotForFlag, 0) == 0) {
+  if (begins_with(text, kNotForFlag)) {
     const std::size_t begin = std::string(kNotForFlag).size();
     return text.substr(begin, text.find(" = ", begin) - begin) + " takes no value";
   }

@@ -19,10 +19,6 @@ constexpr long kLast = std::numeric_limits<long>::max();
 long place_of(int number, int update) { return long{number} * (kLastUpdate + 1) + update; }
 long place_of(const Release& release) { return place_of(release.number, release.update); }
 
-bool ends_with(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
 // A release or the first two numbers of a revision: what a range runs from and to.
 std::optional<Release> bound(const std::string& text) {
   if (auto release = parse_release(text)) {

@@ -44,7 +44,7 @@ std::string without_parameters(const std::string& plain) {
 
 // The name that a function gets where it is static: "_ZL4path..." for "_Z4path...".
 std::string as_static(const std::string& symbol) {
-  return symbol.rfind("_Z", 0) == 0 ? "_ZL" + symbol.substr(2) : symbol;
+  return begins_with(symbol, "_Z") ? "_ZL" + symbol.substr(2) : symbol;
 }
 
 // The layout that `symbol` tells by itself; where its parameters hold no string, libc++'s name is
@@ -90,8 +90,8 @@ bool is_of_the_contract(const std::string& plain) {
       "inttostr",       "replaceAllSubstrings", "get_command_output"};
   const std::string name = without_parameters(plain);
   return std::find(kFunctions.begin(), kFunctions.end(), name) != kFunctions.end() ||
-         name.rfind("Component::", 0) == 0 || name.rfind("TSD::", 0) == 0 ||
-         name.rfind("IniDb::", 0) == 0;
+         begins_with(name, "Component::") || begins_with(name, "TSD::") ||
+         begins_with(name, "IniDb::");
 }
 
 bool loader_finds(const ElfSymbol& symbol) {

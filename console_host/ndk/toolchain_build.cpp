@@ -61,10 +61,6 @@ void write_project(const std::string& project, const Module& module) {
                                               "include $(BUILD_SHARED_LIBRARY)\n");
 }
 
-bool begins_with(const std::string& text, const std::string& beginning) {
-  return text.compare(0, beginning.size(), beginning) == 0;
-}
-
 // This program's environment without what a build system, or a shell that it runs in, would take
 // for instructions.
 std::vector<std::string> clean_environment() {

@@ -5,13 +5,12 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "console_host/base/file.h"
 #include "console_host/base/text.h"
 
 namespace ndk_integrate {
 
 namespace {
-
-constexpr mode_t kPermissions = 07777;
 
 using Json = nlohmann::json;
 
@@ -29,7 +28,7 @@ std::string octal(mode_t mode) {
 
 mode_t from_octal(const std::string& text) {
   constexpr int kOctal = 8;
-  return static_cast<mode_t>(std::stoul(text, nullptr, kOctal)) & kPermissions;
+  return static_cast<mode_t>(std::stoul(text, nullptr, kOctal)) & kModeBits;
 }
 
 // The object that stands as `key` in `json`.

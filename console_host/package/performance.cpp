@@ -110,8 +110,7 @@ void Performance::put_in_place(Copy& copy) {
 }
 
 void Performance::put_in_place(const Copy& copy, const File& staged) {
-  constexpr mode_t kPermissions = 07777;
-  store().tree().dress(staged, &copy.model, copy.model.status().st_mode & kPermissions,
+  store().tree().dress(staged, &copy.model, copy.model.status().st_mode & kModeBits,
                        copy.is_secret_of_root);
   const std::string entry = StagingDirectory::commit_name(store(), copy.path);
   staging().rename(copy.entry, staging(), entry);

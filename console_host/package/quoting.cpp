@@ -24,11 +24,6 @@ char quote_at_end(const std::string& beginning) {
   return quote;
 }
 
-bool is_csh(const std::string& file) {
-  const std::string end = ".csh";
-  return file.size() > end.size() && file.compare(file.size() - end.size(), end.size(), end) == 0;
-}
-
 // True when some placeholder in a command of `text` does not stand between double quotes.
 bool is_outside_double_quotes(const std::string& text, const std::string& placeholder) {
   for (const std::string& line : split(text, "\n")) {
@@ -54,7 +49,7 @@ std::string quoting_surprise(const std::string& file, const std::string& text,
   if (text.find(placeholder) == std::string::npos) {
     return "";
   }
-  if (is_csh(file) && ndk_dir.find('!') != std::string::npos) {
+  if (ends_with(file, ".csh") && ndk_dir.find('!') != std::string::npos) {
     return file + " fails when it is used: csh takes the '!' in the name of the NDK, " + ndk_dir +
            ", for a command of its history, whatever the quotes (\"Event not found\")" + advice;
   }

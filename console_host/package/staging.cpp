@@ -10,6 +10,7 @@
 
 #include "console_host/base/hash.h"
 #include "console_host/base/system_call.h"
+#include "console_host/base/text.h"
 #include "console_host/package/replacement.h"
 #include "console_host/services/log.h"
 
@@ -19,10 +20,6 @@ namespace {
 
 constexpr const char* kStaged = "staged";  // an older program's had no number
 constexpr const char* kCommit = "commit-";
-
-bool begins_with(const std::string& text, const std::string& beginning) {
-  return text.compare(0, beginning.size(), beginning) == 0;
-}
 
 std::string random_name() {
   std::array<unsigned char, 8> bytes{};

@@ -8,13 +8,13 @@
 
 #include "console_host/base/hash.h"
 #include "console_host/base/system_call.h"
+#include "console_host/base/text.h"
 #include "console_host/package/reinstalled.h"
 
 namespace ndk_integrate {
 
 namespace {
 
-constexpr mode_t kPermissions = 07777;
 constexpr const char* kManifest = "manifest.json";
 constexpr const char* kOldManifest = "manifest.undone";
 constexpr const char* kOriginals = "originals";
@@ -22,10 +22,7 @@ constexpr const char* kFresh = ".new";  // behind the name of a file that is bei
 
 // The name without kFresh, "" where it does not end so.
 std::string without_fresh(const std::string& name) {
-  const std::string end = kFresh;
-  return name.size() > end.size() && name.compare(name.size() - end.size(), end.size(), end) == 0
-             ? name.substr(0, name.size() - end.size())
-             : "";
+  return ends_with(name, kFresh) ? name.substr(0, name.size() - std::string(kFresh).size()) : "";
 }
 
 }  // namespace
@@ -192,7 +189,7 @@ Store::Original Store::original(const std::string& path, const Found& found) con
   if (known_as == State::kUnknown || known_as == State::kOriginal ||
       known_as == State::kReinstalled) {
     const struct stat status = found.file->status();
-    return {found.bytes, status.st_mode & kPermissions, tree_.is_secret_of_root(status)};
+    return {found.bytes, status.st_mode & kModeBits, tree_.is_secret_of_root(status)};
   }
   std::optional<Original> kept = kept_original(path);
   if (!kept) {
